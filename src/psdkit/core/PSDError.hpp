@@ -1,0 +1,104 @@
+#pragma once
+// The error model of psdkit. Every failure caused by a file's contents or by values that do not
+// fit the format is reported by throwing a `PSDException` that carries one `PSDError` case. The
+// case is the whole message: no text, offset or file name is attached. Hosts that want readable
+// texts call `PSDError::initialize()` once and then ask `PSDError::userInfoValue`.
+#include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+namespace psdkit {
+
+/// Keys of the readable texts an error can provide.
+enum class PSDErrorTextKey {
+    failureReason,      ///< why the operation failed
+    recoverySuggestion, ///< what the user can do about it
+};
+
+/// The kinds of failure. The numeric code of a case is its position below (0 to 14); the order is
+/// part of the interface and never changes.
+class PSDError {
+public:
+    enum Code : int {
+        readUnknownError = 0,
+        readUnknownFileVersion = 1,
+        readUnsupportedColorMode = 2,
+        readUnsupportedImageCompression = 3,
+        readCorruptFile = 4,
+        readUnexpectedEndOfFile = 5,
+        readInvalidImageData = 6,
+        readParameterError = 7,
+        readUnsupportedDescriptorVersion = 8,
+        readUnsupportedDescriptorValueType = 9,
+        readUnsupportedContentVersion = 10, ///< never raised by the library; keeps its code
+        readUnsupportedContentType = 11,
+        writeUnknownError = 12,
+        writeUnableToCreateMetaData = 13,
+        writeParameterError = 14,
+    };
+    static constexpr int caseCount = 15;
+
+    constexpr PSDError(Code code) noexcept : code_(code) {} // NOLINT: implicit by design
+    [[nodiscard]] constexpr Code code() const noexcept { return code_; }
+    [[nodiscard]] constexpr operator Code() const noexcept { return code_; } // NOLINT
+    friend constexpr bool operator==(PSDError, PSDError) noexcept = default;
+
+    /// The case's name as written above, for example "readCorruptFile".
+    [[nodiscard]] std::string_view name() const noexcept;
+
+    /// The error domain: "OrrindelImageIOKit.PSDError".
+    static constexpr std::string_view domain = "OrrindelImageIOKit.PSDError";
+
+    /// Registers the provider of readable texts, once, early, on one thread. It reads the host's
+    /// display name from `HostApplication::current()` now (falling back to "Vispera"); later changes
+    /// of the name do not reach the texts. Calling it again registers the texts anew.
+    static void initialize();
+
+    /// The readable text of this case for `key`, in English (psdkit ships no translations), with
+    /// the application name substituted between quotation marks where the text names it. Absent
+    /// before `initialize()` and for every (case, key) pair that has no text. Never throws.
+    [[nodiscard]] std::optional<std::string> userInfoValue(PSDErrorTextKey key) const;
+
+    /// The same for any error code: absent for codes that are not of the psdkit error domain.
+    [[nodiscard]] static std::optional<std::string> userInfoValue(const std::error_code& error,
+                                                                  PSDErrorTextKey key);
+
+private:
+    Code code_;
+};
+
+/// The error category of the psdkit domain: `name()` is "OrrindelImageIOKit.PSDError" and the
+/// value of an error code is the case's code 0 to 14.
+[[nodiscard]] const std::error_category& psdErrorCategory() noexcept;
+
+[[nodiscard]] inline std::error_code make_error_code(PSDError error) noexcept
+{
+    return {static_cast<int>(error.code()), psdErrorCategory()};
+}
+[[nodiscard]] inline std::error_code make_error_code(PSDError::Code code) noexcept
+{
+    return {static_cast<int>(code), psdErrorCategory()};
+}
+
+/// The exception psdkit throws for every `PSDError`. Errors of the platform layer and of the
+/// image core are other `std::system_error`s with their own categories and are never rewrapped.
+class PSDException : public std::system_error {
+public:
+    explicit PSDException(PSDError error) : std::system_error(make_error_code(error)), error_(error) {}
+    /// The case that was thrown.
+    [[nodiscard]] PSDError error() const noexcept { return error_; }
+
+private:
+    PSDError error_;
+};
+
+} // namespace psdkit
+
+template <>
+struct std::is_error_code_enum<psdkit::PSDError::Code> : std::true_type {};
+
+template <>
+struct std::hash<psdkit::PSDError> {
+    std::size_t operator()(psdkit::PSDError e) const noexcept { return std::hash<int>{}(e.code()); }
+};

@@ -1,0 +1,22 @@
+#include "psdkit/core/PSDFourCharCode.hpp"
+
+#include "psdkit/core/PSDError.hpp"
+#include "psdkit/platform/text/TextEncoding.hpp"
+
+namespace psdkit {
+
+PSDFourCharCode::PSDFourCharCode(std::string text)
+{
+    // Four ASCII bytes are four characters, except for a CR LF pair that forms one.
+    const bool plainAscii = text.size() == 4 && text::isAscii(text) && text.find("\r\n") == std::string::npos;
+    if (!plainAscii) {
+        const auto count = text::characterCount(text);
+        if (!count || *count != 4) {
+            throw PSDException(PSDError::readParameterError);
+        }
+    }
+    key_ = text::canonicalForm(text);
+    rawValue_ = std::move(text);
+}
+
+} // namespace psdkit

@@ -1,0 +1,50 @@
+#pragma once
+// Integer and floating rectangles and sizes of the image core.
+#include <cmath>
+#include <cstdint>
+
+namespace psdkit::image {
+
+/// A size in whole pixels. Width and height may be negative only where a caller says so.
+struct IntegralSize {
+    std::int64_t width = 0;
+    std::int64_t height = 0;
+    friend bool operator==(const IntegralSize&, const IntegralSize&) = default;
+};
+
+/// An integer rectangle as origin and extent; width and height may be negative (the rectangle
+/// then extends to the left of / above its origin).
+struct IntegralRect {
+    std::int64_t x = 0;
+    std::int64_t y = 0;
+    std::int64_t width = 0;
+    std::int64_t height = 0;
+    friend bool operator==(const IntegralRect&, const IntegralRect&) = default;
+};
+
+} // namespace psdkit::image
+
+namespace psdkit {
+
+/// A floating-point rectangle as origin and extent (the extent may be negative).
+struct CGRect {
+    double x = 0;
+    double y = 0;
+    double width = 0;
+    double height = 0;
+    friend bool operator==(const CGRect&, const CGRect&) = default;
+};
+
+/// The smallest rectangle with integral edges that contains `r`: the rectangle is first made
+/// non-negative in extent, then its minimum edges are rounded down and its maximum edges up.
+/// Non-finite input gives non-finite output.
+[[nodiscard]] inline CGRect CGRectIntegral(const CGRect& r) noexcept
+{
+    const double minX = std::floor(r.width < 0 ? r.x + r.width : r.x);
+    const double minY = std::floor(r.height < 0 ? r.y + r.height : r.y);
+    const double maxX = std::ceil(r.width < 0 ? r.x : r.x + r.width);
+    const double maxY = std::ceil(r.height < 0 ? r.y : r.y + r.height);
+    return CGRect{minX, minY, maxX - minX, maxY - minY};
+}
+
+} // namespace psdkit
