@@ -1,0 +1,345 @@
+#include "psdkit/document/PSDDocumentReader.hpp"
+
+#include <algorithm>
+#include <array>
+
+#include "psdkit/platform/PropertyList.hpp"
+#include "psdkit/platform/support/HostApplication.hpp"
+
+namespace psdkit {
+namespace {
+
+// `base` + `length` for a declared section or block end. A sum that does not fit 64 bits, or an
+// end before the base (a negative length), is refused: the cursor never moves backwards.
+std::int64_t sectionEnd(std::int64_t base, std::int64_t length)
+{
+    std::int64_t end = 0;
+    if (length < 0 || __builtin_add_overflow(base, length, &end)) {
+        throw PSDException(PSDError::readCorruptFile);
+    }
+    return end;
+}
+
+bool isDroppedResource(std::int64_t id)
+{
+    static constexpr std::array<std::int64_t, 14> kDropped = {1000, 1003, 1007, 1020, 1023, 1027, 1028,
+                                                              1033, 1036, 1038, 1057, 1058, 1059, 1060};
+    return std::find(kDropped.begin(), kDropped.end(), id) != kDropped.end();
+}
+
+// Keys our writer signs "8B64" in big files; in a big file's second reading attempt, "8BIM" blocks
+// with these keys are taken to carry 8-byte lengths.
+bool isLongLengthKey(const PSDFourCharCode& key)
+{
+    static const std::array<PSDFourCharCode, 16> kKeys = {"LMsk", "Lr16", "Lr32", "Layr", "Mt16", "Mt32",
+                                                          "Mtrn", "Alph", "FMsk", "lnk2", "FEid", "FXid",
+                                                          "PxSD", "artd", "cinf", "plst"};
+    return std::find(kKeys.begin(), kKeys.end(), key) != kKeys.end();
+}
+
+} // namespace
+
+void PSDDocumentReader::read()
+{
+    readHeader();
+    document_.metadata = ImageMetadata::fromFile(data_);
+    readColorModeData();
+    readImageResources();
+    readLayerAndMaskInformation();
+    readImageData();
+}
+
+void PSDDocumentReader::readHeader()
+{
+    if (scanner_.scanFourCharCode() != PSDFourCharCode("8BPS")) {
+        throw PSDException(PSDError::readCorruptFile);
+    }
+    const std::int64_t version = scanner_.scanInt16();
+    if (version == 1) {
+        document_.bigFile = false;
+    } else if (version == 2) {
+        document_.bigFile = true;
+    } else {
+        throw PSDException(PSDError::readUnknownFileVersion);
+    }
+    if (scanner_.bytesRemaining() < 6) {
+        throw PSDException(PSDError::readUnexpectedEndOfFile);
+    }
+    scanner_.skip(6);
+    document_.numberOfChannels = scanner_.scanInt16();
+    document_.imageHeight = scanner_.scanInt32();
+    document_.imageWidth = scanner_.scanInt32();
+    document_.bitDepth = scanner_.scanInt16();
+    const std::int64_t mode = scanner_.scanInt16();
+    const auto colorMode = psdColorModeFromRawValue(mode);
+    if (!colorMode) {
+        throw PSDException(PSDError::readCorruptFile);
+    }
+    document_.colorMode = *colorMode;
+    if (*colorMode != PSDColorMode::rgb) {
+        throw PSDException(PSDError::readUnsupportedColorMode);
+    }
+    // Only these depths have a sample type; any other cannot be decoded or written.
+    if (document_.bitDepth != 8 && document_.bitDepth != 16 && document_.bitDepth != 32) {
+        throw PSDException(PSDError::readCorruptFile);
+    }
+}
+
+void PSDDocumentReader::readColorModeData()
+{
+    const std::int64_t length = scanner_.scanInt32();
+    if (length > 0) {
+        document_.colorModeData = scanner_.scanData(length);
+    }
+}
+
+void PSDDocumentReader::readImageResources()
+{
+    const std::int64_t length = scanner_.scanInt32();
+    const std::int64_t end = sectionEnd(scanner_.offset(), length);
+    while (scanner_.offset() < end) {
+        readImageResource();
+    }
+    scanner_.seek(end);
+}
+
+void PSDDocumentReader::readImageResource()
+{
+    if (scanner_.scanFourCharCode() != PSDFourCharCode("8BIM")) {
+        throw PSDException(PSDError::readCorruptFile);
+    }
+    const std::int64_t id = scanner_.scanInt16();
+    const std::int64_t nameStart = scanner_.offset();
+    std::string name = scanner_.scanPascalString();
+    if ((scanner_.offset() - nameStart) % 2 != 0) {
+        scanner_.skip(1); // the length byte and the name fill an even number of bytes
+    }
+    const std::int64_t size = scanner_.scanInt32();
+    const std::int64_t dataStart = scanner_.offset();
+    auto& doc = document_;
+    switch (id) {
+    case 1005:
+        doc.hRes = scanner_.scanFixed32();
+        doc.hResUnit = scanner_.scanInt16();
+        doc.widthUnit = scanner_.scanInt16();
+        doc.vRes = scanner_.scanFixed32();
+        doc.vResUnit = scanner_.scanInt16();
+        doc.heightUnit = scanner_.scanInt16();
+        break;
+    case 1006: {
+        std::vector<std::string> names;
+        const std::int64_t end = dataStart + size;
+        while (scanner_.offset() < end) {
+            names.push_back(scanner_.scanPascalString());
+        }
+        doc.alphaChannelsPascalNames = std::move(names);
+        break;
+    }
+    case 1024:
+        doc.targetLayerIndex = scanner_.scanInt16();
+        break;
+    case 1037:
+        doc.globalLightAngle = scanner_.scanInt32();
+        break;
+    case 1039: {
+        const auto profile = scanner_.scanData(size);
+        if (profile.empty()) {
+            throw PSDException(PSDError::readCorruptFile);
+        }
+        auto space = ColorSpace::fromICCData(profile);
+        if (!space) {
+            throw PSDException(PSDError::readCorruptFile);
+        }
+        doc.colorSpace = std::move(*space);
+        break;
+    }
+    case 1042:
+        doc.enableLayerEffects = scanner_.scanUInt8() != 0;
+        break;
+    case 1044:
+        doc.minimumNewLayerID = scanner_.scanInt32();
+        break;
+    case 1045: {
+        std::vector<std::string> names;
+        const std::int64_t end = dataStart + size;
+        while (scanner_.offset() < end) {
+            names.push_back(scanner_.scanUnicodeString());
+        }
+        doc.alphaChannelsUnicodeNames = std::move(names);
+        break;
+    }
+    case 1049:
+        doc.globalLightAltitude = scanner_.scanInt32();
+        break;
+    case 1069: {
+        const std::int64_t count = scanner_.scanUInt16();
+        for (std::int64_t i = 0; i < count; ++i) {
+            doc.selectedLayerIDs.push_back(scanner_.scanInt32());
+        }
+        break;
+    }
+    default:
+        if (isDroppedResource(id)) {
+            scanner_.skip(size);
+        } else {
+            doc.imageResources.push_back({id, std::move(name), scanner_.scanData(size)});
+        }
+        break;
+    }
+    scanner_.skip(size % 2 != 0 ? 1 : 0);
+}
+
+void PSDDocumentReader::readLayerAndMaskInformation()
+{
+    const bool big = document_.bigFile;
+    const std::int64_t length = big ? scanner_.scanInt64() : scanner_.scanInt32();
+    const std::int64_t end = sectionEnd(scanner_.offset(), length);
+    if (length >= 1) {
+        const std::int64_t infoLength = big ? scanner_.scanInt64() : scanner_.scanInt32();
+        if (infoLength > 0) {
+            const std::int64_t infoEnd = sectionEnd(scanner_.offset(), infoLength);
+            readLayerInformation();
+            if (scanner_.offset() > infoEnd) {
+                throw PSDException(PSDError::readUnknownError);
+            }
+            scanner_.seek(infoEnd);
+        }
+        if (scanner_.offset() < end) {
+            const std::int64_t maskLength = scanner_.scanInt32();
+            if (maskLength > 0) {
+                document_.globalLayerMaskData = scanner_.scanData(maskLength);
+            }
+        }
+        if (scanner_.offset() < end) {
+            if (!big) {
+                readDocumentTaggedBlocks(end, false);
+            } else {
+                const std::int64_t blocksStart = scanner_.offset();
+                auto savedLayers = document_.layers;
+                const bool savedFlag = document_.compositeImageHasAlphaChannel;
+                auto savedPatterns = document_.patternData;
+                try {
+                    readDocumentTaggedBlocks(end, false);
+                } catch (const PSDException&) {
+                    const std::exception_ptr firstError = std::current_exception();
+                    document_.layers = std::move(savedLayers);
+                    document_.compositeImageHasAlphaChannel = savedFlag;
+                    document_.patternData = std::move(savedPatterns);
+                    propertyListData_.reset();
+                    scanner_.seek(blocksStart);
+                    try {
+                        readDocumentTaggedBlocks(end, true);
+                    } catch (const PSDException&) {
+                        std::rethrow_exception(firstError);
+                    }
+                }
+            }
+            if (propertyListData_) {
+                applyHostPropertyList();
+            }
+        }
+    }
+    markSelectedLayers();
+    scanner_.seek(end);
+}
+
+void PSDDocumentReader::readLayerInformation()
+{
+    if (scanner_.bytesRemaining() < 2) {
+        throw PSDException(PSDError::readUnexpectedEndOfFile);
+    }
+    const std::int64_t count = scanner_.scanInt16();
+    document_.compositeImageHasAlphaChannel = count < 0;
+    const std::int64_t n = count < 0 ? -count : count;
+    auto& layers = document_.layers;
+    layers.clear();
+    for (std::int64_t i = 0; i < n; ++i) {
+        auto layer = std::make_shared<PSDLayerWrapper>(document_.bitDepth);
+        layer->readLayerRecord(scanner_, document_.bigFile);
+        layers.push_back(std::move(layer));
+    }
+    for (auto& layer : layers) {
+        layer->readChannelImageData(scanner_, document_.bigFile);
+    }
+}
+
+void PSDDocumentReader::readDocumentTaggedBlocks(std::int64_t end, bool lengthsByKey)
+{
+    while (scanner_.offset() < end) {
+        const PSDFourCharCode signature = scanner_.scanFourCharCode();
+        const bool longSignature = signature == PSDFourCharCode("8B64");
+        if (!longSignature && signature != PSDFourCharCode("8BIM")) {
+            throw PSDException(PSDError::readCorruptFile);
+        }
+        const PSDFourCharCode key = scanner_.scanFourCharCode();
+        const bool longLength = longSignature || (lengthsByKey && isLongLengthKey(key));
+        const std::int64_t length = longLength ? scanner_.scanInt64() : scanner_.scanInt32();
+        if (key == PSDFourCharCode("Layr") || key == PSDFourCharCode("Lr16") || key == PSDFourCharCode("Lr32")) {
+            std::int64_t blockEnd = 0;
+            if (__builtin_add_overflow(scanner_.offset(), length, &blockEnd)) {
+                throw PSDException(PSDError::readCorruptFile);
+            }
+            readLayerInformation(); // a negative length fails the check below: the cursor never moves back
+            if (scanner_.offset() > blockEnd) {
+                throw PSDException(PSDError::readUnknownError);
+            }
+            scanner_.seek(blockEnd);
+        } else if (key == PSDFourCharCode("Patt") || key == PSDFourCharCode("Pat2") ||
+                   key == PSDFourCharCode("Pat3")) {
+            document_.patternData = scanner_.scanData(length);
+        } else if (key == PSDFourCharCode("plst")) {
+            propertyListData_ = scanner_.scanData(length);
+        } else {
+            scanner_.skip(length);
+        }
+        scanner_.skip((4 - length % 4) % 4);
+    }
+}
+
+void PSDDocumentReader::applyHostPropertyList()
+{
+    const PropertyValue list = parsePropertyList(*propertyListData_);
+    const auto* top = list.asDictionary();
+    const auto host = HostApplication::current().bundleIdentifier;
+    if (top == nullptr || !host) {
+        return;
+    }
+    const auto entryIt = top->find(*host);
+    if (entryIt == top->end() || !entryIt->second.isDictionary()) {
+        return;
+    }
+    const PropertyDictionary& entry = *entryIt->second.asDictionary();
+    document_.propertiesDictionary = entry;
+    const auto layersIt = entry.find("PSD Layers");
+    if (layersIt == entry.end() || !layersIt->second.isArray()) {
+        return;
+    }
+    const PropertyArray& perLayer = *layersIt->second.asArray();
+    for (std::size_t i = 0; i < document_.layers.size() && i < perLayer.size(); ++i) {
+        const auto* element = perLayer[i].asDictionary();
+        if (element == nullptr) {
+            continue;
+        }
+        const auto idIt = element->find("PSD Layer ID");
+        if (idIt == element->end()) {
+            continue;
+        }
+        const auto* id = idIt->second.asInt();
+        if (id != nullptr && *id == document_.layers[i]->layerID) {
+            document_.layers[i]->setPropertiesDictionary(*element);
+        }
+    }
+}
+
+void PSDDocumentReader::markSelectedLayers()
+{
+    for (const std::int64_t id : document_.selectedLayerIDs) {
+        for (auto& layer : document_.layers) {
+            if (layer->layerID == id) {
+                layer->selected = true;
+            }
+        }
+    }
+}
+
+} // namespace psdkit

@@ -1,0 +1,51 @@
+#pragma once
+// The document reader: fills a PSDWrapper from a file's bytes, section by section, on one scanner.
+//
+// Big files and 8-byte block lengths: under the format's rule, the width of a document-level
+// tagged block's length follows its signature alone ("8BIM": 4 bytes, "8B64": 8 bytes). Big files
+// written by widely used editors break that rule: they sign blocks such as "Lr16", "Lr32" and
+// "LMsk" "8BIM" and still give them 8-byte lengths. So, only for a big file, and only when reading
+// the document-level tagged blocks (the blocks after the global layer mask) fails with a
+// PSDException, the reader restores what that loop changed (layers, the merged-transparency flag,
+// pattern data, the remembered property list) and reads the loop once more from its start, this
+// time taking 8-byte lengths for "8BIM" blocks whose key is one of those our writer signs "8B64"
+// in big files. If that second attempt fails too, the read fails with the first attempt's error.
+// Files that read under the rule read exactly as before.
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "psdkit/core/PSDScanner.hpp"
+#include "psdkit/document/PSDWrapper.hpp"
+
+namespace psdkit {
+
+class PSDDocumentReader {
+public:
+    PSDDocumentReader(PSDWrapper& document, std::span<const std::uint8_t> data)
+        : document_(document), data_(data), scanner_(data)
+    {
+    }
+    /// Reads the whole file into the document; throws on the first failure.
+    void read();
+
+private:
+    void readHeader();
+    void readColorModeData();
+    void readImageResources();
+    void readImageResource();
+    void readLayerAndMaskInformation();
+    void readLayerInformation();
+    void readDocumentTaggedBlocks(std::int64_t sectionEnd, bool lengthsByKey);
+    void applyHostPropertyList();
+    void markSelectedLayers();
+    void readImageData();
+    void buildAlphaChannels();
+
+    PSDWrapper& document_;
+    std::span<const std::uint8_t> data_;
+    PSDScanner scanner_;
+    std::optional<std::vector<std::uint8_t>> propertyListData_;
+};
+
+} // namespace psdkit

@@ -1,0 +1,115 @@
+// Reading one layer's channel image data and turning its channels into the content and mask images.
+#include <algorithm>
+
+#include "psdkit/core/PSDScanner.hpp"
+#include "psdkit/layers/LayerImages.hpp"
+#include "psdkit/layers/PSDCompressionType.hpp"
+#include "psdkit/layers/PSDLayerWrapper.hpp"
+
+namespace psdkit {
+namespace {
+
+std::int64_t integerProperty(const image::AnyChannelData& channel, const char* key)
+{
+    const auto it = channel.properties.find(key);
+    if (it == channel.properties.end()) {
+        throw PSDException(PSDError::readParameterError);
+    }
+    const auto* value = std::get_if<std::int64_t>(&it->second);
+    if (value == nullptr) {
+        throw PSDException(PSDError::readParameterError);
+    }
+    return *value;
+}
+
+} // namespace
+
+void PSDLayerWrapper::readChannelImageData(PSDScanner& scanner, bool bigFile)
+{
+    const std::int64_t countSize = bigFile ? 4 : 2;
+    for (auto& channel : channelInfo) {
+        const std::int64_t length = integerProperty(channel, readLengthKey);
+        const std::int64_t channelID = integerProperty(channel, channelIDKey);
+        if (scanner.bytesRemaining() < 2) {
+            throw PSDException(PSDError::readUnexpectedEndOfFile);
+        }
+        const auto compression = psdCompressionTypeFromRawValue(scanner.scanUInt16());
+        if (!compression) {
+            throw PSDException(PSDError::readUnsupportedImageCompression);
+        }
+        channel.compressionType = channelDataCompression(*compression);
+        channel.predictionType = channelDataPrediction(*compression);
+        if (length < 2) {
+            // A recorded length too small for even the compression code: the data length would be
+            // negative.
+            throw PSDException(PSDError::readParameterError);
+        }
+        std::int64_t dataLength = length - 2;
+        if (*compression == PSDCompressionType::rle) {
+            const PSDMacRect& covered = channelID == -2 ? maskRect : channelID == -3 ? realMaskRect : contentsRect;
+            const std::int64_t rows = covered.height();
+            channel.rowByteCounts.clear();
+            if (rows > 0 && scanner.bytesRemaining() / countSize >= rows) {
+                channel.rowByteCounts.reserve(static_cast<std::size_t>(rows));
+            }
+            for (std::int64_t row = 0; row < rows; ++row) {
+                if (scanner.bytesRemaining() < countSize) {
+                    throw PSDException(PSDError::readUnexpectedEndOfFile);
+                }
+                channel.rowByteCounts.push_back(bigFile ? scanner.scanInt32() : scanner.scanInt16());
+                dataLength -= countSize;
+            }
+        }
+        channel.compressedData = scanner.scanData(dataLength);
+    }
+
+    if (contentsRect.width() != 0 && contentsRect.height() != 0) {
+        buildContentImage();
+    }
+    if (hasLayerMask && maskRect.width() != 0 && maskRect.height() != 0) {
+        buildMaskImage();
+    }
+}
+
+void PSDLayerWrapper::buildContentImage()
+{
+    std::stable_sort(channelInfo.begin(), channelInfo.end(), [](const auto& a, const auto& b) {
+        return integerProperty(a, channelIDKey) < integerProperty(b, channelIDKey);
+    });
+    std::vector<const image::AnyChannelData*> channels;
+    const image::AnyChannelData* transparency = nullptr;
+    for (const auto& channel : channelInfo) {
+        const std::int64_t id = integerProperty(channel, channelIDKey);
+        if (id >= 0) {
+            channels.push_back(&channel);
+        } else if (id == -1 && transparency == nullptr) {
+            transparency = &channel;
+        }
+    }
+    std::optional<image::AnyChannelData> opaque;
+    if (transparency == nullptr) {
+        if (channels.size() != 3) {
+            throw PSDException(PSDError::readInvalidImageData);
+        }
+        opaque = layerimages::opaqueChannel(bitDepth, contentsRect.size(), *channels.front());
+        transparency = &*opaque;
+    }
+    channels.push_back(transparency);
+    if (channels.size() != 4) {
+        throw PSDException(PSDError::readInvalidImageData);
+    }
+    contentImage = layerimages::colorImage(bitDepth, contentsRect.size(), channels);
+}
+
+void PSDLayerWrapper::buildMaskImage()
+{
+    const auto it = std::find_if(channelInfo.begin(), channelInfo.end(),
+                                 [](const auto& c) { return integerProperty(c, channelIDKey) == -2; });
+    if (it == channelInfo.end()) {
+        throw PSDException(PSDError::readInvalidImageData);
+    }
+    const image::AnyChannelData* channel = &*it;
+    maskImage = layerimages::grayImage(bitDepth, maskRect.size(), {&channel, 1});
+}
+
+} // namespace psdkit

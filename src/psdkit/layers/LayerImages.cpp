@@ -1,0 +1,101 @@
+#include "psdkit/layers/LayerImages.hpp"
+
+#include <cstring>
+
+#include "psdkit/core/PSDError.hpp"
+#include "psdkit/platform/image/ImageError.hpp"
+#include "psdkit/platform/image/PixelTypes.hpp"
+
+namespace psdkit::layerimages {
+namespace {
+[[noreturn]] void unsupportedDepth()
+{
+    throw PSDException(PSDError::readParameterError);
+}
+} // namespace
+
+image::AnyChannelData opaqueChannel(std::int64_t bitDepth, image::IntegralSize size,
+                                    const image::AnyChannelData& sibling)
+{
+    std::uint8_t sample[4] = {};
+    std::size_t sampleSize = 0;
+    image::SampleType type = image::SampleType::uint8;
+    switch (bitDepth) {
+    case 8:
+        sample[0] = 0xFF;
+        sampleSize = 1;
+        break;
+    case 16:
+        sample[0] = sample[1] = 0xFF;
+        sampleSize = 2;
+        type = image::SampleType::uint16;
+        break;
+    case 32:
+        sample[0] = 0x3F;
+        sample[1] = 0x80;
+        sampleSize = 4;
+        type = image::SampleType::float32;
+        break;
+    default:
+        unsupportedDepth();
+    }
+    if (size.width < 0 || size.height < 0) {
+        throw image::ImageException(image::ImageError::invalidSize);
+    }
+    std::int64_t count = 0;
+    std::int64_t bytes = 0;
+    if (__builtin_mul_overflow(size.width, size.height, &count) ||
+        __builtin_mul_overflow(count, static_cast<std::int64_t>(sampleSize), &bytes)) {
+        throw image::ImageException(image::ImageError::imageTooLarge);
+    }
+    // PackBits turns two bytes into at most 128, deflate one byte into at most 1032.
+    const auto stored = static_cast<std::int64_t>(sibling.compressedData.size());
+    const std::int64_t expansion = sibling.compressionType == image::ChannelDataCompressionType::zip ? 1032
+                                   : sibling.compressionType == image::ChannelDataCompressionType::rle ? 64
+                                                                                                      : 1;
+    if (bytes / expansion > stored) {
+        throw image::ImageException(image::ImageError::imageTooLarge);
+    }
+    std::vector<std::uint8_t> data(static_cast<std::size_t>(bytes));
+    if (sampleSize == 1) {
+        std::memset(data.data(), 0xFF, data.size());
+    } else {
+        for (std::size_t i = 0; i < data.size(); i += sampleSize) {
+            std::memcpy(data.data() + i, sample, sampleSize);
+        }
+    }
+    return image::AnyChannelData(type, std::move(data), true, image::ChannelDataCompressionType::none,
+                                 image::PredictionType::none);
+}
+
+std::shared_ptr<image::PixelBufferType> colorImage(std::int64_t bitDepth, image::IntegralSize size,
+                                                   std::span<const image::AnyChannelData* const> channels)
+{
+    switch (bitDepth) {
+    case 8:
+        return std::make_shared<image::PixelBuffer<image::PixelARGB8>>(size, channels, false, std::string());
+    case 16:
+        return std::make_shared<image::PixelBuffer<image::PixelRGBA16>>(size, channels, false, std::string());
+    case 32:
+        return std::make_shared<image::PixelBuffer<image::PixelRGBA32>>(size, channels, false, std::string());
+    default:
+        unsupportedDepth();
+    }
+}
+
+std::shared_ptr<image::PixelBufferType> grayImage(std::int64_t bitDepth, image::IntegralSize size,
+                                                  std::span<const image::AnyChannelData* const> channels)
+{
+    switch (bitDepth) {
+    case 8:
+        return std::make_shared<image::PixelBuffer<image::PixelGray8>>(size, channels, false, std::string());
+    case 16:
+        return std::make_shared<image::PixelBuffer<image::PixelGray16>>(size, channels, false, std::string());
+    case 32:
+        return std::make_shared<image::PixelBuffer<image::PixelGray32>>(size, channels, false, std::string());
+    default:
+        unsupportedDepth();
+    }
+}
+
+} // namespace psdkit::layerimages

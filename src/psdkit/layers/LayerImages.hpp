@@ -1,0 +1,32 @@
+#pragma once
+// Pixel buffers from channel data at a document's bit depth: the colour images of layers and of
+// the composite (four channels: red, green, blue, transparency) and the grey images of masks and
+// alpha channels (one channel). Shared by the layer and document readers.
+#include <cstdint>
+#include <memory>
+#include <span>
+
+#include "psdkit/platform/image/ChannelData.hpp"
+#include "psdkit/platform/image/Geometry.hpp"
+#include "psdkit/platform/image/PixelBuffer.hpp"
+
+namespace psdkit::layerimages {
+
+/// A fully opaque, uncompressed, big-endian transparency channel of `size` at `bitDepth`
+/// (FF, FF FF, or 3F 80 00 00 per sample), to go with the colour channel `sibling`.
+/// Throws PSDException(readParameterError) for another depth, and the image core's imageTooLarge
+/// when the plane is larger than `sibling`'s stored bytes could possibly decode to (so a
+/// hostile header never makes us allocate a plane the file cannot back).
+[[nodiscard]] image::AnyChannelData opaqueChannel(std::int64_t bitDepth, image::IntegralSize size,
+                                                  const image::AnyChannelData& sibling);
+
+/// An ARGB8, RGBA16 or RGBA32 buffer (by depth) decoded from four channels. Throws the image
+/// core's error, or PSDException(readParameterError) for a depth other than 8, 16, 32.
+[[nodiscard]] std::shared_ptr<image::PixelBufferType>
+colorImage(std::int64_t bitDepth, image::IntegralSize size, std::span<const image::AnyChannelData* const> channels);
+
+/// A Gray8, Gray16 or Gray32 buffer decoded from one channel; errors as `colorImage`.
+[[nodiscard]] std::shared_ptr<image::PixelBufferType>
+grayImage(std::int64_t bitDepth, image::IntegralSize size, std::span<const image::AnyChannelData* const> channels);
+
+} // namespace psdkit::layerimages

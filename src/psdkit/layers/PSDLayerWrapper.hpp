@@ -1,0 +1,156 @@
+#pragma once
+// PSDLayerWrapper: one layer of a document — the values of its layer record (bounds, blend mode,
+// opacity, flags, mask parameters, name, identity, kind), its channel data, and the two images a
+// host works with: the colour content and the user mask.
+//
+// Layers are reference objects, held by std::shared_ptr in the document's `layers`. A host that
+// reads `contentImage` or `maskImage` shares the buffer the layer keeps.
+#include <array>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "psdkit/core/OrderedMap.hpp"
+#include "psdkit/core/PSDFourCharCode.hpp"
+#include "psdkit/core/PSDMacRect.hpp"
+#include "psdkit/layers/PSDLayerType.hpp"
+#include "psdkit/platform/PropertyValue.hpp"
+#include "psdkit/platform/image/ChannelData.hpp"
+#include "psdkit/platform/image/PixelBuffer.hpp"
+
+namespace psdkit {
+
+class PSDScanner;
+class PSDWriter;
+
+/// Raw additional layer information blocks kept for writing back, in the order they were read.
+using PSDTaggedData = OrderedMap<PSDFourCharCode, std::vector<std::uint8_t>>;
+
+class PSDLayerWrapper {
+public:
+    /// A layer with every field at its default. `bitDepth` (8, 16 or 32) selects the sample type of
+    /// its channel data; other depths are accepted here and refused when the layer is read
+    /// (`readParameterError`) or written (`writeParameterError`).
+    explicit PSDLayerWrapper(std::int64_t depth = 8) : bitDepth(depth) {}
+
+    /// Bits per channel sample of the owning document. Library-internal.
+    std::int64_t bitDepth = 8;
+    std::string name;
+    std::int64_t layerID = 0;
+    std::int64_t colorLabel = 0;
+
+    /// The layer's kind. Setting a kind other than `regular` or `sceneGroup` also sets
+    /// `pixelDataIrrelevantToAppearanceOfDocument` (it is never cleared by this).
+    [[nodiscard]] const PSDLayerType& type() const noexcept { return type_; }
+    void setType(PSDLayerType type);
+
+    /// Refinement of a group: `sceneGroup` or `regular`.
+    PSDLayerType subtype = PSDLayerType::regular();
+    bool selected = false;
+    bool targeted = false;
+    bool expanded = true;
+    PSDMacRect contentsRect;
+
+    /// One entry per channel record, in record order (sorted by channel ID once the content image
+    /// is built). Library-internal.
+    std::vector<image::AnyChannelData> channelInfo;
+    /// The compressed channels to be written, by channel ID; filled only while the layer is being
+    /// written. Library-internal.
+    std::map<std::int64_t, image::AnyChannelData> channelDataPreparedForExport;
+
+    PSDFourCharCode blendMode = "norm";
+    double opacity = 1.0;
+    double fillOpacity = 1.0;
+    bool clipping = false;
+    /// Lock bits as the protection settings store them (unsigned 32-bit); bit 0: transparency.
+    std::int64_t lockFlags = 0;
+    bool visible = true;
+    bool pixelDataIrrelevantToAppearanceOfDocument = false;
+
+    bool hasLayerMask = false;
+    PSDMacRect maskRect;
+    double maskDefaultColor = 1.0;
+    bool maskIsPositionedRelativeToLayer = false;
+    bool maskDisabled = false;
+    bool maskCameFromRenderingOtherData = false;
+    bool maskHasUserMaskDensity = false;
+    double userMaskDensity = 1.0;
+    bool maskHasUserMaskFeather = false;
+    double userMaskFeather = 0.0;
+    bool maskHasVectorMaskDensity = false;
+    double vectorMaskDensity = 1.0;
+    bool maskHasVectorMaskFeather = false;
+    double vectorMaskFeather = 0.0;
+    bool hasRealFlags = false;
+    bool realMaskIsPositionedRelativeToLayer = false;
+    bool realMaskDisabled = false;
+    bool realMaskCameFromRenderingOtherData = false;
+    double realMaskDefaultColor = 1.0;
+    PSDMacRect realMaskRect;
+
+    /// The record's blending ranges, raw; absent when the record has none.
+    std::optional<std::vector<std::uint8_t>> layerBlendingRanges;
+    /// Kept raw blocks (fill and adjustment settings, effects, artboards) by key, in file order.
+    PSDTaggedData taggedData;
+    /// Colour and transparency, `contentsRect` sized.
+    std::shared_ptr<image::PixelBufferType> contentImage;
+    /// The user mask, one channel, `maskRect` sized.
+    std::shared_ptr<image::PixelBufferType> maskImage;
+
+    /// Host-visible extra properties. Storing a dictionary whose "PSD Blend Mode" holds a
+    /// `PSDFourCharCode` also sets `blendMode` to it.
+    [[nodiscard]] const PropertyDictionary& propertiesDictionary() const noexcept { return properties_; }
+    void setPropertiesDictionary(PropertyDictionary properties);
+    /// Stores one property (running the same observer).
+    void setProperty(const std::string& key, PropertyValue value);
+
+    /// `contentsRect` as a floating rectangle.
+    [[nodiscard]] CGRect contentsCGRect() const noexcept { return contentsRect.cg(); }
+    /// `maskRect` as a floating rectangle.
+    [[nodiscard]] CGRect maskCGRect() const noexcept { return maskRect.cg(); }
+    /// Sets `contentsRect` to the integral rectangle that contains `rect`, never inverted.
+    /// Throws `PSDException(readParameterError)` for non-finite or out-of-range rectangles.
+    void setContentsRect(const CGRect& rect) { contentsRect = PSDMacRect(rect); }
+    /// The same for `maskRect`.
+    void setMaskCGRect(const CGRect& rect) { maskRect = PSDMacRect(rect); }
+
+    /// Key of a channel's ID in its properties.
+    static constexpr const char* channelIDKey = "channelID";
+    /// Key of a channel's recorded byte length (compression code included) in its properties.
+    static constexpr const char* readLengthKey = "length";
+    /// Channel IDs in the order they are written.
+    static constexpr std::array<std::int64_t, 5> writtenChannelOrder = {0, 1, 2, -1, -2};
+
+    // Reading and writing, used by the document.
+
+    /// Reads one layer record at the scanner's cursor and leaves the cursor after it.
+    /// Throws PSDException (see docs/decisions.md for the choices on negative counts and lengths).
+    void readLayerRecord(PSDScanner& scanner, bool bigFile);
+    /// Reads this layer's channel image data and builds `contentImage` and `maskImage`.
+    /// Throws PSDException or the image core's ImageException.
+    void readChannelImageData(PSDScanner& scanner, bool bigFile);
+    /// Fills `channelDataPreparedForExport` from the images. Throws the image core's error.
+    void prepareChannelDataForExport();
+    /// Prepares the channels and appends the layer record. Throws PSDException (values that do not
+    /// fit their fields: writeParameterError) or the image core's error.
+    void writeLayerRecord(PSDWriter& writer, bool bigFile);
+    /// Appends the prepared channels' image data, then empties `channelDataPreparedForExport`.
+    void writeChannelImageData(PSDWriter& writer, bool bigFile);
+
+private:
+    void readMaskData(PSDScanner& scanner);
+    void readTaggedBlock(PSDScanner& scanner);
+    void readSectionDivider(PSDScanner& scanner, std::int64_t length);
+    void buildContentImage();
+    void buildMaskImage();
+    void writeMaskData(PSDWriter& writer) const;
+    void writeTaggedBlocks(PSDWriter& writer, bool bigFile) const;
+
+    PSDLayerType type_ = PSDLayerType::regular();
+    PropertyDictionary properties_;
+};
+
+} // namespace psdkit
