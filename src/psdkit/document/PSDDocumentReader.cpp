@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "psdkit/layers/TaggedBlockWriting.hpp"
 #include "psdkit/platform/PropertyList.hpp"
 #include "psdkit/platform/support/HostApplication.hpp"
 
@@ -25,16 +26,6 @@ bool isDroppedResource(std::int64_t id)
     static constexpr std::array<std::int64_t, 14> kDropped = {1000, 1003, 1007, 1020, 1023, 1027, 1028,
                                                               1033, 1036, 1038, 1057, 1058, 1059, 1060};
     return std::find(kDropped.begin(), kDropped.end(), id) != kDropped.end();
-}
-
-// Keys our writer signs "8B64" in big files; in a big file's second reading attempt, "8BIM" blocks
-// with these keys are taken to carry 8-byte lengths.
-bool isLongLengthKey(const PSDFourCharCode& key)
-{
-    static const std::array<PSDFourCharCode, 16> kKeys = {"LMsk", "Lr16", "Lr32", "Layr", "Mt16", "Mt32",
-                                                          "Mtrn", "Alph", "FMsk", "lnk2", "FEid", "FXid",
-                                                          "PxSD", "artd", "cinf", "plst"};
-    return std::find(kKeys.begin(), kKeys.end(), key) != kKeys.end();
 }
 
 } // namespace
@@ -272,7 +263,7 @@ void PSDDocumentReader::readDocumentTaggedBlocks(std::int64_t end, bool lengthsB
             throw PSDException(PSDError::readCorruptFile);
         }
         const PSDFourCharCode key = scanner_.scanFourCharCode();
-        const bool longLength = longSignature || (lengthsByKey && isLongLengthKey(key));
+        const bool longLength = longSignature || (lengthsByKey && usesLongLengthInBigFiles(key));
         const std::int64_t length = longLength ? scanner_.scanInt64() : scanner_.scanInt32();
         if (key == PSDFourCharCode("Layr") || key == PSDFourCharCode("Lr16") || key == PSDFourCharCode("Lr32")) {
             std::int64_t blockEnd = 0;

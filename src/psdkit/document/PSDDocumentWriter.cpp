@@ -1,0 +1,231 @@
+#include "psdkit/document/PSDDocumentWriter.hpp"
+
+#include <limits>
+
+#include "psdkit/layers/TaggedBlockWriting.hpp"
+#include "psdkit/platform/LibraryResources.hpp"
+#include "psdkit/platform/PropertyList.hpp"
+#include "psdkit/platform/image/PixelTypes.hpp"
+#include "psdkit/platform/support/HostApplication.hpp"
+
+namespace psdkit {
+namespace {
+
+[[noreturn]] void refuse()
+{
+    throw PSDException(PSDError::writeParameterError);
+}
+
+image::PixelFormat compositeFormat(std::int64_t bitDepth)
+{
+    switch (bitDepth) {
+    case 8:
+        return image::PixelFormat::argb8;
+    case 16:
+        return image::PixelFormat::rgba16;
+    case 32:
+        return image::PixelFormat::rgba32;
+    default:
+        refuse();
+    }
+}
+
+image::PixelFormat alphaFormat(std::int64_t bitDepth)
+{
+    return bitDepth == 32 ? image::PixelFormat::gray32
+           : bitDepth == 16 ? image::PixelFormat::gray16
+                            : image::PixelFormat::gray8;
+}
+
+// Hands out the next new layer ID.
+std::int64_t nextLayerID(std::int64_t& seed)
+{
+    if (seed == std::numeric_limits<std::int64_t>::max()) {
+        refuse();
+    }
+    return seed++;
+}
+
+} // namespace
+
+std::vector<std::uint8_t> PSDWrapper::serializedRepresentationWithCompositeImage(const image::PixelBufferType* composite)
+{
+    return PSDDocumentWriter(*this, composite).write();
+}
+
+std::vector<std::uint8_t> PSDDocumentWriter::write()
+{
+    writeHeader();
+    writeColorModeData();
+    repairLayerIDs();
+    writeImageResources();
+    writeLayerAndMaskInformation();
+    writeImageData();
+    return writer_.takeData();
+}
+
+void PSDDocumentWriter::writeHeader()
+{
+    const auto& doc = document_;
+    writer_.appendFourCharCode("8BPS");
+    writer_.appendInt16(doc.bigFile ? 2 : 1);
+    writer_.appendPadding(6);
+    const auto alphaCount = static_cast<std::int64_t>(doc.alphaChannels ? doc.alphaChannels->size() : 0);
+    writer_.appendInt16(4 + alphaCount);
+    writer_.appendInt32(doc.imageHeight);
+    writer_.appendInt32(doc.imageWidth);
+    writer_.appendInt16(doc.bitDepth);
+    writer_.appendInt16(static_cast<std::int64_t>(doc.colorMode));
+}
+
+void PSDDocumentWriter::writeColorModeData()
+{
+    writer_.writePSDDataBlock(false, 0, true, [&](PSDWriter& w) {
+        if (document_.colorModeData) {
+            w.appendData(*document_.colorModeData);
+        } else if (document_.bitDepth == 32) {
+            w.appendData(libraryResourceHDRToning());
+        }
+    });
+}
+
+void PSDDocumentWriter::repairLayerIDs()
+{
+    auto& doc = document_;
+    for (const auto& layer : doc.layers) {
+        if (doc.minimumNewLayerID <= layer->layerID) {
+            if (layer->layerID == std::numeric_limits<std::int64_t>::max()) {
+                refuse();
+            }
+            doc.minimumNewLayerID = layer->layerID + 1;
+        }
+    }
+    // Of two layers that share an ID, the earlier one is renumbered: each layer is compared with
+    // every other layer of the list, earlier and later ones alike.
+    for (const auto& layer : doc.layers) {
+        if (layer->layerID == 0) {
+            layer->layerID = nextLayerID(doc.minimumNewLayerID);
+        }
+        for (const auto& other : doc.layers) {
+            if (other != layer && other->layerID == layer->layerID) {
+                layer->layerID = nextLayerID(doc.minimumNewLayerID);
+            }
+        }
+    }
+    doc.selectedLayerIDs.clear();
+    for (const auto& layer : doc.layers) {
+        if (layer->selected) {
+            doc.selectedLayerIDs.push_back(layer->layerID);
+        }
+    }
+}
+
+void PSDDocumentWriter::writeImageResources()
+{
+    writer_.writePSDDataBlock(false, 0, true,
+                              [&](PSDWriter& w) { writeImageResourceBlocks(w, document_, composite_ != nullptr); });
+}
+
+void PSDDocumentWriter::writeLayerInformationBody(PSDWriter& writer)
+{
+    auto& layers = document_.layers;
+    writer.appendInt16(-static_cast<std::int64_t>(layers.size()));
+    for (const auto& layer : layers) {
+        if (layer->bitDepth != document_.bitDepth) {
+            refuse();
+        }
+        layer->writeLayerRecord(writer, document_.bigFile);
+    }
+    for (const auto& layer : layers) {
+        layer->writeChannelImageData(writer, document_.bigFile);
+    }
+}
+
+void PSDDocumentWriter::writeLayerAndMaskInformation()
+{
+    auto& doc = document_;
+    const bool big = doc.bigFile;
+    writer_.writePSDDataBlock(big, 0, true, [&](PSDWriter& w) {
+        w.writePSDDataBlock(big, 2, true, [&](PSDWriter& lw) {
+            if (!doc.layers.empty() && doc.bitDepth == 8) {
+                writeLayerInformationBody(lw);
+            }
+        });
+        w.writePSDDataBlock(false, 0, true, [&](PSDWriter& mw) {
+            if (doc.globalLayerMaskData) {
+                mw.appendData(*doc.globalLayerMaskData);
+            }
+        });
+        constexpr auto level = TaggedBlockLevel::document;
+        for (const auto& [key, bytes] : doc.additionalLayerAndMaskInfo) {
+            writeRawTaggedBlock(w, level, big, key, bytes);
+        }
+        if (!doc.layers.empty() && (doc.bitDepth == 16 || doc.bitDepth == 32)) {
+            writeTaggedBlock(w, level, big, doc.bitDepth == 32 ? PSDFourCharCode("Lr32") : PSDFourCharCode("Lr16"),
+                             [&](PSDWriter& lw) { writeLayerInformationBody(lw); });
+        }
+        if (doc.patternData) {
+            writeRawTaggedBlock(w, level, big, "Patt", *doc.patternData);
+        }
+        if (!doc.propertiesDictionary.empty()) {
+            const auto host = HostApplication::current().bundleIdentifier;
+            if (!host) {
+                refuse();
+            }
+            const auto list = xmlPropertyList(PropertyDictionary{{*host, PropertyValue(doc.propertiesDictionary)}});
+            writeRawTaggedBlock(w, level, big, "plst", list);
+        }
+    });
+}
+
+void PSDDocumentWriter::writeImageData()
+{
+    const auto& doc = document_;
+    const bool rle = doc.bitDepth == 8 && (doc.imageWidth > 8 || doc.imageHeight > 8);
+    const auto compression = rle ? image::ChannelDataCompressionType::rle : image::ChannelDataCompressionType::none;
+    if (composite_ == nullptr) {
+        refuse();
+    }
+    const image::IntegralSize size{doc.imageWidth, doc.imageHeight};
+    if (composite_->format() != compositeFormat(doc.bitDepth) || composite_->size() != size) {
+        refuse();
+    }
+    std::vector<image::AnyChannelData> channels =
+        composite_->makeChannelData(false, compression, image::PredictionType::none, false);
+    if (doc.alphaChannels) {
+        for (const auto& alpha : *doc.alphaChannels) {
+            if (!alpha || !alpha->image) {
+                continue;
+            }
+            if (alpha->image->size() != size || alpha->image->format() != alphaFormat(doc.bitDepth)) {
+                refuse();
+            }
+            auto extra = alpha->image->makeChannelData(false, compression, image::PredictionType::none, false);
+            for (auto& channel : extra) {
+                channels.push_back(std::move(channel));
+            }
+        }
+    }
+    std::size_t total = 0;
+    for (const auto& channel : channels) {
+        total += channel.compressedData.size() + channel.rowByteCounts.size() * 4;
+    }
+    writer_.reserve(total + 2);
+    writer_.appendUInt16(rle ? 1 : 0);
+    if (rle) {
+        for (const auto& channel : channels) {
+            for (const std::int64_t count : channel.rowByteCounts) {
+                if (doc.bigFile) {
+                    writer_.appendInt32(count);
+                } else {
+                    writer_.appendInt16(count);
+                }
+            }
+        }
+    }
+    for (const auto& channel : channels) {
+        writer_.appendData(channel.compressedData);
+    }
+}
+
+} // namespace psdkit

@@ -1,0 +1,290 @@
+// Writing one layer: preparing its channels for export, its record, and its channel image data.
+#include <cstdio>
+#include <cstdlib>
+
+#include "psdkit/core/PSDWriter.hpp"
+#include "psdkit/core/WriteValues.hpp"
+#include "psdkit/layers/PSDCompressionType.hpp"
+#include "psdkit/layers/PSDLayerWrapper.hpp"
+#include "psdkit/layers/TaggedBlockWriting.hpp"
+#include "psdkit/platform/image/PixelTypes.hpp"
+
+namespace psdkit {
+namespace {
+
+[[noreturn]] void refuse()
+{
+    throw PSDException(PSDError::writeParameterError);
+}
+
+image::PixelFormat colorFormat(std::int64_t bitDepth)
+{
+    switch (bitDepth) {
+    case 8:
+        return image::PixelFormat::argb8;
+    case 16:
+        return image::PixelFormat::rgba16;
+    case 32:
+        return image::PixelFormat::rgba32;
+    default:
+        refuse();
+    }
+}
+
+image::PixelFormat grayFormat(std::int64_t bitDepth)
+{
+    switch (bitDepth) {
+    case 8:
+        return image::PixelFormat::gray8;
+    case 16:
+        return image::PixelFormat::gray16;
+    case 32:
+        return image::PixelFormat::gray32;
+    default:
+        refuse();
+    }
+}
+
+// Blend modes a 32-bit record cannot hold; they are written as "norm" and remembered in the
+// layer's "PSD Blend Mode" property.
+bool lacksHighDepthForm(const PSDFourCharCode& mode)
+{
+    static const PSDFourCharCode kModes[] = {"idiv", "lbrn", "scrn", "div ", "over", "sLit",
+                                             "hLit", "vLit", "lLit", "pLit", "hMix", "smud"};
+    for (const auto& m : kModes) {
+        if (m == mode) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::int64_t flagBit(bool value, int bit) { return value ? (std::int64_t{1} << bit) : 0; }
+
+std::int64_t storedChannelLength(const image::AnyChannelData& channel, bool bigFile)
+{
+    const auto rows = static_cast<std::int64_t>(channel.rowByteCounts.size());
+    const std::int64_t counts = channel.compressionType == image::ChannelDataCompressionType::rle
+                                    ? rows * (bigFile ? 4 : 2)
+                                    : 0;
+    return checkedWriteSum(2 + counts, static_cast<std::int64_t>(channel.compressedData.size()));
+}
+
+} // namespace
+
+void PSDLayerWrapper::prepareChannelDataForExport()
+{
+    channelDataPreparedForExport.clear();
+    const image::PixelFormat contentFormat = colorFormat(bitDepth);
+    if (!contentImage) {
+        for (const std::int64_t id : {0, 1, 2, -1}) {
+            channelDataPreparedForExport.emplace(
+                id, image::AnyChannelData(image::SampleType::uint8, {}, true, image::ChannelDataCompressionType::none,
+                                          image::PredictionType::none));
+        }
+    } else {
+        const image::IntegralSize size = contentImage->size();
+        if (contentImage->format() != contentFormat || size != contentsRect.size()) {
+            refuse();
+        }
+        auto compression = image::ChannelDataCompressionType::none;
+        auto prediction = image::PredictionType::none;
+        if (size.width > 8 || size.height > 8) {
+            if (bitDepth == 8) {
+                compression = image::ChannelDataCompressionType::rle;
+            } else {
+                compression = image::ChannelDataCompressionType::zip;
+                prediction = image::PredictionType::prediction;
+            }
+        }
+        auto channels = contentImage->makeChannelData(false, compression, prediction, true);
+        if (channels.size() < 4) {
+            refuse();
+        }
+        const std::int64_t ids[] = {0, 1, 2, -1};
+        for (std::size_t i = 0; i < 4; ++i) {
+            channelDataPreparedForExport.emplace(ids[i], std::move(channels[i]));
+        }
+    }
+    if (hasLayerMask && maskImage) {
+        const image::IntegralSize size = maskImage->size();
+        if (maskImage->format() != grayFormat(bitDepth) || size != maskRect.size()) {
+            refuse();
+        }
+        auto compression = image::ChannelDataCompressionType::none;
+        auto prediction = image::PredictionType::none;
+        if (bitDepth != 8) {
+            compression = image::ChannelDataCompressionType::zip;
+            prediction = image::PredictionType::prediction;
+        } else if (size.width > 8 || size.height > 8) {
+            compression = image::ChannelDataCompressionType::rle;
+        }
+        auto channels = maskImage->makeChannelData(false, compression, prediction, true);
+        if (channels.empty()) {
+            refuse();
+        }
+        channelDataPreparedForExport.emplace(-2, std::move(channels.front()));
+    }
+}
+
+void PSDLayerWrapper::writeLayerRecord(PSDWriter& writer, bool bigFile)
+{
+    writer.appendMacRect(contentsRect);
+    prepareChannelDataForExport();
+    writer.appendInt16(static_cast<std::int64_t>(channelDataPreparedForExport.size()));
+    for (const std::int64_t id : writtenChannelOrder) {
+        const auto it = channelDataPreparedForExport.find(id);
+        if (it == channelDataPreparedForExport.end()) {
+            continue;
+        }
+        writer.appendInt16(id);
+        const std::int64_t length = storedChannelLength(it->second, bigFile);
+        if (bigFile) {
+            writer.appendInt64(length);
+        } else {
+            writer.appendInt32(length);
+        }
+    }
+
+    writer.appendFourCharCode("8BIM");
+    if (blendMode == PSDFourCharCode("pass")) {
+        writer.appendFourCharCode("norm");
+    } else if (bitDepth == 32 && lacksHighDepthForm(blendMode)) {
+        setProperty("PSD Blend Mode", PropertyValue(blendMode));
+        writer.appendFourCharCode("norm");
+    } else {
+        writer.appendFourCharCode(blendMode);
+    }
+    writer.appendUInt8(fractionByte(opacity));
+    writer.appendUInt8(clipping ? 1 : 0);
+    writer.appendUInt8(flagBit((lockFlags & 1) != 0, 0) | flagBit(!visible, 1) |
+                       (pixelDataIrrelevantToAppearanceOfDocument ? 0x18 : 0));
+    writer.appendUInt8(0);
+
+    writer.writePSDDataBlock(false, 0, true, [&](PSDWriter& w) {
+        w.writePSDDataBlock(false, 4, true, [&](PSDWriter& mw) { writeMaskData(mw); });
+        w.writePSDDataBlock(false, 0, true, [&](PSDWriter& bw) {
+            if (layerBlendingRanges) {
+                bw.appendData(*layerBlendingRanges);
+            }
+        });
+        w.appendPascalString(name, 4);
+        writeTaggedBlocks(w, bigFile);
+    });
+}
+
+void PSDLayerWrapper::writeMaskData(PSDWriter& writer) const
+{
+    if (!hasLayerMask) {
+        return;
+    }
+    const bool hasParameters =
+        maskHasUserMaskDensity || maskHasUserMaskFeather || maskHasVectorMaskDensity || maskHasVectorMaskFeather;
+    const std::int64_t parameterBytes = hasParameters ? 1 + (maskHasUserMaskDensity ? 1 : 0) +
+                                                            (maskHasUserMaskFeather ? 8 : 0) +
+                                                            (maskHasVectorMaskDensity ? 1 : 0) +
+                                                            (maskHasVectorMaskFeather ? 8 : 0)
+                                                      : 0;
+    // A reader takes a mask body of 36 bytes or more to hold the real-mask fields. Without them,
+    // parameters can push the padded body to 36 bytes; the real fields are then written too, as a
+    // copy of the user mask's, so that the record reads back as written.
+    const bool writeRealFields = hasRealFlags || 18 + parameterBytes > 32;
+    const bool realFromUserMask = !hasRealFlags;
+
+    writer.appendMacRect(maskRect);
+    writer.appendUInt8(fractionByte(maskDefaultColor));
+    writer.appendUInt8(flagBit(maskIsPositionedRelativeToLayer, 0) | flagBit(maskDisabled, 1) |
+                       flagBit(maskCameFromRenderingOtherData, 3) | flagBit(hasParameters, 4));
+    if (writeRealFields) {
+        if (realFromUserMask) {
+            writer.appendUInt8(flagBit(maskIsPositionedRelativeToLayer, 0) | flagBit(maskDisabled, 1) |
+                               flagBit(maskCameFromRenderingOtherData, 3));
+            writer.appendUInt8(fractionByte(maskDefaultColor));
+            writer.appendMacRect(maskRect);
+        } else {
+            writer.appendUInt8(flagBit(realMaskIsPositionedRelativeToLayer, 0) | flagBit(realMaskDisabled, 1) |
+                               flagBit(realMaskCameFromRenderingOtherData, 3));
+            writer.appendUInt8(fractionByte(realMaskDefaultColor));
+            writer.appendMacRect(realMaskRect);
+        }
+    }
+    if (hasParameters) {
+        writer.appendUInt8(flagBit(maskHasUserMaskDensity, 0) | flagBit(maskHasUserMaskFeather, 1) |
+                           flagBit(maskHasVectorMaskDensity, 2) | flagBit(maskHasVectorMaskFeather, 3));
+        if (maskHasUserMaskDensity) {
+            writer.appendUInt8(fractionByte(userMaskDensity));
+        }
+        if (maskHasUserMaskFeather) {
+            writer.appendFloat64(userMaskFeather);
+        }
+        if (maskHasVectorMaskDensity) {
+            writer.appendUInt8(fractionByte(vectorMaskDensity));
+        }
+        if (maskHasVectorMaskFeather) {
+            writer.appendFloat64(vectorMaskFeather);
+        }
+    }
+}
+
+void PSDLayerWrapper::writeTaggedBlocks(PSDWriter& writer, bool bigFile) const
+{
+    constexpr auto level = TaggedBlockLevel::layer;
+    if (fillOpacity < 1.0) {
+        writeTaggedBlock(writer, level, bigFile, "iOpa", [&](PSDWriter& w) {
+            w.appendUInt8(fractionByte(fillOpacity));
+            w.appendPadding(3);
+        });
+    }
+    writeTaggedBlock(writer, level, bigFile, "luni", [&](PSDWriter& w) { w.appendUnicodeString(name, false, 4); });
+    writeTaggedBlock(writer, level, bigFile, "lyid", [&](PSDWriter& w) { w.appendInt32(layerID); });
+    writeTaggedBlock(writer, level, bigFile, "lclr", [&](PSDWriter& w) {
+        w.appendInt16(colorLabel);
+        w.appendPadding(6);
+    });
+    writeTaggedBlock(writer, level, bigFile, "lspf", [&](PSDWriter& w) { w.appendUInt32(lockFlags); });
+    if (type_.kind() == PSDLayerType::Kind::group || type_.kind() == PSDLayerType::Kind::sectionDivider) {
+        writeTaggedBlock(writer, level, bigFile, "lsct", [&](PSDWriter& w) {
+            if (type_.kind() == PSDLayerType::Kind::sectionDivider) {
+                w.appendInt32(3);
+                return;
+            }
+            w.appendInt32(expanded ? 1 : 2);
+            w.appendFourCharCode("8BIM");
+            w.appendFourCharCode(blendMode);
+            w.appendInt32(subtype.kind() == PSDLayerType::Kind::sceneGroup ? 1 : 0);
+        });
+    }
+    for (const auto& [key, bytes] : taggedData) {
+        writeRawTaggedBlock(writer, level, bigFile, key, bytes);
+    }
+}
+
+void PSDLayerWrapper::writeChannelImageData(PSDWriter& writer, bool bigFile)
+{
+    for (const std::int64_t id : writtenChannelOrder) {
+        const auto it = channelDataPreparedForExport.find(id);
+        if (it == channelDataPreparedForExport.end()) {
+            continue;
+        }
+        const image::AnyChannelData& channel = it->second;
+        const auto code = psdCompressionType(channel.compressionType, channel.predictionType);
+        if (!code) {
+            std::fputs("Unsupported prediction type.\n", stderr);
+            std::abort();
+        }
+        writer.appendUInt16(static_cast<std::int64_t>(*code));
+        if (*code == PSDCompressionType::rle) {
+            for (const std::int64_t count : channel.rowByteCounts) {
+                if (bigFile) {
+                    writer.appendInt32(count);
+                } else {
+                    writer.appendInt16(count);
+                }
+            }
+        }
+        writer.appendData(channel.compressedData);
+    }
+    channelDataPreparedForExport.clear();
+}
+
+} // namespace psdkit
