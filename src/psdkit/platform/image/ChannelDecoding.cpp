@@ -1,0 +1,243 @@
+#include "psdkit/platform/image/ChannelDecoding.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <cassert>
+#include <cstring>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "psdkit/platform/image/ImageError.hpp"
+#include "psdkit/platform/image/Interleave.hpp"
+#include "psdkit/platform/image/PackBits.hpp"
+#include "psdkit/platform/image/SizeArithmetic.hpp"
+#include "psdkit/platform/image/Zip.hpp"
+
+namespace psdkit::image::detail {
+namespace {
+
+// No deflate stream inflates to more than 1032 bytes per byte (a 258-byte match in two bits).
+constexpr std::size_t maximumDeflateRatio = 1032;
+
+void validateChannel(const AnyChannelData& channel, SampleType expected, const PlaneShape& shape)
+{
+    if (channel.sampleType() != expected) {
+        throw ImageException(ImageError::sampleTypeMismatch);
+    }
+    const std::size_t dataSize = channel.compressedData.size();
+    switch (channel.compressionType) {
+    case ChannelDataCompressionType::none:
+        if (dataSize != shape.planeBytes) {
+            throw ImageException(ImageError::rawSizeMismatch);
+        }
+        return;
+    case ChannelDataCompressionType::rle: {
+        if (channel.rowByteCounts.size() != shape.height) {
+            throw ImageException(ImageError::rowByteCountMismatch);
+        }
+        const std::size_t minimumRow = packBitsMinimumRowSize(shape.rowBytes);
+        std::size_t remaining = dataSize;
+        for (const std::int64_t count : channel.rowByteCounts) {
+            if (count < 0 || static_cast<std::uint64_t>(count) > remaining) {
+                throw ImageException(ImageError::rowByteCountMismatch);
+            }
+            if (static_cast<std::size_t>(count) < minimumRow) {
+                throw ImageException(ImageError::corruptPackBits);
+            }
+            remaining -= static_cast<std::size_t>(count);
+        }
+        if (remaining != 0) {
+            throw ImageException(ImageError::rowByteCountMismatch);
+        }
+        return;
+    }
+    case ChannelDataCompressionType::zip:
+        if (channel.predictionType != PredictionType::none && channel.predictionType != PredictionType::prediction) {
+            throw ImageException(ImageError::unsupportedPrediction);
+        }
+        if (shape.planeBytes / maximumDeflateRatio > dataSize) {
+            throw ImageException(ImageError::corruptZip);
+        }
+        return;
+    }
+    throw ImageException(ImageError::unsupportedCompression);
+}
+
+void swapBytesInPlace(std::uint8_t* row, std::size_t width, std::size_t sampleBytes) noexcept
+{
+    if (sampleBytes == 2) {
+        for (std::size_t i = 0; i < width; ++i) {
+            std::swap(row[2 * i], row[2 * i + 1]);
+        }
+    } else if (sampleBytes == 4) {
+        for (std::size_t i = 0; i < width; ++i) {
+            std::uint32_t v;
+            std::memcpy(&v, row + 4 * i, 4);
+            v = __builtin_bswap32(v);
+            std::memcpy(row + 4 * i, &v, 4);
+        }
+    }
+}
+
+// Hands out the rows of one channel, in order, as native-endian samples.
+class ChannelRowReader {
+public:
+    ChannelRowReader(const AnyChannelData& channel, const PlaneShape& shape)
+        : channel_(&channel), shape_(shape),
+          swap_(shape.sampleBytes > 1 && channel.bigEndian != (std::endian::native == std::endian::big))
+    {
+        switch (channel.compressionType) {
+        case ChannelDataCompressionType::none:
+            if (swap_) {
+                scratch_ = std::make_unique_for_overwrite<std::uint8_t[]>(shape.rowBytes);
+            }
+            break;
+        case ChannelDataCompressionType::rle:
+            scratch_ = std::make_unique_for_overwrite<std::uint8_t[]>(shape.rowBytes);
+            break;
+        case ChannelDataCompressionType::zip:
+            plane_ = std::make_unique_for_overwrite<std::uint8_t[]>(shape.planeBytes);
+            zlibInflate(channel.compressedData, {plane_.get(), shape.planeBytes});
+            predicted_ = channel.predictionType == PredictionType::prediction;
+            if (predicted_ && shape.sampleBytes == 4) {
+                scratch_ = std::make_unique_for_overwrite<std::uint8_t[]>(shape.rowBytes);
+            }
+            break;
+        }
+    }
+
+    // The samples of row y; rows are asked for in order 0, 1, 2… The pointer is valid until the next
+    // call.
+    const std::uint8_t* row(std::size_t y)
+    {
+        const std::size_t rowBytes = shape_.rowBytes;
+        switch (channel_->compressionType) {
+        case ChannelDataCompressionType::none: {
+            const std::uint8_t* stored = channel_->compressedData.data() + y * rowBytes;
+            if (!swap_) {
+                return stored;
+            }
+            std::memcpy(scratch_.get(), stored, rowBytes);
+            swapBytesInPlace(scratch_.get(), shape_.width, shape_.sampleBytes);
+            return scratch_.get();
+        }
+        case ChannelDataCompressionType::rle: {
+            const auto count = static_cast<std::size_t>(channel_->rowByteCounts[y]);
+            packBitsDecodeRow({channel_->compressedData.data() + offset_, count}, {scratch_.get(), rowBytes});
+            offset_ += count;
+            if (swap_) {
+                swapBytesInPlace(scratch_.get(), shape_.width, shape_.sampleBytes);
+            }
+            return scratch_.get();
+        }
+        case ChannelDataCompressionType::zip:
+            break;
+        }
+        std::uint8_t* stored = plane_.get() + y * rowBytes;
+        if (!predicted_) {
+            if (swap_) {
+                swapBytesInPlace(stored, shape_.width, shape_.sampleBytes);
+            }
+            return stored;
+        }
+        switch (shape_.sampleBytes) {
+        case 1:
+            deltaDecodeRow8(stored, shape_.width);
+            return stored;
+        case 2:
+            deltaDecodeRow16(stored, shape_.width, channel_->bigEndian);
+            return stored;
+        default:
+            floatPredictionDecodeRow(stored, shape_.width, scratch_.get());
+            return scratch_.get();
+        }
+    }
+
+private:
+    const AnyChannelData* channel_;
+    PlaneShape shape_;
+    bool swap_;
+    bool predicted_ = false;
+    std::size_t offset_ = 0;
+    std::unique_ptr<std::uint8_t[]> scratch_;
+    std::unique_ptr<std::uint8_t[]> plane_;
+};
+
+// The memory slot of logical channel c (red, green, blue, transparency) in a pixel of `format`.
+std::size_t memorySlot(PixelFormat format, std::size_t c) noexcept
+{
+    return format == PixelFormat::argb8 ? PixelTraits<PixelARGB8>::memoryIndex[c] : c;
+}
+
+void expand16BitRange(std::uint8_t* pixels, std::size_t sampleCount) noexcept
+{
+    for (std::size_t i = 0; i < sampleCount; ++i) {
+        std::uint16_t v;
+        std::memcpy(&v, pixels + 2 * i, 2);
+        const std::uint32_t scaled = (std::uint32_t{v} * 65535 + 16384) / 32768;
+        v = static_cast<std::uint16_t>(std::min<std::uint32_t>(scaled, 65535));
+        std::memcpy(pixels + 2 * i, &v, 2);
+    }
+}
+
+} // namespace
+
+std::size_t validateChannels(IntegralSize size, std::span<const AnyChannelData* const> channels, PixelFormat format)
+{
+    const std::size_t sampleBytes = bytesPerSample(sampleType(format));
+    const PlaneShape shape = PlaneShape::make(size, sampleBytes);
+    const std::size_t pixelBytes = checkedMultiply(shape.planeBytes, channelCount(format));
+    if (channels.size() != channelCount(format)) {
+        throw ImageException(ImageError::channelCountMismatch);
+    }
+    for (const AnyChannelData* channel : channels) {
+        assert(channel != nullptr);
+        validateChannel(*channel, sampleType(format), shape);
+    }
+    return pixelBytes;
+}
+
+void decodeChannels(IntegralSize size, std::span<const AnyChannelData* const> channels, PixelFormat format,
+                    bool expand16BitColorRange, std::uint8_t* pixels)
+{
+    const std::size_t sampleBytes = bytesPerSample(sampleType(format));
+    const PlaneShape shape = PlaneShape::make(size, sampleBytes);
+    const std::size_t count = channels.size();
+    std::vector<ChannelRowReader> readers;
+    readers.reserve(count);
+    for (const AnyChannelData* channel : channels) {
+        readers.emplace_back(*channel, shape);
+    }
+    if (shape.planeBytes == 0) {
+        return; // zlib streams have been checked; there is nothing to place
+    }
+    const std::size_t pixelRowBytes = shape.rowBytes * count;
+    for (std::size_t y = 0; y < shape.height; ++y) {
+        std::uint8_t* out = pixels + y * pixelRowBytes;
+        if (count == 1) {
+            std::memcpy(out, readers[0].row(y), shape.rowBytes);
+            continue;
+        }
+        const std::uint8_t* rows[4];
+        for (std::size_t c = 0; c < 4; ++c) {
+            rows[memorySlot(format, c)] = readers[c].row(y);
+        }
+        switch (sampleBytes) {
+        case 1:
+            interleave4<std::uint8_t>(rows, out, shape.width);
+            break;
+        case 2:
+            interleave4<std::uint16_t>(rows, out, shape.width);
+            break;
+        default:
+            interleave4<float>(rows, out, shape.width);
+            break;
+        }
+    }
+    if (expand16BitColorRange && sampleBytes == 2) {
+        expand16BitRange(pixels, shape.width * shape.height * count);
+    }
+}
+
+} // namespace psdkit::image::detail

@@ -1,0 +1,27 @@
+#pragma once
+// Internal to the image core: checking channels against the plane they must fill, and decoding
+// them into interleaved pixels.
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "psdkit/platform/image/ChannelData.hpp"
+#include "psdkit/platform/image/Geometry.hpp"
+#include "psdkit/platform/image/PixelTypes.hpp"
+
+namespace psdkit::image::detail {
+
+/// Checks everything about `channels` that needs no decoding: the size, the channel count and
+/// sample types for `format`, the compression and prediction values, raw byte counts, PackBits row
+/// byte counts, and that each channel's bytes could at all decode to its plane. Returns the byte
+/// count of the pixel buffer. Throws `ImageException`.
+[[nodiscard]] std::size_t validateChannels(IntegralSize size, std::span<const AnyChannelData* const> channels,
+                                           PixelFormat format);
+
+/// Decodes `channels` (already accepted by `validateChannels`) into `pixels`, which holds the byte
+/// count that call returned. Throws `ImageException` on corrupt PackBits or zlib data; `pixels` may
+/// then be partly written.
+void decodeChannels(IntegralSize size, std::span<const AnyChannelData* const> channels, PixelFormat format,
+                    bool expand16BitColorRange, std::uint8_t* pixels);
+
+} // namespace psdkit::image::detail

@@ -1,0 +1,180 @@
+#include "psdkit/platform/image/ChannelEncoding.hpp"
+
+#include <exception>
+#include <memory>
+#include <system_error>
+#include <thread>
+
+#include "psdkit/platform/image/ImageError.hpp"
+#include "psdkit/platform/image/Interleave.hpp"
+#include "psdkit/platform/image/PackBits.hpp"
+#include "psdkit/platform/image/SizeArithmetic.hpp"
+#include "psdkit/platform/image/Zip.hpp"
+
+namespace psdkit::image::detail {
+namespace {
+
+// Below this plane size a second thread costs more than it saves.
+constexpr std::size_t minimumPlaneBytesForWorker = std::size_t{1} << 20;
+
+using ExtractRow = void (*)(const std::uint8_t*, std::size_t, std::size_t, std::size_t, std::uint8_t*) noexcept;
+
+ExtractRow extractorFor(std::size_t sampleBytes) noexcept
+{
+    switch (sampleBytes) {
+    case 1:
+        return &extractBigEndian<std::uint8_t>;
+    case 2:
+        return &extractBigEndian<std::uint16_t>;
+    default:
+        return &extractBigEndian<float>;
+    }
+}
+
+// Everything one channel's encoding needs to know about the pixels.
+struct PlaneSource {
+    const std::uint8_t* pixels;
+    PlaneShape shape;
+    std::size_t channels; // samples per pixel
+    SampleType sampleType;
+    ExtractRow extract;
+
+    [[nodiscard]] const std::uint8_t* pixelRow(std::size_t y) const noexcept
+    {
+        return pixels + y * shape.rowBytes * channels;
+    }
+};
+
+AnyChannelData encodeRaw(const PlaneSource& source, std::size_t slot)
+{
+    const PlaneShape& shape = source.shape;
+    std::vector<std::uint8_t> data(shape.planeBytes);
+    for (std::size_t y = 0; y < shape.height; ++y) {
+        source.extract(source.pixelRow(y), shape.width, source.channels, slot, data.data() + y * shape.rowBytes);
+    }
+    return {source.sampleType, std::move(data), true, ChannelDataCompressionType::none, PredictionType::none};
+}
+
+AnyChannelData encodePackBits(const PlaneSource& source, std::size_t slot)
+{
+    const PlaneShape& shape = source.shape;
+    const std::size_t rowBound = packBitsRowBound(shape.rowBytes);
+    std::vector<std::uint8_t> data(checkedMultiply(rowBound, shape.height));
+    std::vector<std::int64_t> counts;
+    counts.reserve(shape.height);
+    const auto row = std::make_unique_for_overwrite<std::uint8_t[]>(shape.rowBytes);
+    std::size_t used = 0;
+    for (std::size_t y = 0; y < shape.height; ++y) {
+        source.extract(source.pixelRow(y), shape.width, source.channels, slot, row.get());
+        const std::size_t n = packBitsEncodeRow({row.get(), shape.rowBytes}, {data.data() + used, rowBound});
+        counts.push_back(static_cast<std::int64_t>(n));
+        used += n;
+    }
+    data.resize(used);
+    data.shrink_to_fit();
+    AnyChannelData channel(source.sampleType, std::move(data), true, ChannelDataCompressionType::rle,
+                           PredictionType::none);
+    channel.rowByteCounts = std::move(counts);
+    return channel;
+}
+
+AnyChannelData encodeZip(const PlaneSource& source, std::size_t slot, PredictionType prediction)
+{
+    const PlaneShape& shape = source.shape;
+    const bool predicted = prediction == PredictionType::prediction;
+    const auto plane = std::make_unique_for_overwrite<std::uint8_t[]>(shape.planeBytes);
+    const auto scratch = std::make_unique_for_overwrite<std::uint8_t[]>(shape.rowBytes);
+    for (std::size_t y = 0; y < shape.height; ++y) {
+        std::uint8_t* out = plane.get() + y * shape.rowBytes;
+        if (predicted && shape.sampleBytes == 4) {
+            source.extract(source.pixelRow(y), shape.width, source.channels, slot, scratch.get());
+            floatPredictionEncodeRow(scratch.get(), shape.width, out);
+            continue;
+        }
+        source.extract(source.pixelRow(y), shape.width, source.channels, slot, out);
+        if (predicted) {
+            if (shape.sampleBytes == 1) {
+                deltaEncodeRow8(out, shape.width);
+            } else {
+                deltaEncodeRow16(out, shape.width);
+            }
+        }
+    }
+    return {source.sampleType, zlibDeflate({plane.get(), shape.planeBytes}), true, ChannelDataCompressionType::zip,
+            prediction};
+}
+
+AnyChannelData encodeChannel(const PlaneSource& source, std::size_t slot, ChannelDataCompressionType compression,
+                             PredictionType prediction)
+{
+    switch (compression) {
+    case ChannelDataCompressionType::none:
+        return encodeRaw(source, slot);
+    case ChannelDataCompressionType::rle:
+        return encodePackBits(source, slot);
+    case ChannelDataCompressionType::zip:
+        break;
+    }
+    return encodeZip(source, slot, prediction);
+}
+
+std::size_t memorySlot(PixelFormat format, std::size_t c) noexcept
+{
+    return format == PixelFormat::argb8 ? PixelTraits<PixelARGB8>::memoryIndex[c] : c;
+}
+
+} // namespace
+
+std::vector<AnyChannelData> encodeChannels(const std::uint8_t* pixels, IntegralSize size, PixelFormat format,
+                                           bool colorChannelsOnly, ChannelDataCompressionType compression,
+                                           PredictionType prediction, bool mayUseWorkerThread)
+{
+    if (compression != ChannelDataCompressionType::none && compression != ChannelDataCompressionType::rle &&
+        compression != ChannelDataCompressionType::zip) {
+        throw ImageException(ImageError::unsupportedCompression);
+    }
+    if (compression == ChannelDataCompressionType::zip && prediction != PredictionType::none &&
+        prediction != PredictionType::prediction) {
+        throw ImageException(ImageError::unsupportedPrediction);
+    }
+    const SampleType type = sampleType(format);
+    const PlaneSource source{pixels, PlaneShape::make(size, bytesPerSample(type)), channelCount(format), type,
+                             extractorFor(bytesPerSample(type))};
+    const std::size_t count = source.channels == 4 && colorChannelsOnly ? 3 : source.channels;
+
+    std::vector<AnyChannelData> result(count);
+    std::vector<std::exception_ptr> failures(count);
+    auto encodeEvery = [&](std::size_t first, std::size_t step) {
+        for (std::size_t c = first; c < count; c += step) {
+            try {
+                result[c] = encodeChannel(source, memorySlot(format, c), compression, prediction);
+            } catch (...) {
+                failures[c] = std::current_exception();
+            }
+        }
+    };
+
+    bool parallel = mayUseWorkerThread && count > 1 && source.shape.planeBytes >= minimumPlaneBytesForWorker;
+    std::thread worker;
+    if (parallel) {
+        try {
+            worker = std::thread(encodeEvery, 1, 2);
+        } catch (const std::system_error&) {
+            parallel = false; // no thread to be had: do it all here
+        }
+    }
+    if (parallel) {
+        encodeEvery(0, 2);
+        worker.join();
+    } else {
+        encodeEvery(0, 1);
+    }
+    for (const std::exception_ptr& failure : failures) {
+        if (failure) {
+            std::rethrow_exception(failure);
+        }
+    }
+    return result;
+}
+
+} // namespace psdkit::image::detail

@@ -1,0 +1,59 @@
+#include "psdkit/platform/image/PixelBuffer.hpp"
+
+#include "psdkit/platform/image/ChannelDecoding.hpp"
+#include "psdkit/platform/image/ChannelEncoding.hpp"
+#include "psdkit/platform/image/SizeArithmetic.hpp"
+
+namespace psdkit::image {
+
+template <typename P>
+PixelBuffer<P>::PixelBuffer(IntegralSize size, std::span<const AnyChannelData* const> channels,
+                            bool expand16BitColorRange, std::string title)
+    : PixelBufferType(size, Traits::format, std::move(title))
+{
+    const std::size_t byteCount = detail::validateChannels(size, channels, Traits::format);
+    count_ = byteCount / sizeof(P);
+    pixels_ = std::make_unique_for_overwrite<P[]>(count_);
+    detail::decodeChannels(size, channels, Traits::format, expand16BitColorRange,
+                           reinterpret_cast<std::uint8_t*>(pixels_.get()));
+}
+
+template <typename P>
+PixelBuffer<P>::PixelBuffer(IntegralSize size, std::string title)
+    : PixelBufferType(size, Traits::format, std::move(title))
+{
+    const detail::PlaneShape shape = detail::PlaneShape::make(size, sizeof(P));
+    count_ = shape.planeBytes / sizeof(P);
+    pixels_ = std::make_unique<P[]>(count_);
+}
+
+template <typename P>
+std::span<const std::uint8_t> PixelBuffer<P>::bytes() const noexcept
+{
+    return {reinterpret_cast<const std::uint8_t*>(pixels_.get()), count_ * sizeof(P)};
+}
+
+template <typename P>
+std::span<std::uint8_t> PixelBuffer<P>::mutableBytes() noexcept
+{
+    return {reinterpret_cast<std::uint8_t*>(pixels_.get()), count_ * sizeof(P)};
+}
+
+template <typename P>
+std::vector<AnyChannelData> PixelBuffer<P>::makeChannelData(bool colorChannelsOnly,
+                                                            ChannelDataCompressionType compression,
+                                                            PredictionType prediction,
+                                                            bool mayUseWorkerThread) const
+{
+    return detail::encodeChannels(bytes().data(), size(), Traits::format, colorChannelsOnly, compression, prediction,
+                                  mayUseWorkerThread);
+}
+
+template class PixelBuffer<PixelARGB8>;
+template class PixelBuffer<PixelRGBA16>;
+template class PixelBuffer<PixelRGBA32>;
+template class PixelBuffer<PixelGray8>;
+template class PixelBuffer<PixelGray16>;
+template class PixelBuffer<PixelGray32>;
+
+} // namespace psdkit::image
