@@ -19,7 +19,7 @@ namespace psdkit {
 
 class ImageMetadata {
 public:
-    /// Metadata without any property.
+    /// Metadata without any property. A moved-from value is empty as well.
     ImageMetadata();
     ImageMetadata(const ImageMetadata& other);
     ImageMetadata(ImageMetadata&& other) noexcept;
@@ -36,18 +36,22 @@ public:
     [[nodiscard]] static ImageMetadata fromFile(std::span<const std::uint8_t> wholeFile);
 
     /// Prepares the metadata for being written with a document: sets tiff:XResolution and
-    /// tiff:YResolution to `resolution` (a rational with denominator 10000, e.g. "720000/10000"),
-    /// tiff:ResolutionUnit to 2 (inches), and dc:format to the media type of `fileType`
-    /// ("image/vnd.adobe.photoshop" for "com.adobe.photoshop-image"; other type identifiers
-    /// are stored as given). Nothing time-dependent is written, so the same metadata prepared
-    /// the same way always serializes to the same bytes. Throws
-    /// `PlatformException(metadataPrepare)` when `resolution` is not a positive finite number
-    /// or a property cannot be set; the metadata is then unchanged.
+    /// tiff:YResolution to `resolution` in pixels per inch (a rational with denominator 10000,
+    /// rounded to the nearest numerator: 72 becomes "720000/10000"), tiff:ResolutionUnit to "2"
+    /// (inches), and dc:format to the media type of `fileType` ("application/vnd.adobe.photoshop"
+    /// for "com.adobe.photoshop-image", as documents of that format label themselves; any other
+    /// text is stored as given). Every other property is kept. Nothing time-dependent is
+    /// written, so the same metadata prepared the same way always serializes to the same bytes.
+    /// Throws `PlatformException(metadataPrepare)` when `resolution` is negative, not finite or
+    /// too large for a 32-bit numerator (above 429496.7295), when `fileType` is empty, or when a
+    /// property cannot be set; the metadata is then unchanged.
     void prepareForExport(double resolution, std::string_view fileType);
 
-    /// The metadata as a serialized XMP packet (UTF-8): wrapped in an `<?xpacket?>` header and
-    /// trailer and followed by no padding, written read-only ("end='r'") since the packet is
-    /// rewritten whole on every save. Absent when the metadata is empty (there is nothing to
+    /// The metadata as a serialized XMP packet (UTF-8, compact RDF): wrapped in the
+    /// `<?xpacket begin=…?>` header and `<?xpacket end="r"?>` trailer so that readers scanning a
+    /// file for packets find it, with no padding. A writable packet would need padding for
+    /// in-place edits; psdkit rewrites the packet whole on every save, so it writes none and
+    /// marks the packet read-only. Absent when the metadata is empty (there is nothing to
     /// write); after `prepareForExport` it is never absent. Throws
     /// `PlatformException(metadataSerialize)` when the tree cannot be serialized.
     [[nodiscard]] std::optional<std::vector<std::uint8_t>> xmpData() const;
@@ -65,7 +69,7 @@ public:
 
 private:
     struct Tree;
-    std::unique_ptr<Tree> tree_; // never null
+    std::unique_ptr<Tree> tree_; // null: no property (also after being moved from)
 };
 
 } // namespace psdkit

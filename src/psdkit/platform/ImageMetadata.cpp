@@ -1,0 +1,378 @@
+// All use of Exiv2 in psdkit is in this file. Exiv2 keeps process-wide state (the XMP toolkit,
+// its namespace registry, its log level) that is not safe to touch from several threads, so
+// every call into it runs under one mutex.
+#include "psdkit/platform/ImageMetadata.hpp"
+
+#include <exiv2/exiv2.hpp>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <mutex>
+#include <new>
+
+#include "psdkit/platform/PlatformError.hpp"
+
+namespace psdkit {
+
+struct ImageMetadata::Tree {
+    Exiv2::XmpData xmp;
+};
+
+namespace {
+
+// ---- locating the metadata resources ----------------------------------------------------------
+
+constexpr std::uint16_t kIptcResource = 1028;
+constexpr std::uint16_t kExifResource = 1058;
+constexpr std::uint16_t kXmpResource = 1060;
+
+struct MetadataResources {
+    std::span<const std::uint8_t> xmp;
+    std::span<const std::uint8_t> exif;
+    std::span<const std::uint8_t> iptc;
+    bool foundXmp = false;
+    bool foundExif = false;
+    bool foundIptc = false;
+};
+
+// A bounds-checked big-endian cursor over the file, independent of the document reader's.
+class Cursor {
+public:
+    explicit Cursor(std::span<const std::uint8_t> data) noexcept : data_(data) {}
+
+    [[nodiscard]] std::size_t position() const noexcept { return position_; }
+    [[nodiscard]] std::size_t remaining() const noexcept { return data_.size() - position_; }
+
+    bool skip(std::uint64_t count) noexcept
+    {
+        if (count > remaining()) {
+            return false;
+        }
+        position_ += static_cast<std::size_t>(count);
+        return true;
+    }
+    bool take(std::uint64_t count, std::span<const std::uint8_t>& out) noexcept
+    {
+        if (count > remaining()) {
+            return false;
+        }
+        out = data_.subspan(position_, static_cast<std::size_t>(count));
+        position_ += static_cast<std::size_t>(count);
+        return true;
+    }
+    bool readUnsigned(std::size_t width, std::uint32_t& out) noexcept
+    {
+        std::span<const std::uint8_t> bytes;
+        if (!take(width, bytes)) {
+            return false;
+        }
+        out = 0;
+        for (std::uint8_t byte : bytes) {
+            out = (out << 8) | byte;
+        }
+        return true;
+    }
+    [[nodiscard]] bool startsWith(std::string_view text) const noexcept
+    {
+        return remaining() >= text.size() && std::memcmp(data_.data() + position_, text.data(), text.size()) == 0;
+    }
+
+private:
+    std::span<const std::uint8_t> data_;
+    std::size_t position_ = 0;
+};
+
+// Walks the header, the colour mode data and the image resource blocks of a PSD or PSB file and
+// returns the first XMP, EXIF and IPTC resource. Stops quietly at the first thing that does not
+// fit: what was found until then is kept.
+MetadataResources locateMetadataResources(std::span<const std::uint8_t> file) noexcept
+{
+    MetadataResources found;
+    Cursor cursor(file);
+    constexpr std::size_t kHeaderSize = 26;
+    std::uint32_t version = 0;
+    if (!cursor.startsWith("8BPS") || !cursor.skip(4) || !cursor.readUnsigned(2, version) ||
+        (version != 1 && version != 2) || !cursor.skip(kHeaderSize - 6)) {
+        return found;
+    }
+    std::uint32_t colorModeDataLength = 0;
+    std::uint32_t resourcesLength = 0;
+    if (!cursor.readUnsigned(4, colorModeDataLength) || !cursor.skip(colorModeDataLength) ||
+        !cursor.readUnsigned(4, resourcesLength)) {
+        return found;
+    }
+    std::span<const std::uint8_t> section;
+    if (!cursor.take(std::min<std::uint64_t>(resourcesLength, cursor.remaining()), section)) {
+        return found;
+    }
+    Cursor blocks(section);
+    while (blocks.startsWith("8BIM") && blocks.skip(4)) {
+        std::uint32_t identifier = 0;
+        std::uint32_t nameLength = 0;
+        std::uint32_t dataSize = 0;
+        std::span<const std::uint8_t> data;
+        // The name's length byte and text take an even number of bytes together.
+        const bool complete = blocks.readUnsigned(2, identifier) && blocks.readUnsigned(1, nameLength) &&
+                              blocks.skip(nameLength + (nameLength % 2 == 0 ? 1 : 0)) &&
+                              blocks.readUnsigned(4, dataSize) && blocks.take(dataSize, data);
+        if (!complete) {
+            break;
+        }
+        if (identifier == kXmpResource && !found.foundXmp) {
+            found.xmp = data, found.foundXmp = true;
+        } else if (identifier == kExifResource && !found.foundExif) {
+            found.exif = data, found.foundExif = true;
+        } else if (identifier == kIptcResource && !found.foundIptc) {
+            found.iptc = data, found.foundIptc = true;
+        }
+        if (dataSize % 2 == 1 && !blocks.skip(1)) {
+            break;
+        }
+    }
+    return found;
+}
+
+// ---- Exiv2 -----------------------------------------------------------------------------------
+
+std::mutex& exiv2Mutex()
+{
+    static std::mutex mutex;
+    return mutex;
+}
+
+// Takes the Exiv2 lock, setting Exiv2 up on first use: the XMP toolkit is initialised once and
+// Exiv2's own log output (warnings about malformed metadata, written to standard error by
+// default) is muted, since malformed metadata is an expected input that psdkit ignores.
+std::unique_lock<std::mutex> lockExiv2()
+{
+    std::unique_lock lock(exiv2Mutex());
+    static const bool initialised = [] {
+        Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
+        return Exiv2::XmpParser::initialize();
+    }();
+    (void)initialised;
+    return lock;
+}
+
+// The XMP packet of the resource: some writers leave NUL bytes after the packet's end.
+std::string packetText(std::span<const std::uint8_t> bytes)
+{
+    std::size_t length = bytes.size();
+    while (length > 0 && bytes[length - 1] == 0) {
+        --length;
+    }
+    return {reinterpret_cast<const char*>(bytes.data()), length};
+}
+
+// EXIF data in this resource is a bare TIFF structure; a few writers put the "Exif\0\0" marker
+// of JPEG files in front of it.
+std::span<const std::uint8_t> tiffStructure(std::span<const std::uint8_t> exif)
+{
+    constexpr std::string_view kJpegExifMarker{"Exif\0\0", 6};
+    if (exif.size() >= kJpegExifMarker.size() &&
+        std::memcmp(exif.data(), kJpegExifMarker.data(), kJpegExifMarker.size()) == 0) {
+        return exif.subspan(kJpegExifMarker.size());
+    }
+    return exif;
+}
+
+// Runs one decoding step; any failure of Exiv2 on malformed input leaves `target` as the step
+// left it and is otherwise ignored. Running out of memory is not ignored.
+template <class Step>
+void ignoringMalformedInput(Step step)
+{
+    try {
+        step();
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (...) { // NOLINT(bugprone-empty-catch): malformed metadata is dropped by design
+    }
+}
+
+// The combined XMP tree; call with the Exiv2 lock held.
+Exiv2::XmpData decodeMetadata(const MetadataResources& resources)
+{
+    Exiv2::XmpData result;
+    if (resources.foundXmp) {
+        ignoringMalformedInput([&] {
+            if (Exiv2::XmpParser::decode(result, packetText(resources.xmp)) != 0) {
+                result.clear();
+            }
+        });
+    }
+    Exiv2::XmpData converted;
+    if (resources.foundExif) {
+        ignoringMalformedInput([&] {
+            const auto tiff = tiffStructure(resources.exif);
+            Exiv2::ExifData exif;
+            Exiv2::ExifParser::decode(exif, tiff.data(), static_cast<std::uint32_t>(tiff.size()));
+            Exiv2::copyExifToXmp(exif, converted);
+        });
+    }
+    if (resources.foundIptc) {
+        ignoringMalformedInput([&] {
+            Exiv2::IptcData iptc;
+            if (Exiv2::IptcParser::decode(iptc, resources.iptc.data(),
+                                          static_cast<std::uint32_t>(resources.iptc.size())) == 0) {
+                Exiv2::copyIptcToXmp(iptc, converted);
+            }
+        });
+    }
+    // The XMP packet is the newest statement of each property: converted EXIF and IPTC values
+    // only fill in what it does not say.
+    for (const Exiv2::Xmpdatum& datum : converted) {
+        ignoringMalformedInput([&] {
+            if (result.findKey(Exiv2::XmpKey(datum.key())) == result.end()) {
+                result.add(datum);
+            }
+        });
+    }
+    return result;
+}
+
+constexpr std::string_view kPhotoshopImageType = "com.adobe.photoshop-image";
+constexpr std::string_view kPhotoshopMediaType = "application/vnd.adobe.photoshop";
+constexpr std::int64_t kResolutionDenominator = 10000;
+
+} // namespace
+
+ImageMetadata::ImageMetadata() = default;
+
+ImageMetadata::ImageMetadata(const ImageMetadata& other)
+{
+    if (other.tree_ != nullptr) {
+        auto lock = lockExiv2();
+        tree_ = std::make_unique<Tree>(*other.tree_);
+    }
+}
+
+ImageMetadata::ImageMetadata(ImageMetadata&& other) noexcept = default;
+
+ImageMetadata& ImageMetadata::operator=(const ImageMetadata& other)
+{
+    if (this != &other) {
+        ImageMetadata copy(other);
+        std::swap(tree_, copy.tree_);
+    }
+    return *this;
+}
+
+ImageMetadata& ImageMetadata::operator=(ImageMetadata&& other) noexcept = default;
+
+ImageMetadata::~ImageMetadata()
+{
+    if (tree_ != nullptr) {
+        std::lock_guard lock(exiv2Mutex());
+        tree_.reset();
+    }
+}
+
+ImageMetadata ImageMetadata::fromFile(std::span<const std::uint8_t> wholeFile)
+{
+    const MetadataResources resources = locateMetadataResources(wholeFile);
+    ImageMetadata metadata;
+    if (!resources.foundXmp && !resources.foundExif && !resources.foundIptc) {
+        return metadata;
+    }
+    auto lock = lockExiv2();
+    auto tree = std::make_unique<Tree>();
+    tree->xmp = decodeMetadata(resources);
+    if (!tree->xmp.empty()) {
+        metadata.tree_ = std::move(tree);
+    }
+    return metadata;
+}
+
+void ImageMetadata::prepareForExport(double resolution, std::string_view fileType)
+{
+    const double scaled = resolution * static_cast<double>(kResolutionDenominator);
+    if (!std::isfinite(resolution) || resolution < 0 ||
+        scaled > static_cast<double>(std::numeric_limits<std::uint32_t>::max())) {
+        throw PlatformException(PlatformErrorCode::metadataPrepare, "resolution out of range");
+    }
+    if (fileType.empty()) {
+        throw PlatformException(PlatformErrorCode::metadataPrepare, "no file type");
+    }
+    const std::string rational =
+        std::to_string(std::llround(scaled)) + "/" + std::to_string(kResolutionDenominator);
+    const std::string format(fileType == kPhotoshopImageType ? kPhotoshopMediaType : fileType);
+
+    auto lock = lockExiv2();
+    // Work on a copy so that a failure leaves the metadata as it was.
+    auto updated = std::make_unique<Tree>(tree_ ? *tree_ : Tree{});
+    try {
+        updated->xmp["Xmp.tiff.XResolution"] = rational;
+        updated->xmp["Xmp.tiff.YResolution"] = rational;
+        updated->xmp["Xmp.tiff.ResolutionUnit"] = std::string("2");
+        updated->xmp["Xmp.dc.format"] = format;
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception& error) {
+        throw PlatformException(PlatformErrorCode::metadataPrepare, error.what());
+    }
+    std::swap(tree_, updated);
+}
+
+std::optional<std::vector<std::uint8_t>> ImageMetadata::xmpData() const
+{
+    if (empty()) {
+        return std::nullopt;
+    }
+    auto lock = lockExiv2();
+    std::string packet;
+    // The packet is rewritten whole whenever a document is saved, so it carries no padding for
+    // in-place editing and is marked read-only accordingly; the compact form keeps it small.
+    constexpr auto kFlags =
+        static_cast<std::uint16_t>(Exiv2::XmpParser::useCompactFormat | Exiv2::XmpParser::readOnlyPacket);
+    int result = 0;
+    try {
+        result = Exiv2::XmpParser::encode(packet, tree_->xmp, kFlags, 0);
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception& error) {
+        throw PlatformException(PlatformErrorCode::metadataSerialize, error.what());
+    }
+    if (result != 0 || packet.empty()) {
+        throw PlatformException(PlatformErrorCode::metadataSerialize);
+    }
+    const auto* first = reinterpret_cast<const std::uint8_t*>(packet.data());
+    return std::vector<std::uint8_t>(first, first + packet.size());
+}
+
+bool ImageMetadata::empty() const noexcept { return tree_ == nullptr || tree_->xmp.empty(); }
+
+std::vector<std::pair<std::string, std::string>> ImageMetadata::properties() const
+{
+    std::vector<std::pair<std::string, std::string>> result;
+    if (empty()) {
+        return result;
+    }
+    auto lock = lockExiv2();
+    result.reserve(tree_->xmp.count());
+    for (const Exiv2::Xmpdatum& datum : tree_->xmp) {
+        result.emplace_back(datum.key(), datum.toString());
+    }
+    return result;
+}
+
+std::optional<std::string> ImageMetadata::property(std::string_view key) const
+{
+    if (empty()) {
+        return std::nullopt;
+    }
+    auto lock = lockExiv2();
+    try {
+        const auto found = tree_->xmp.findKey(Exiv2::XmpKey(std::string(key)));
+        if (found == tree_->xmp.end()) {
+            return std::nullopt;
+        }
+        return found->toString();
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (...) { // a key Exiv2 cannot parse names no property
+        return std::nullopt;
+    }
+}
+
+} // namespace psdkit
