@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "psdkit/core/OrderedMap.hpp"
+#include "psdkit/core/PSDError.hpp"
 #include "psdkit/core/PSDFourCharCode.hpp"
 #include "psdkit/document/PSDAlphaChannel.hpp"
 #include "psdkit/document/PSDColorMode.hpp"

@@ -1,0 +1,285 @@
+// Reading the sections of a document: header, colour mode data, image resources, layer and mask
+// information framing, and the composite image data.
+#include <gtest/gtest.h>
+
+#include "psdkit/document/PSDWrapper.hpp"
+#include "psdkit/platform/image/PixelTypes.hpp"
+#include "support/PsdFixture.hpp"
+
+namespace psdkit {
+namespace {
+using namespace psdkit::testing;
+using V = std::vector<std::uint8_t>;
+
+std::function<void(ByteBuilder&)> resources(std::function<void(ByteBuilder&)> blocks)
+{
+    return [blocks](ByteBuilder& b) {
+        b.begin();
+        blocks(b);
+        b.end();
+    };
+}
+
+TEST(DocumentHeaderTest, RefusesWhatItCannotRead)
+{
+    struct Case {
+        HeaderFields header;
+        int expected;
+    };
+    const Case cases[] = {
+        {{.version = 3}, PSDError::readUnknownFileVersion},
+        {{.mode = 1}, PSDError::readUnsupportedColorMode},
+        {{.mode = 4}, PSDError::readUnsupportedColorMode},
+        {{.mode = 5}, PSDError::readCorruptFile},
+        {{.mode = -1}, PSDError::readCorruptFile},
+        {{.depth = 7}, PSDError::readCorruptFile},
+        {{.depth = 1}, PSDError::readCorruptFile},
+    };
+    for (const auto& c : cases) {
+        FileSections s;
+        s.header = c.header;
+        const V file = buildFile(s);
+        EXPECT_EQ(thrownCode([&] { PSDWrapper doc(file); }), c.expected) << c.header.version << " " << c.header.mode;
+    }
+    EXPECT_EQ(thrownCode([] { PSDWrapper doc(std::span<const std::uint8_t>{}); }), PSDError::readUnexpectedEndOfFile);
+    const V notPsd = ByteBuilder().ascii("8BPX").zeros(40).bytes();
+    EXPECT_EQ(thrownCode([&] { PSDWrapper doc(notPsd); }), PSDError::readCorruptFile);
+    const V shortReserved = ByteBuilder().ascii("8BPS").i16(1).zeros(3).bytes();
+    EXPECT_EQ(thrownCode([&] { PSDWrapper doc(shortReserved); }), PSDError::readUnexpectedEndOfFile);
+}
+
+TEST(DocumentHeaderTest, ReadsFieldsAndAcceptsNonZeroReservedBytes)
+{
+    FileSections s;
+    s.header = {.version = 2, .channels = 3, .height = 3, .width = 5, .depth = 16};
+    V file = buildFile(s);
+    file[6] = 0xAA;
+    PSDWrapper doc(file);
+    EXPECT_TRUE(doc.bigFile);
+    EXPECT_EQ(doc.imageWidth, 5);
+    EXPECT_EQ(doc.imageHeight, 3);
+    EXPECT_EQ(doc.bitDepth, 16);
+    EXPECT_EQ(doc.numberOfChannels, 3);
+    EXPECT_FALSE(doc.colorModeData);
+    EXPECT_FALSE(doc.alphaChannels);
+}
+
+TEST(DocumentResourcesTest, InterpretsKeepsAndDropsBlocks)
+{
+    FileSections s;
+    s.colorModeData = [](ByteBuilder& b) { b.u32(768).zeros(768); };
+    s.resources = resources([](ByteBuilder& b) {
+        appendResource(b, 1005, ByteBuilder().u32(0x00480000).i16(1).i16(3).u32(0x0047FFFF).i16(2).i16(1));
+        appendResource(b, 1042, {2});
+        appendResource(b, 1069, ByteBuilder().u16(0));
+        appendResource(b, 1069, ByteBuilder().u16(2).i32(7).i32(9));
+        appendResource(b, 1006, ByteBuilder().pascal("old"));
+        appendResource(b, 1006, ByteBuilder().pascal("a").pascal("bc"));
+        appendResource(b, 1036, {1, 2, 3});
+        appendResource(b, 1060, {'<', 'x', '/', '>'});
+        appendResource(b, 4000, {1, 2, 3}, "ab");
+        appendResource(b, 4001, {9}, "");
+        appendResource(b, 1024, ByteBuilder().i16(-2));
+        appendResource(b, 1037, ByteBuilder().i32(120));
+        appendResource(b, 1049, ByteBuilder().i32(45));
+        appendResource(b, 1044, ByteBuilder().i32(17));
+    });
+    PSDWrapper doc(buildFile(s));
+    ASSERT_TRUE(doc.colorModeData);
+    EXPECT_EQ(doc.colorModeData->size(), 768u);
+    EXPECT_EQ(doc.hRes, 72.0);
+    EXPECT_EQ(doc.vRes, 72.0);
+    EXPECT_EQ(doc.hResUnit, 1);
+    EXPECT_EQ(doc.widthUnit, 3);
+    EXPECT_EQ(doc.vResUnit, 2);
+    EXPECT_EQ(doc.heightUnit, 1);
+    EXPECT_TRUE(doc.enableLayerEffects);
+    EXPECT_EQ(doc.selectedLayerIDs, (std::vector<std::int64_t>{7, 9}));
+    EXPECT_EQ(doc.alphaChannelsPascalNames, (std::vector<std::string>{"a", "bc"}));
+    EXPECT_EQ(doc.targetLayerIndex, -2);
+    EXPECT_EQ(doc.globalLightAngle, 120);
+    EXPECT_EQ(doc.globalLightAltitude, 45);
+    EXPECT_EQ(doc.minimumNewLayerID, 17);
+    ASSERT_EQ(doc.imageResources.size(), 2u);
+    EXPECT_EQ(doc.imageResources[0], (PSDImageResourceBlock{4000, "ab", {1, 2, 3}}));
+    EXPECT_EQ(doc.imageResources[1], (PSDImageResourceBlock{4001, "", {9}}));
+}
+
+TEST(DocumentResourcesTest, SectionEndWinsOverTheLastBlockAndBadBlocksFail)
+{
+    FileSections s;
+    // The section ends inside the block's pad byte: reading goes on at the declared end.
+    s.resources = [](ByteBuilder& b) {
+        b.u32(12);
+        appendResource(b, 1042, {0});
+    };
+    PSDWrapper doc(buildFile(s));
+    EXPECT_FALSE(doc.enableLayerEffects);
+
+    struct Case {
+        std::function<void(ByteBuilder&)> resources;
+        int expected;
+    };
+    const Case cases[] = {
+        {resources([](ByteBuilder& b) { b.ascii("8BIX").i16(4000).u16(0).u32(0); }), PSDError::readCorruptFile},
+        {resources([](ByteBuilder& b) { appendResource(b, 1039, {}); }), PSDError::readCorruptFile},
+        {resources([](ByteBuilder& b) { appendResource(b, 1039, {1, 2, 3, 4}); }), PSDError::readCorruptFile},
+        {resources([](ByteBuilder& b) { b.ascii("8BIM").i16(4000).u16(0).i32(-4); }), PSDError::readParameterError},
+        {resources([](ByteBuilder& b) { b.ascii("8BIM").i16(1036).u16(0).i32(-3); }), PSDError::readParameterError},
+        {[](ByteBuilder& b) { b.i32(-8); }, PSDError::readCorruptFile},
+        {[](ByteBuilder& b) { b.u32(100).ascii("8BIM").i16(4000).u16(0).u32(200); }, PSDError::readUnexpectedEndOfFile},
+    };
+    for (const auto& c : cases) {
+        FileSections bad;
+        bad.resources = c.resources;
+        const V file = buildFile(bad);
+        EXPECT_EQ(thrownCode([&] { PSDWrapper d(file); }), c.expected);
+    }
+}
+
+TEST(DocumentLayerSectionTest, EmptySectionsAndDocumentBlocks)
+{
+    FileSections s;
+    s.layersAndMasks = [](ByteBuilder& b) {
+        b.begin();
+        b.u32(0);                                // no layer information
+        b.u32(3).raw({1, 2, 3});                 // global layer mask
+        b.ascii("8BIM").ascii("lnk2").u32(5).raw({1, 2, 3, 4, 5}).zeros(3);
+        b.ascii("8BIM").ascii("Patt").u32(2).raw({1, 2}).zeros(2);
+        b.ascii("8BIM").ascii("Pat3").u32(1).raw({7}).zeros(3);
+        b.end();
+    };
+    PSDWrapper doc(buildFile(s));
+    EXPECT_TRUE(doc.layers.empty());
+    EXPECT_EQ(doc.globalLayerMaskData, (V{1, 2, 3}));
+    EXPECT_EQ(doc.patternData, (V{7}));
+    EXPECT_TRUE(doc.additionalLayerAndMaskInfo.empty());
+
+    FileSections badSignature;
+    badSignature.layersAndMasks = [](ByteBuilder& b) {
+        b.begin().u32(0).u32(0).ascii("8BIX").ascii("Patt").u32(0).end();
+    };
+    EXPECT_EQ(thrownCode([&] { PSDWrapper d(buildFile(badSignature)); }), PSDError::readCorruptFile);
+    FileSections negative;
+    negative.layersAndMasks = [](ByteBuilder& b) { b.i32(-4); };
+    EXPECT_EQ(thrownCode([&] { PSDWrapper d(buildFile(negative)); }), PSDError::readCorruptFile);
+}
+
+TEST(DocumentImageDataTest, RawPlanesOpaqueCompositeAndAlphaChannelNames)
+{
+    FileSections s;
+    s.header = {.channels = 5, .height = 1, .width = 2};
+    s.resources = resources([](ByteBuilder& b) {
+        appendResource(b, 1006, ByteBuilder().pascal("p0").pascal("p1").pascal("p2"));
+        appendResource(b, 1045, ByteBuilder().unicode("u0").unicode("u1"));
+    });
+    s.imageData = [](ByteBuilder& b) { b.u16(0).raw({10, 11, 20, 21, 30, 31, 40, 41, 50, 51}); };
+    PSDWrapper doc(buildFile(s));
+    ASSERT_EQ(doc.imageDataChannelData.size(), 5u);
+    ASSERT_TRUE(doc.alphaChannels);
+    ASSERT_EQ(doc.alphaChannels->size(), 2u);
+    EXPECT_EQ((*doc.alphaChannels)[0]->name, "u0");
+    EXPECT_EQ((*doc.alphaChannels)[1]->name, "u1");
+    const auto alpha = (*doc.alphaChannels)[1]->image;
+    ASSERT_TRUE(alpha);
+    EXPECT_EQ(alpha->bytes()[0], 50);
+    const auto composite = doc.compositeImage();
+    ASSERT_TRUE(composite);
+    ASSERT_EQ(composite->format(), image::PixelFormat::argb8);
+    const auto* px = reinterpret_cast<const image::PixelARGB8*>(composite->bytes().data());
+    EXPECT_EQ(px[1].a, 255);
+    EXPECT_EQ(px[1].r, 11);
+    EXPECT_EQ(px[1].g, 21);
+    EXPECT_EQ(px[1].b, 31);
+}
+
+TEST(DocumentImageDataTest, RunLengthPlanesAndRefusedCompressions)
+{
+    FileSections s;
+    s.header = {.channels = 3, .height = 2, .width = 3};
+    s.imageData = [](ByteBuilder& b) {
+        b.u16(1);
+        for (int i = 0; i < 6; ++i) {
+            b.i16(2);
+        }
+        for (int c = 0; c < 3; ++c) {
+            b.raw({0xFE, static_cast<std::uint8_t>(c + 1), 0xFE, static_cast<std::uint8_t>(c + 4)});
+        }
+    };
+    PSDWrapper doc(buildFile(s));
+    ASSERT_EQ(doc.imageDataChannelData.size(), 3u);
+    EXPECT_EQ(doc.imageDataChannelData[0].rowByteCounts, (std::vector<std::int64_t>{2, 2}));
+    EXPECT_EQ(doc.imageDataChannelData[0].compressionType, image::ChannelDataCompressionType::rle);
+    const auto composite = doc.compositeImage();
+    ASSERT_TRUE(composite);
+    const auto* px = reinterpret_cast<const image::PixelARGB8*>(composite->bytes().data());
+    EXPECT_EQ(px[5].r, 4);
+    EXPECT_EQ(px[5].b, 6);
+
+    struct Case {
+        HeaderFields header;
+        std::function<void(ByteBuilder&)> data;
+        int expected;
+    };
+    const Case cases[] = {
+        {{}, [](ByteBuilder& b) { b.u16(2).zeros(20); }, PSDError::readCorruptFile},
+        {{}, [](ByteBuilder& b) { b.u16(4); }, PSDError::readCorruptFile},
+        {{.channels = 0}, [](ByteBuilder& b) { b.u16(3); }, -1},
+        {{}, [](ByteBuilder& b) { b.u16(1).i16(2); }, PSDError::readUnexpectedEndOfFile},
+        {{.height = 1, .width = 1}, [](ByteBuilder& b) { b.u16(1).i16(-2).i16(1).i16(1); }, PSDError::readParameterError},
+        {{.channels = -3}, [](ByteBuilder& b) { b.u16(0); }, PSDError::readCorruptFile},
+        {{.height = -1}, [](ByteBuilder& b) { b.u16(1); }, PSDError::readCorruptFile},
+        {{.height = 300000, .width = 300000}, [](ByteBuilder& b) { b.u16(0).zeros(1000); },
+         PSDError::readUnexpectedEndOfFile},
+        {{.height = 300000, .width = 300000}, [](ByteBuilder& b) { b.u16(1).zeros(1000); },
+         PSDError::readUnexpectedEndOfFile},
+    };
+    for (const auto& c : cases) {
+        FileSections bad;
+        bad.header = c.header;
+        bad.imageData = c.data;
+        const V file = buildFile(bad);
+        EXPECT_EQ(thrownCode([&] { PSDWrapper d(file); }), c.expected);
+    }
+}
+
+TEST(DocumentModelTest, DefaultsAndHostOperations)
+{
+    PSDWrapper doc;
+    EXPECT_EQ(doc.bitDepth, 8);
+    EXPECT_EQ(doc.hRes, 72.0);
+    EXPECT_EQ(doc.widthUnit, 3);
+    EXPECT_EQ(doc.colorMode, PSDColorMode::rgb);
+    EXPECT_EQ(doc.globalLightAngle, 30);
+    EXPECT_TRUE(doc.enableLayerEffects);
+    EXPECT_FALSE(doc.alphaChannels);
+    EXPECT_FALSE(doc.compositeImage());
+    EXPECT_FALSE(doc.colorSpace.iccData());
+
+    doc.addAlphaChannel(std::make_shared<PSDAlphaChannel>());
+    ASSERT_TRUE(doc.alphaChannels);
+    EXPECT_EQ(doc.alphaChannels->size(), 1u);
+
+    doc.bitDepth = 16;
+    doc.addSectionDivider();
+    ASSERT_EQ(doc.layers.size(), 1u);
+    EXPECT_EQ(doc.layers[0]->bitDepth, 16);
+    EXPECT_EQ(doc.layers[0]->type(), PSDLayerType::sectionDivider());
+    EXPECT_TRUE(doc.layers[0]->pixelDataIrrelevantToAppearanceOfDocument);
+
+    doc.imageResources = {{4000, "", {1}}};
+    doc.globalLayerMaskData = V{1};
+    const std::any first = doc.auxiliaryFileData();
+    const std::any second = doc.auxiliaryFileData();
+    doc.imageResources.clear();
+    doc.setAuxiliaryFileData(first);
+    EXPECT_EQ(doc.imageResources.size(), 1u);
+    doc.setAuxiliaryFileData(PSDWrapper().auxiliaryFileData());
+    EXPECT_EQ(doc.imageResources.size(), 0u) << "present but empty resources replace";
+    EXPECT_FALSE(doc.globalLayerMaskData);
+    doc.setAuxiliaryFileData(std::any(42));
+    (void)second;
+}
+
+} // namespace
+} // namespace psdkit

@@ -1,0 +1,115 @@
+#pragma once
+// Builders of whole PSD/PSB files and layer records for tests, on top of ByteBuilder.
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "support/ByteBuilder.hpp"
+
+namespace psdkit::testing {
+
+struct HeaderFields {
+    std::int64_t version = 1;
+    std::int64_t channels = 3;
+    std::int64_t height = 2;
+    std::int64_t width = 2;
+    std::int64_t depth = 8;
+    std::int64_t mode = 3;
+};
+
+inline void appendHeader(ByteBuilder& b, const HeaderFields& h)
+{
+    b.ascii("8BPS").i16(h.version).zeros(6).i16(h.channels).i32(h.height).i32(h.width).i16(h.depth).i16(h.mode);
+}
+
+/// One image resource block with an ASCII name.
+inline void appendResource(ByteBuilder& b, std::int64_t id, const std::vector<std::uint8_t>& data,
+                           const std::string& name = "")
+{
+    b.ascii("8BIM").i16(id).pascal(name, 2).u32(data.size()).raw(data);
+    if (data.size() % 2 != 0) {
+        b.u8(0);
+    }
+}
+
+/// A file made of the given sections; each callback appends one section's bytes (with its length).
+struct FileSections {
+    HeaderFields header;
+    std::function<void(ByteBuilder&)> colorModeData = [](ByteBuilder& b) { b.u32(0); };
+    std::function<void(ByteBuilder&)> resources = [](ByteBuilder& b) { b.u32(0); };
+    /// Default: an empty layer and mask section (a 4-byte length, 8 bytes in big files).
+    std::function<void(ByteBuilder&)> layersAndMasks;
+    /// Default: raw planes of zeros for every header channel.
+    std::function<void(ByteBuilder&)> imageData;
+};
+
+inline std::vector<std::uint8_t> buildFile(const FileSections& s)
+{
+    ByteBuilder b;
+    appendHeader(b, s.header);
+    s.colorModeData(b);
+    s.resources(b);
+    if (s.layersAndMasks) {
+        s.layersAndMasks(b);
+    } else if (s.header.version == 2) {
+        b.i64(0);
+    } else {
+        b.u32(0);
+    }
+    if (s.imageData) {
+        s.imageData(b);
+    } else {
+        const auto k = s.header.depth > 8 ? s.header.depth / 8 : 1;
+        b.u16(0).zeros(static_cast<std::size_t>(s.header.channels * s.header.width * s.header.height * k));
+    }
+    return b.bytes();
+}
+
+/// Fields of one layer record; the extra data is built from `extra` (mask, ranges, name, blocks).
+struct RecordFields {
+    std::int32_t top = 0, left = 0, bottom = 0, right = 0;
+    std::vector<std::pair<std::int16_t, std::int64_t>> channels; // id, length
+    std::string blendMode = "norm";
+    std::uint8_t opacity = 255;
+    std::uint8_t clipping = 0;
+    std::uint8_t flags = 0;
+    bool big = false;
+    /// Appends the extra data body (without its length).
+    std::function<void(ByteBuilder&)> extra = [](ByteBuilder& b) { b.u32(0).u32(0).pascal("", 4); };
+};
+
+inline void appendRecord(ByteBuilder& b, const RecordFields& r)
+{
+    b.i32(r.top).i32(r.left).i32(r.bottom).i32(r.right).i16(static_cast<std::int64_t>(r.channels.size()));
+    for (const auto& [id, length] : r.channels) {
+        b.i16(id);
+        if (r.big) {
+            b.i64(length);
+        } else {
+            b.i32(length);
+        }
+    }
+    b.ascii("8BIM").ascii(r.blendMode).u8(r.opacity).u8(r.clipping).u8(r.flags).u8(0);
+    b.begin();
+    r.extra(b);
+    b.end();
+}
+
+/// A layer-level tagged block with `data`, length not padded (as the reader expects it: odd lengths get one pad byte).
+inline void appendBlock(ByteBuilder& b, const std::string& key, const std::vector<std::uint8_t>& data,
+                        const std::string& signature = "8BIM")
+{
+    b.ascii(signature).ascii(key);
+    if (signature == "8B64") {
+        b.i64(static_cast<std::int64_t>(data.size()));
+    } else {
+        b.u32(data.size());
+    }
+    b.raw(data);
+    if (data.size() % 2 != 0) {
+        b.u8(0);
+    }
+}
+
+} // namespace psdkit::testing
