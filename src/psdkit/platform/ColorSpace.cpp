@@ -21,7 +21,7 @@ constexpr std::string_view kUnnamedProfileName = "ICC profile";
 // A private colour-management context whose errors are dropped: a refused profile is reported
 // as an absent colour space, not as log output.
 class Context {
-public:
+  public:
     Context() : context_(cmsCreateContext(nullptr, nullptr))
     {
         if (context_ != nullptr) {
@@ -38,14 +38,15 @@ public:
     Context& operator=(const Context&) = delete;
     [[nodiscard]] cmsContext get() const noexcept { return context_; }
 
-private:
+  private:
     cmsContext context_;
 };
 
 class OpenProfile {
-public:
+  public:
     OpenProfile(const Context& context, std::span<const std::uint8_t> bytes)
-        : profile_(cmsOpenProfileFromMemTHR(context.get(), bytes.data(), static_cast<cmsUInt32Number>(bytes.size())))
+        : profile_(cmsOpenProfileFromMemTHR(context.get(), bytes.data(),
+                                            static_cast<cmsUInt32Number>(bytes.size())))
     {
     }
     ~OpenProfile()
@@ -58,22 +59,27 @@ public:
     OpenProfile& operator=(const OpenProfile&) = delete;
     [[nodiscard]] cmsHPROFILE get() const noexcept { return profile_; }
 
-private:
+  private:
     cmsHPROFILE profile_;
 };
 
 // Reads a tag through the backend, which parses and checks it; a tag that is absent, cut off or
 // of the wrong type yields null.
-bool canRead(cmsHPROFILE profile, cmsTagSignature tag) { return cmsReadTag(profile, tag) != nullptr; }
+bool canRead(cmsHPROFILE profile, cmsTagSignature tag)
+{
+    return cmsReadTag(profile, tag) != nullptr;
+}
 
 bool canReadAll(cmsHPROFILE profile, std::initializer_list<cmsTagSignature> tags)
 {
-    return std::all_of(tags.begin(), tags.end(), [profile](cmsTagSignature tag) { return canRead(profile, tag); });
+    return std::all_of(tags.begin(), tags.end(),
+                       [profile](cmsTagSignature tag) { return canRead(profile, tag); });
 }
 
 bool canReadAny(cmsHPROFILE profile, std::initializer_list<cmsTagSignature> tags)
 {
-    return std::any_of(tags.begin(), tags.end(), [profile](cmsTagSignature tag) { return canRead(profile, tag); });
+    return std::any_of(tags.begin(), tags.end(),
+                       [profile](cmsTagSignature tag) { return canRead(profile, tag); });
 }
 
 // A profile describes a colour space when at least one way between its colours and the
@@ -82,12 +88,12 @@ bool canReadAny(cmsHPROFILE profile, std::initializer_list<cmsTagSignature> tags
 // backend opens lazily and drops tags that lie outside the data, so cut-off profiles open.
 bool describesColorSpace(cmsHPROFILE profile)
 {
-    const bool matrixShaper = canReadAll(profile, {cmsSigRedColorantTag, cmsSigGreenColorantTag,
-                                                   cmsSigBlueColorantTag, cmsSigRedTRCTag, cmsSigGreenTRCTag,
-                                                   cmsSigBlueTRCTag});
+    const bool matrixShaper =
+        canReadAll(profile, {cmsSigRedColorantTag, cmsSigGreenColorantTag, cmsSigBlueColorantTag,
+                             cmsSigRedTRCTag, cmsSigGreenTRCTag, cmsSigBlueTRCTag});
     return matrixShaper || canRead(profile, cmsSigGrayTRCTag) ||
-           canReadAny(profile, {cmsSigAToB0Tag, cmsSigAToB1Tag, cmsSigAToB2Tag, cmsSigBToA0Tag, cmsSigBToA1Tag,
-                                cmsSigBToA2Tag, cmsSigDToB0Tag, cmsSigNamedColor2Tag});
+           canReadAny(profile, {cmsSigAToB0Tag, cmsSigAToB1Tag, cmsSigAToB2Tag, cmsSigBToA0Tag,
+                                cmsSigBToA1Tag, cmsSigBToA2Tag, cmsSigDToB0Tag, cmsSigNamedColor2Tag});
 }
 
 void appendUtf8(std::string& out, char32_t c)
@@ -144,7 +150,10 @@ ColorSpace::ColorSpace() = default;
 
 ColorSpace::ColorSpace(std::shared_ptr<const Profile> profile) noexcept : profile_(std::move(profile)) {}
 
-ColorSpace ColorSpace::deviceRGB() { return ColorSpace(); }
+ColorSpace ColorSpace::deviceRGB()
+{
+    return ColorSpace();
+}
 
 std::optional<ColorSpace> ColorSpace::fromICCData(std::span<const std::uint8_t> data)
 {
@@ -176,7 +185,10 @@ std::optional<std::vector<std::uint8_t>> ColorSpace::iccData() const
     return profile_->bytes;
 }
 
-std::string ColorSpace::name() const { return profile_ ? profile_->name : std::string(kDeviceRGBName); }
+std::string ColorSpace::name() const
+{
+    return profile_ ? profile_->name : std::string(kDeviceRGBName);
+}
 
 bool operator==(const ColorSpace& a, const ColorSpace& b) noexcept
 {

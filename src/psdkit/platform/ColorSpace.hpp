@@ -12,7 +12,7 @@
 namespace psdkit {
 
 class ColorSpace {
-public:
+  public:
     /// The device RGB space (the same as `deviceRGB()`).
     ColorSpace();
 
@@ -41,7 +41,7 @@ public:
     /// Both device RGB, or both profiles with identical bytes.
     friend bool operator==(const ColorSpace& a, const ColorSpace& b) noexcept;
 
-private:
+  private:
     struct Profile;
     explicit ColorSpace(std::shared_ptr<const Profile> profile) noexcept;
     std::shared_ptr<const Profile> profile_; // null: device RGB

@@ -38,7 +38,7 @@ struct MetadataResources {
 
 // A bounds-checked big-endian cursor over the file, independent of the document reader's.
 class Cursor {
-public:
+  public:
     explicit Cursor(std::span<const std::uint8_t> data) noexcept : data_(data) {}
 
     [[nodiscard]] std::size_t position() const noexcept { return position_; }
@@ -75,10 +75,11 @@ public:
     }
     [[nodiscard]] bool startsWith(std::string_view text) const noexcept
     {
-        return remaining() >= text.size() && std::memcmp(data_.data() + position_, text.data(), text.size()) == 0;
+        return remaining() >= text.size() &&
+               std::memcmp(data_.data() + position_, text.data(), text.size()) == 0;
     }
 
-private:
+  private:
     std::span<const std::uint8_t> data_;
     std::size_t position_ = 0;
 };
@@ -179,8 +180,7 @@ std::span<const std::uint8_t> tiffStructure(std::span<const std::uint8_t> exif)
 
 // Runs one decoding step; any failure of Exiv2 on malformed input leaves `target` as the step
 // left it and is otherwise ignored. Running out of memory is not ignored.
-template <class Step>
-void ignoringMalformedInput(Step step)
+template <class Step> void ignoringMalformedInput(Step step)
 {
     try {
         step();
@@ -340,7 +340,10 @@ std::optional<std::vector<std::uint8_t>> ImageMetadata::xmpData() const
     return std::vector<std::uint8_t>(first, first + packet.size());
 }
 
-bool ImageMetadata::empty() const noexcept { return tree_ == nullptr || tree_->xmp.empty(); }
+bool ImageMetadata::empty() const noexcept
+{
+    return tree_ == nullptr || tree_->xmp.empty();
+}
 
 std::vector<std::pair<std::string, std::string>> ImageMetadata::properties() const
 {

@@ -18,7 +18,7 @@
 namespace psdkit {
 
 class ImageMetadata {
-public:
+  public:
     /// Metadata without any property. A moved-from value is empty as well.
     ImageMetadata();
     ImageMetadata(const ImageMetadata& other);
@@ -67,7 +67,7 @@ public:
     /// The value text of one property by key (e.g. "Xmp.tiff.XResolution"), absent when unset.
     [[nodiscard]] std::optional<std::string> property(std::string_view key) const;
 
-private:
+  private:
     struct Tree;
     std::unique_ptr<Tree> tree_; // null: no property (also after being moved from)
 };

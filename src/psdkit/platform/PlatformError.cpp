@@ -4,7 +4,7 @@ namespace psdkit {
 namespace {
 
 class PlatformErrorCategory final : public std::error_category {
-public:
+  public:
     const char* name() const noexcept override { return "psdkit.platform"; }
     std::string message(int value) const override
     {

@@ -34,8 +34,9 @@ enum class PlatformErrorCode : int {
 /// the underlying library's message where there is one (for people reading logs; code compares
 /// `error()` or `code()`).
 class PlatformException : public std::system_error {
-public:
-    explicit PlatformException(PlatformErrorCode code) : std::system_error(make_error_code(code)), error_(code)
+  public:
+    explicit PlatformException(PlatformErrorCode code)
+        : std::system_error(make_error_code(code)), error_(code)
     {
     }
     PlatformException(PlatformErrorCode code, const std::string& detail)
@@ -45,11 +46,11 @@ public:
     /// The failure that was thrown.
     [[nodiscard]] PlatformErrorCode error() const noexcept { return error_; }
 
-private:
+  private:
     PlatformErrorCode error_;
 };
 
 } // namespace psdkit
 
-template <>
-struct std::is_error_code_enum<psdkit::PlatformErrorCode> : std::true_type {};
+template <> struct std::is_error_code_enum<psdkit::PlatformErrorCode> : std::true_type {
+};

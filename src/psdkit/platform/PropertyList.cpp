@@ -83,7 +83,8 @@ PropertyValue valueFromNode(plist_t node, std::size_t depth)
         std::int32_t seconds = 0;
         std::int32_t microseconds = 0;
         plist_get_date_val(node, &seconds, &microseconds);
-        return PropertyValue(PropertyDate{static_cast<double>(seconds) + static_cast<double>(microseconds) / 1e6});
+        return PropertyValue(
+            PropertyDate{static_cast<double>(seconds) + static_cast<double>(microseconds) / 1e6});
     }
     case PLIST_ARRAY: {
         PropertyArray array;
@@ -261,7 +262,8 @@ PropertyValue parsePropertyList(std::span<const std::uint8_t> data)
         failParse("property list too large or too deeply nested");
     }
     plist_t root = nullptr; // must start null: a non-null pointer is taken as the backend's own
-    plist_from_memory(reinterpret_cast<const char*>(data.data()), static_cast<std::uint32_t>(data.size()), &root);
+    plist_from_memory(reinterpret_cast<const char*>(data.data()), static_cast<std::uint32_t>(data.size()),
+                      &root);
     if (root == nullptr) {
         failParse("not a property list");
     }

@@ -59,8 +59,8 @@ struct BinaryLayout {
     // Offset of an object, or 0 when it lies outside the object area.
     std::size_t offsetOf(std::uint64_t object) const noexcept
     {
-        const std::uint64_t offset =
-            readBigEndian(data.data() + tableOffset + static_cast<std::size_t>(object) * offsetWidth, offsetWidth);
+        const std::uint64_t offset = readBigEndian(
+            data.data() + tableOffset + static_cast<std::size_t>(object) * offsetWidth, offsetWidth);
         return offset >= 8 && offset < tableOffset ? static_cast<std::size_t>(offset) : 0;
     }
 

@@ -23,7 +23,10 @@ PropertyValue& PropertyValue::operator=(const PropertyValue&) = default;
 PropertyValue& PropertyValue::operator=(PropertyValue&&) noexcept = default;
 PropertyValue::~PropertyValue() = default;
 
-bool operator==(const PropertyValue& a, const PropertyValue& b) { return a.storage_ == b.storage_; }
+bool operator==(const PropertyValue& a, const PropertyValue& b)
+{
+    return a.storage_ == b.storage_;
+}
 
 namespace {
 

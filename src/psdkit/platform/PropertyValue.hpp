@@ -30,27 +30,27 @@ struct PropertyDate {
 };
 
 class PropertyValue {
-public:
+  public:
     using Storage = std::variant<PropertyDictionary, PropertyArray, std::int64_t, double, bool, std::string,
                                  PropertyDate, std::vector<std::uint8_t>, PSDFourCharCode>;
 
     /// An empty dictionary.
     PropertyValue();
-    PropertyValue(PropertyDictionary value);         // NOLINT: implicit by design
-    PropertyValue(PropertyArray value);              // NOLINT
-    PropertyValue(double value);                     // NOLINT
-    PropertyValue(bool value);                       // NOLINT
-    PropertyValue(std::string value);                // NOLINT
-    PropertyValue(std::string_view value);           // NOLINT
-    PropertyValue(const char* value);                // NOLINT: text, never a boolean
-    PropertyValue(PropertyDate value);               // NOLINT
-    PropertyValue(std::vector<std::uint8_t> value);  // NOLINT: data
-    PropertyValue(PSDFourCharCode value);            // NOLINT
+    PropertyValue(PropertyDictionary value);        // NOLINT: implicit by design
+    PropertyValue(PropertyArray value);             // NOLINT
+    PropertyValue(double value);                    // NOLINT
+    PropertyValue(bool value);                      // NOLINT
+    PropertyValue(std::string value);               // NOLINT
+    PropertyValue(std::string_view value);          // NOLINT
+    PropertyValue(const char* value);               // NOLINT: text, never a boolean
+    PropertyValue(PropertyDate value);              // NOLINT
+    PropertyValue(std::vector<std::uint8_t> value); // NOLINT: data
+    PropertyValue(PSDFourCharCode value);           // NOLINT
     /// Any integer type except bool becomes the 64-bit integer alternative. Unsigned values
     /// above INT64_MAX wrap to negative numbers (two's complement).
     template <std::integral I>
-        requires(!std::same_as<I, bool> && !std::same_as<I, char>)
-    PropertyValue(I value) // NOLINT: implicit by design
+    requires(!std::same_as<I, bool> && !std::same_as<I, char>)
+        PropertyValue(I value) // NOLINT: implicit by design
         : storage_(static_cast<std::int64_t>(value))
     {
     }
@@ -73,7 +73,10 @@ public:
 
     /// The held value when it is of the asked kind, else null (like `std::get_if`). The pointer
     /// stays valid until this value is assigned to or destroyed.
-    [[nodiscard]] const PropertyDictionary* asDictionary() const noexcept { return getIf<PropertyDictionary>(); }
+    [[nodiscard]] const PropertyDictionary* asDictionary() const noexcept
+    {
+        return getIf<PropertyDictionary>();
+    }
     [[nodiscard]] PropertyDictionary* asDictionary() noexcept { return getIf<PropertyDictionary>(); }
     [[nodiscard]] const PropertyArray* asArray() const noexcept { return getIf<PropertyArray>(); }
     [[nodiscard]] PropertyArray* asArray() noexcept { return getIf<PropertyArray>(); }
@@ -88,21 +91,9 @@ public:
     }
     [[nodiscard]] const PSDFourCharCode* asFourCharCode() const noexcept { return getIf<PSDFourCharCode>(); }
 
-    template <class T>
-    [[nodiscard]] bool is() const noexcept
-    {
-        return std::holds_alternative<T>(storage_);
-    }
-    template <class T>
-    [[nodiscard]] const T* getIf() const noexcept
-    {
-        return std::get_if<T>(&storage_);
-    }
-    template <class T>
-    [[nodiscard]] T* getIf() noexcept
-    {
-        return std::get_if<T>(&storage_);
-    }
+    template <class T> [[nodiscard]] bool is() const noexcept { return std::holds_alternative<T>(storage_); }
+    template <class T> [[nodiscard]] const T* getIf() const noexcept { return std::get_if<T>(&storage_); }
+    template <class T> [[nodiscard]] T* getIf() noexcept { return std::get_if<T>(&storage_); }
 
     /// The variant itself, for `std::visit`.
     [[nodiscard]] const Storage& storage() const noexcept { return storage_; }
@@ -115,7 +106,7 @@ public:
     /// A short readable form for logs and tests, e.g. {"a": [1, 2.5, true, "x", <2 bytes>]}.
     [[nodiscard]] std::string debugDescription() const;
 
-private:
+  private:
     Storage storage_;
 };
 

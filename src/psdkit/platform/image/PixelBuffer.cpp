@@ -1,5 +1,7 @@
 #include "psdkit/platform/image/PixelBuffer.hpp"
 
+#include <cstring>
+
 #include "psdkit/platform/image/ChannelDecoding.hpp"
 #include "psdkit/platform/image/ChannelEncoding.hpp"
 #include "psdkit/platform/image/SizeArithmetic.hpp"
@@ -12,10 +14,8 @@ PixelBuffer<P>::PixelBuffer(IntegralSize size, std::span<const AnyChannelData* c
     : PixelBufferType(size, Traits::format, std::move(title))
 {
     const std::size_t byteCount = detail::validateChannels(size, channels, Traits::format);
-    count_ = byteCount / sizeof(P);
-    pixels_ = std::make_unique_for_overwrite<P[]>(count_);
-    detail::decodeChannels(size, channels, Traits::format, expand16BitColorRange,
-                           reinterpret_cast<std::uint8_t*>(pixels_.get()));
+    allocate(byteCount / sizeof(P));
+    detail::decodeChannels(size, channels, Traits::format, expand16BitColorRange, storage_.get());
 }
 
 template <typename P>
@@ -23,20 +23,28 @@ PixelBuffer<P>::PixelBuffer(IntegralSize size, std::string title)
     : PixelBufferType(size, Traits::format, std::move(title))
 {
     const detail::PlaneShape shape = detail::PlaneShape::make(size, sizeof(P));
-    count_ = shape.planeBytes / sizeof(P);
-    pixels_ = std::make_unique<P[]>(count_);
+    allocate(shape.planeBytes / sizeof(P));
+    std::memset(storage_.get(), 0, count_ * sizeof(P));
+}
+
+template <typename P>
+void PixelBuffer<P>::allocate(std::size_t count)
+{
+    storage_ = detail::allocateLarge(count * sizeof(P));
+    pixels_ = reinterpret_cast<P*>(storage_.get());
+    count_ = count;
 }
 
 template <typename P>
 std::span<const std::uint8_t> PixelBuffer<P>::bytes() const noexcept
 {
-    return {reinterpret_cast<const std::uint8_t*>(pixels_.get()), count_ * sizeof(P)};
+    return {storage_.get(), count_ * sizeof(P)};
 }
 
 template <typename P>
 std::span<std::uint8_t> PixelBuffer<P>::mutableBytes() noexcept
 {
-    return {reinterpret_cast<std::uint8_t*>(pixels_.get()), count_ * sizeof(P)};
+    return {storage_.get(), count_ * sizeof(P)};
 }
 
 template <typename P>

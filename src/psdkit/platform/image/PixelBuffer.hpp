@@ -11,6 +11,7 @@
 
 #include "psdkit/platform/image/ChannelData.hpp"
 #include "psdkit/platform/image/Geometry.hpp"
+#include "psdkit/platform/image/LargeAllocation.hpp"
 #include "psdkit/platform/image/PixelTypes.hpp"
 
 namespace psdkit::image {
@@ -99,8 +100,8 @@ public:
     explicit PixelBuffer(IntegralSize size, std::string title = {});
 
     /// The pixels, row after row.
-    [[nodiscard]] std::span<P> pixels() noexcept { return {pixels_.get(), count_}; }
-    [[nodiscard]] std::span<const P> pixels() const noexcept { return {pixels_.get(), count_}; }
+    [[nodiscard]] std::span<P> pixels() noexcept { return {pixels_, count_}; }
+    [[nodiscard]] std::span<const P> pixels() const noexcept { return {pixels_, count_}; }
     /// The pixel at column `x`, row `y`; both must lie inside the buffer (not checked).
     [[nodiscard]] P& at(std::int64_t x, std::int64_t y) noexcept { return pixels_[index(x, y)]; }
     [[nodiscard]] const P& at(std::int64_t x, std::int64_t y) const noexcept { return pixels_[index(x, y)]; }
@@ -118,7 +119,10 @@ private:
         return static_cast<std::size_t>(y) * static_cast<std::size_t>(size().width) + static_cast<std::size_t>(x);
     }
 
-    std::unique_ptr<P[]> pixels_;
+    void allocate(std::size_t count);
+
+    detail::LargeAllocation storage_;
+    P* pixels_ = nullptr;
     std::size_t count_ = 0;
 };
 

@@ -1,0 +1,98 @@
+#pragma once
+// Helpers shared by the platform tests: the platform error a call throws, the corpus folder,
+// and minimal PSD/PSB files around a set of image resources.
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "psdkit/platform/PlatformError.hpp"
+#include "support/ByteBuilder.hpp"
+
+namespace psdkit::testing {
+
+/// The platform error `f` throws; absent when it throws nothing or an error of another kind.
+template <typename F> std::optional<PlatformErrorCode> thrownPlatformError(F&& f)
+{
+    try {
+        f();
+    } catch (const PlatformException& e) {
+        if (e.code().category() == platformErrorCategory() &&
+            e.code().value() == static_cast<int>(e.error())) {
+            return e.error();
+        }
+    } catch (...) {
+    }
+    return std::nullopt;
+}
+
+inline std::filesystem::path corpusDirectory()
+{
+    return PSDKIT_CORPUS_DIR;
+}
+
+inline std::vector<std::uint8_t> readWholeFile(const std::filesystem::path& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+struct Resource {
+    std::uint16_t identifier;
+    std::vector<std::uint8_t> data;
+    std::string name = {};
+};
+
+/// An RGB file (version 1, or 2 for PSB) of 1 × 1 pixels with the given image resources and
+/// nothing after them.
+inline std::vector<std::uint8_t> fileWithResources(const std::vector<Resource>& resources, int version = 1)
+{
+    ByteBuilder b;
+    b.ascii("8BPS").u16(static_cast<std::uint64_t>(version)).zeros(6).u16(3).u32(1).u32(1).u16(8).u16(3);
+    b.u32(0); // colour mode data
+    b.begin();
+    for (const Resource& r : resources) {
+        b.ascii("8BIM").u16(r.identifier).pascal(r.name, 2).u32(r.data.size()).raw(r.data);
+        if (r.data.size() % 2 == 1) {
+            b.u8(0);
+        }
+    }
+    b.end();
+    return b.bytes();
+}
+
+/// The data of the first image resource `identifier` of a PSD or PSB file, read independently
+/// of the library; absent when the file has none.
+inline std::optional<std::vector<std::uint8_t>> firstResource(const std::vector<std::uint8_t>& file,
+                                                              std::uint16_t identifier)
+{
+    auto be = [&](std::size_t at, std::size_t width) {
+        std::uint64_t v = 0;
+        for (std::size_t i = 0; i < width; ++i) {
+            v = (v << 8) | file.at(at + i);
+        }
+        return v;
+    };
+    std::size_t at = 26;
+    at += 4 + be(at, 4);
+    const std::size_t end = at + 4 + be(at, 4);
+    at += 4;
+    while (at + 12 <= end) {
+        const auto id = be(at + 4, 2);
+        const std::size_t nameBytes = (1 + file.at(at + 6) + 1) & ~std::size_t{1};
+        at += 6 + nameBytes;
+        const std::size_t size = be(at, 4);
+        at += 4;
+        if (id == identifier) {
+            return std::vector<std::uint8_t>(file.begin() + static_cast<std::ptrdiff_t>(at),
+                                             file.begin() + static_cast<std::ptrdiff_t>(at + size));
+        }
+        at += size + size % 2;
+    }
+    return std::nullopt;
+}
+
+} // namespace psdkit::testing

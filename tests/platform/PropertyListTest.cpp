@@ -1,0 +1,246 @@
+#include "psdkit/platform/PropertyList.hpp"
+
+#include <bit>
+#include <string_view>
+
+#include <gtest/gtest.h>
+
+#include "platform/PlatformTestSupport.hpp"
+
+namespace psdkit {
+namespace {
+using testing::ByteBuilder;
+using testing::thrownPlatformError;
+using Bytes = std::vector<std::uint8_t>;
+
+Bytes bytesOf(std::string_view text)
+{
+    return {text.begin(), text.end()};
+}
+
+constexpr std::string_view kHostList = R"(<?xml version="1.0" encoding="UTF-8"?>
+<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
+<plist version="1.0">
+<dict>
+  <key>io.example.host</key>
+  <dict>
+    <key>PSD Layers</key>
+    <array>
+      <dict><key>PSD Layer ID</key><integer>7</integer><key>tint</key><real>0.25</real></dict>
+      <dict><key>PSD Layer ID</key><integer>8</integer></dict>
+    </array>
+    <key>big</key><integer>1099511627776</integer>
+    <key>negative</key><integer>-42</integer>
+    <key>ratio</key><real>-1.5e-7</real>
+    <key>on</key><true/>
+    <key>off</key><false/>
+    <key>title</key><string>Hafen &amp; D&#228;mmerung &lt;1&gt; 🌅</string>
+    <key>saved</key><date>2024-03-01T12:30:45Z</date>
+    <key>thumb</key><data>AAEC/w==</data>
+    <key>empty</key><array/>
+  </dict>
+</dict>
+</plist>
+)";
+
+TEST(PropertyListTest, XmlRoundTripKeepsEveryKindOfValue)
+{
+    const PropertyValue parsed = parsePropertyList(bytesOf(kHostList));
+    ASSERT_TRUE(parsed.isDictionary());
+    const PropertyDictionary& entry = *parsed.asDictionary()->at("io.example.host").asDictionary();
+    EXPECT_EQ(entry.at("big"), PropertyValue(std::int64_t{1} << 40));
+    EXPECT_EQ(entry.at("negative"), PropertyValue(-42));
+    EXPECT_EQ(entry.at("ratio"), PropertyValue(-1.5e-7));
+    EXPECT_EQ(entry.at("on"), PropertyValue(true));
+    EXPECT_EQ(entry.at("off"), PropertyValue(false));
+    EXPECT_EQ(entry.at("title"), PropertyValue("Hafen & D\u00e4mmerung <1> \U0001F305"));
+    EXPECT_EQ(entry.at("saved"), PropertyValue(PropertyDate{730989045.0}));
+    EXPECT_EQ(entry.at("thumb"), PropertyValue(Bytes{0x00, 0x01, 0x02, 0xFF}));
+    EXPECT_EQ(entry.at("empty"), PropertyValue(PropertyArray{}));
+    const PropertyArray& layers = *entry.at("PSD Layers").asArray();
+    ASSERT_EQ(layers.size(), 2u);
+    EXPECT_EQ(*layers[0].asDictionary()->at("PSD Layer ID").asInt(), 7);
+    EXPECT_EQ(layers[0].asDictionary()->at("tint"), PropertyValue(0.25));
+
+    const Bytes written = xmlPropertyList(*parsed.asDictionary());
+    const PropertyValue reparsed = parsePropertyList(written);
+    EXPECT_EQ(reparsed, parsed) << reparsed.debugDescription();
+    EXPECT_EQ(xmlPropertyList(*reparsed.asDictionary()), written) << "writing is deterministic";
+}
+
+TEST(PropertyListTest, ExtremeNumbersSurviveTheXmlForm)
+{
+    for (const PropertyValue& value :
+         {PropertyValue(std::int64_t{-1}), PropertyValue(INT64_MIN), PropertyValue(INT64_MAX),
+          PropertyValue((std::int64_t{1} << 32) + 1), PropertyValue(0.1), PropertyValue(5e-324),
+          PropertyValue(-1.7976931348623157e308), PropertyValue(PropertyDate{-978307200.0})}) {
+        const PropertyDictionary dictionary{{"v", value}};
+        EXPECT_EQ(parsePropertyList(xmlPropertyList(dictionary)), PropertyValue(dictionary))
+            << value.debugDescription();
+    }
+}
+
+TEST(PropertyListTest, IntegersAreReadAsSixtyFourBitTwosComplement)
+{
+    // The backend has no signed integer: 2^64 − 1 and −1 are one value, and larger numbers
+    // saturate to it.
+    for (const auto& [text, expected] : std::vector<std::pair<std::string_view, std::int64_t>>{
+             {"-1", -1},
+             {"18446744073709551615", -1},
+             {"99999999999999999999", -1},
+             {"9223372036854775808", INT64_MIN},
+             {"4294967296", std::int64_t{1} << 32},
+         }) {
+        const std::string xml = "<plist><integer>" + std::string(text) + "</integer></plist>";
+        EXPECT_EQ(parsePropertyList(bytesOf(xml)), PropertyValue(expected)) << text;
+    }
+}
+
+TEST(PropertyListTest, XmlDatesAreWrittenInWholeSecondsRoundedDown)
+{
+    for (const auto& [seconds, expected] :
+         std::vector<std::pair<double, double>>{{100.75, 100.0}, {-0.5, -1.0}, {730989045.0, 730989045.0}}) {
+        const PropertyValue back = parsePropertyList(xmlPropertyList({{"d", PropertyDate{seconds}}}));
+        EXPECT_EQ(back.asDictionary()->at("d"), PropertyValue(PropertyDate{expected})) << seconds;
+    }
+}
+
+TEST(PropertyListTest, ByteOrderMarkBeforeXmlIsSkipped)
+{
+    const std::string xml = "\xEF\xBB\xBF<plist><string>x</string></plist>";
+    EXPECT_EQ(parsePropertyList(bytesOf(xml)), PropertyValue("x"));
+}
+
+// A binary property list assembled by hand; objects are given encoded, references are one byte
+// wide and offsets two bytes.
+Bytes binaryList(const std::vector<Bytes>& objects)
+{
+    ByteBuilder b;
+    b.ascii("bplist00");
+    std::vector<std::size_t> offsets;
+    for (const Bytes& object : objects) {
+        offsets.push_back(b.size());
+        b.raw(object);
+    }
+    const std::size_t table = b.size();
+    for (std::size_t offset : offsets) {
+        b.u16(offset);
+    }
+    b.zeros(6)
+        .u8(2)
+        .u8(1)
+        .i64(static_cast<std::int64_t>(objects.size()))
+        .i64(0)
+        .i64(static_cast<std::int64_t>(table));
+    return b.bytes();
+}
+
+Bytes encoded(std::uint8_t marker, std::uint64_t bits, int width)
+{
+    ByteBuilder b;
+    b.u8(marker);
+    for (int i = width - 1; i >= 0; --i) {
+        b.u8((bits >> (8 * i)) & 0xFF);
+    }
+    return b.bytes();
+}
+Bytes ascii(std::string_view text)
+{
+    Bytes b{static_cast<std::uint8_t>(0x50 | text.size())};
+    b.insert(b.end(), text.begin(), text.end());
+    return b;
+}
+
+TEST(PropertyListTest, BinaryListParsesWithMicrosecondDates)
+{
+    const Bytes list = binaryList({
+        {0xD4, 1, 2, 3, 4, 5, 6, 9, 10}, // dictionary of four entries
+        ascii("big"),
+        ascii("list"),
+        ascii("when"),
+        ascii("ratio"),                           // keys
+        encoded(0x13, std::uint64_t{1} << 40, 8), // integer of 8 bytes
+        {0xA2, 7, 8},                             // array of two
+        {0x09},                                   // true
+        ascii("x"),
+        encoded(0x33, std::bit_cast<std::uint64_t>(1.5), 8),  // date
+        encoded(0x23, std::bit_cast<std::uint64_t>(0.25), 8), // real
+    });
+    const PropertyValue expected = PropertyDictionary{
+        {"big", std::int64_t{1} << 40},
+        {"list", PropertyArray{true, "x"}},
+        {"when", PropertyDate{1.5}},
+        {"ratio", 0.25},
+    };
+    EXPECT_EQ(parsePropertyList(list), expected) << parsePropertyList(list).debugDescription();
+}
+
+Bytes nestedXml(int depth)
+{
+    std::string xml = "<plist>";
+    for (int i = 0; i < depth; ++i) {
+        xml += "<array>";
+    }
+    for (int i = 0; i < depth; ++i) {
+        xml += "</array>";
+    }
+    return bytesOf(xml + "</plist>");
+}
+
+TEST(PropertyListTest, MalformedOrExplosiveListsAreRefused)
+{
+    std::vector<Bytes> doublingChain; // each array holds the next one twice: 2^40 values when copied
+    for (std::uint8_t i = 0; i < 40; ++i) {
+        doublingChain.push_back({0xA2, static_cast<std::uint8_t>(i + 1), static_cast<std::uint8_t>(i + 1)});
+    }
+    doublingChain.push_back({0x10, 7});
+    const Bytes valid = binaryList({{0xA1, 1}, {0x10, 7}});
+    Bytes badReference = valid;
+    badReference[9] = 9; // the array refers to object 9 of 2
+
+    const std::vector<std::pair<const char*, Bytes>> cases = {
+        {"empty", {}},
+        {"garbage", bytesOf("hello, world")},
+        {"byte order mark only", bytesOf("\xEF\xBB\xBF")},
+        {"cut-off XML", bytesOf("<plist><dict><key>a</key><integer>1</integer>")},
+        {"binary header only", bytesOf("bplist00")},
+        {"binary cut off", Bytes(valid.begin(), valid.end() - 1)},
+        {"binary reference out of range", badReference},
+        {"binary cycle", binaryList({{0xA1, 1}, {0xA1, 0}})},
+        {"binary doubling chain", binaryList(doublingChain)},
+        {"XML nested 100000 deep", nestedXml(100000)},
+    };
+    ASSERT_EQ(parsePropertyList(valid), PropertyValue(PropertyArray{7}));
+    for (const auto& [name, bytes] : cases) {
+        EXPECT_EQ(thrownPlatformError([&] { (void)parsePropertyList(bytes); }),
+                  PlatformErrorCode::propertyListParse)
+            << name;
+    }
+    EXPECT_NO_THROW((void)parsePropertyList(nestedXml(500)));
+}
+
+TEST(PropertyListTest, ValuesWithoutPropertyListFormAreRefusedOnWriting)
+{
+    const std::vector<std::pair<const char*, PropertyValue>> cases = {
+        {"four-character code", PSDFourCharCode("scrn")},
+        {"code inside a layer entry",
+         PropertyArray{PropertyDictionary{{"PSD Blend Mode", PSDFourCharCode("div ")}}}},
+        {"text with NUL", std::string("a\0b", 3)},
+        {"invalid UTF-8", std::string("\xC3\x28")},
+        {"date beyond 2^31 seconds", PropertyDate{3e9}},
+    };
+    for (const auto& [name, value] : cases) {
+        EXPECT_EQ(thrownPlatformError([&] {
+                      (void)xmlPropertyList({{"k", value}});
+                  }),
+                  PlatformErrorCode::propertyListUnsupportedValue)
+            << name;
+    }
+    EXPECT_EQ(thrownPlatformError([] {
+                  (void)xmlPropertyList({{std::string("\xFF"), 1}});
+              }),
+              PlatformErrorCode::propertyListUnsupportedValue);
+}
+
+} // namespace
+} // namespace psdkit
