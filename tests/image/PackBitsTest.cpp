@@ -24,10 +24,14 @@ V withHeader(std::uint8_t header, const V& bytes)
     return result;
 }
 
+// Both decoders, the exact one and the one that may write into padding after the row.
 V decode(const V& in, std::size_t rowBytes)
 {
     V out(rowBytes);
     packBitsDecodeRow(in, out);
+    V padded(rowBytes + packBitsOutputPadding);
+    packBitsDecodeRowPadded(in, std::span(padded).first(rowBytes));
+    EXPECT_TRUE(std::equal(out.begin(), out.end(), padded.begin()));
     return out;
 }
 
@@ -84,12 +88,15 @@ TEST(PackBitsTest, RowsThatDoNotDecodeToExactlyTheRowAreCorrupt)
         {"bytes for an empty row", V{0x00, 1}, 0},
     };
     for (const Case& c : cases) {
-        V out(c.rowBytes);
-        EXPECT_EQ(thrownImageError([&] { packBitsDecodeRow(c.in, out); }), ImageError::corruptPackBits) << c.what;
+        V out(c.rowBytes + packBitsOutputPadding);
+        const std::span<std::uint8_t> row = std::span(out).first(c.rowBytes);
+        EXPECT_EQ(thrownImageError([&] { packBitsDecodeRow(c.in, row); }), ImageError::corruptPackBits) << c.what;
+        EXPECT_EQ(thrownImageError([&] { packBitsDecodeRowPadded(c.in, row); }), ImageError::corruptPackBits)
+            << c.what;
     }
 }
 
-TEST(PackBitsTest, EncodesRunsOfThreeOrMoreAsRepeatsAndSplitsLongRuns)
+TEST(PackBitsTest, EncodesRunsThatPayAsRepeatsAndSplitsLongRuns)
 {
     struct Case {
         const char* what;
@@ -101,7 +108,11 @@ TEST(PackBitsTest, EncodesRunsOfThreeOrMoreAsRepeatsAndSplitsLongRuns)
         {"run of 129", repeated(129, 9), V{0x81, 9, 0x00, 9}},
         {"run of 131", repeated(131, 9), V{0x81, 9, 0xFE, 9}},
         {"pair stays literal", V{1, 1, 2}, V{0x02, 1, 1, 2}},
-        {"literal then run", V{1, 2, 5, 5, 5}, V{0x01, 1, 2, 0xFE, 5}},
+        {"run of three at the start", V{5, 5, 5, 1, 2}, V{0xFE, 5, 0x01, 1, 2}},
+        {"run of three inside a literal stays literal", V{1, 2, 5, 5, 5, 3}, V{0x05, 1, 2, 5, 5, 5, 3}},
+        {"run of four ends a literal", V{1, 2, 5, 5, 5, 5}, V{0x01, 1, 2, 0xFD, 5}},
+        {"run of four found by the word scan", V{1, 2, 3, 4, 5, 6, 7, 8, 8, 8, 8, 9, 10, 11},
+         V{0x06, 1, 2, 3, 4, 5, 6, 7, 0xFD, 8, 0x02, 9, 10, 11}},
         {"single byte", V{4}, V{0x00, 4}},
         {"empty", V{}, V{}},
     };

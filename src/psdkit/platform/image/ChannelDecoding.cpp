@@ -10,6 +10,7 @@
 
 #include "psdkit/platform/image/ImageError.hpp"
 #include "psdkit/platform/image/Interleave.hpp"
+#include "psdkit/platform/image/LargeAllocation.hpp"
 #include "psdkit/platform/image/PackBits.hpp"
 #include "psdkit/platform/image/SizeArithmetic.hpp"
 #include "psdkit/platform/image/Zip.hpp"
@@ -94,10 +95,10 @@ public:
             }
             break;
         case ChannelDataCompressionType::rle:
-            scratch_ = std::make_unique_for_overwrite<std::uint8_t[]>(shape.rowBytes);
+            scratch_ = std::make_unique_for_overwrite<std::uint8_t[]>(shape.rowBytes + packBitsOutputPadding);
             break;
         case ChannelDataCompressionType::zip:
-            plane_ = std::make_unique_for_overwrite<std::uint8_t[]>(shape.planeBytes);
+            plane_ = allocateLarge(shape.planeBytes);
             zlibInflate(channel.compressedData, {plane_.get(), shape.planeBytes});
             predicted_ = channel.predictionType == PredictionType::prediction;
             if (predicted_ && shape.sampleBytes == 4) {
@@ -124,7 +125,7 @@ public:
         }
         case ChannelDataCompressionType::rle: {
             const auto count = static_cast<std::size_t>(channel_->rowByteCounts[y]);
-            packBitsDecodeRow({channel_->compressedData.data() + offset_, count}, {scratch_.get(), rowBytes});
+            packBitsDecodeRowPadded({channel_->compressedData.data() + offset_, count}, {scratch_.get(), rowBytes});
             offset_ += count;
             if (swap_) {
                 swapBytesInPlace(scratch_.get(), shape_.width, shape_.sampleBytes);
@@ -161,7 +162,7 @@ private:
     bool predicted_ = false;
     std::size_t offset_ = 0;
     std::unique_ptr<std::uint8_t[]> scratch_;
-    std::unique_ptr<std::uint8_t[]> plane_;
+    LargeAllocation plane_;
 };
 
 // The memory slot of logical channel c (red, green, blue, transparency) in a pixel of `format`.

@@ -7,6 +7,7 @@
 
 #include "psdkit/platform/image/ImageError.hpp"
 #include "psdkit/platform/image/Interleave.hpp"
+#include "psdkit/platform/image/LargeAllocation.hpp"
 #include "psdkit/platform/image/PackBits.hpp"
 #include "psdkit/platform/image/SizeArithmetic.hpp"
 #include "psdkit/platform/image/Zip.hpp"
@@ -48,9 +49,12 @@ struct PlaneSource {
 AnyChannelData encodeRaw(const PlaneSource& source, std::size_t slot)
 {
     const PlaneShape& shape = source.shape;
-    std::vector<std::uint8_t> data(shape.planeBytes);
+    std::vector<std::uint8_t> data;
+    data.reserve(shape.planeBytes);
+    const auto row = std::make_unique_for_overwrite<std::uint8_t[]>(shape.rowBytes);
     for (std::size_t y = 0; y < shape.height; ++y) {
-        source.extract(source.pixelRow(y), shape.width, source.channels, slot, data.data() + y * shape.rowBytes);
+        source.extract(source.pixelRow(y), shape.width, source.channels, slot, row.get());
+        data.insert(data.end(), row.get(), row.get() + shape.rowBytes);
     }
     return {source.sampleType, std::move(data), true, ChannelDataCompressionType::none, PredictionType::none};
 }
@@ -59,18 +63,19 @@ AnyChannelData encodePackBits(const PlaneSource& source, std::size_t slot)
 {
     const PlaneShape& shape = source.shape;
     const std::size_t rowBound = packBitsRowBound(shape.rowBytes);
-    std::vector<std::uint8_t> data(checkedMultiply(rowBound, shape.height));
+    std::vector<std::uint8_t> data;
+    // Reserving the worst case maps no memory yet: only the pages written are touched.
+    data.reserve(checkedMultiply(rowBound, shape.height));
     std::vector<std::int64_t> counts;
     counts.reserve(shape.height);
     const auto row = std::make_unique_for_overwrite<std::uint8_t[]>(shape.rowBytes);
-    std::size_t used = 0;
+    const auto packed = std::make_unique_for_overwrite<std::uint8_t[]>(rowBound);
     for (std::size_t y = 0; y < shape.height; ++y) {
         source.extract(source.pixelRow(y), shape.width, source.channels, slot, row.get());
-        const std::size_t n = packBitsEncodeRow({row.get(), shape.rowBytes}, {data.data() + used, rowBound});
+        const std::size_t n = packBitsEncodeRow({row.get(), shape.rowBytes}, {packed.get(), rowBound});
         counts.push_back(static_cast<std::int64_t>(n));
-        used += n;
+        data.insert(data.end(), packed.get(), packed.get() + n);
     }
-    data.resize(used);
     data.shrink_to_fit();
     AnyChannelData channel(source.sampleType, std::move(data), true, ChannelDataCompressionType::rle,
                            PredictionType::none);
@@ -82,7 +87,7 @@ AnyChannelData encodeZip(const PlaneSource& source, std::size_t slot, Prediction
 {
     const PlaneShape& shape = source.shape;
     const bool predicted = prediction == PredictionType::prediction;
-    const auto plane = std::make_unique_for_overwrite<std::uint8_t[]>(shape.planeBytes);
+    const LargeAllocation plane = allocateLarge(shape.planeBytes);
     const auto scratch = std::make_unique_for_overwrite<std::uint8_t[]>(shape.rowBytes);
     for (std::size_t y = 0; y < shape.height; ++y) {
         std::uint8_t* out = plane.get() + y * shape.rowBytes;

@@ -8,6 +8,7 @@
 #include <libdeflate.h>
 
 #include "psdkit/platform/image/ImageError.hpp"
+#include "psdkit/platform/image/LargeAllocation.hpp"
 
 namespace psdkit::image::detail {
 namespace {
@@ -74,14 +75,13 @@ std::vector<std::uint8_t> zlibDeflate(std::span<const std::uint8_t> in, int leve
     if (compressor == nullptr) {
         throw ImageException(ImageError::compressionFailed);
     }
-    std::vector<std::uint8_t> out(libdeflate_zlib_compress_bound(compressor, in.size()));
-    const std::size_t n = libdeflate_zlib_compress(compressor, in.data(), in.size(), out.data(), out.size());
+    const std::size_t bound = libdeflate_zlib_compress_bound(compressor, in.size());
+    const LargeAllocation out = allocateLarge(bound);
+    const std::size_t n = libdeflate_zlib_compress(compressor, in.data(), in.size(), out.get(), bound);
     if (n == 0) {
         throw ImageException(ImageError::compressionFailed);
     }
-    out.resize(n);
-    out.shrink_to_fit();
-    return out;
+    return {out.get(), out.get() + n};
 }
 
 void deltaEncodeRow8(std::uint8_t* row, std::size_t width) noexcept
