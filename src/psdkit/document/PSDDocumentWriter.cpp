@@ -1,6 +1,7 @@
 #include "psdkit/document/PSDDocumentWriter.hpp"
 
 #include <limits>
+#include <unordered_map>
 
 #include "psdkit/layers/TaggedBlockWriting.hpp"
 #include "psdkit/platform/LibraryResources.hpp"
@@ -100,16 +101,20 @@ void PSDDocumentWriter::repairLayerIDs()
             doc.minimumNewLayerID = layer->layerID + 1;
         }
     }
-    // Of two layers that share an ID, the earlier one is renumbered: each layer is compared with
-    // every other layer of the list, earlier and later ones alike.
+    // Of two layers that share an ID, the earlier one is renumbered: each layer, in list order, gets a
+    // new ID when its ID is 0 or when any other layer holds the same ID at that moment. New IDs come
+    // from above every existing ID, so a renumbered layer never matches again; counting the IDs in
+    // use gives the same result as comparing every pair, in linear time.
+    std::unordered_map<std::int64_t, std::size_t> holders;
     for (const auto& layer : doc.layers) {
-        if (layer->layerID == 0) {
+        ++holders[layer->layerID];
+    }
+    for (const auto& layer : doc.layers) {
+        auto& count = holders[layer->layerID];
+        if (layer->layerID == 0 || count > 1) {
+            --count;
             layer->layerID = nextLayerID(doc.minimumNewLayerID);
-        }
-        for (const auto& other : doc.layers) {
-            if (other != layer && other->layerID == layer->layerID) {
-                layer->layerID = nextLayerID(doc.minimumNewLayerID);
-            }
+            ++holders[layer->layerID];
         }
     }
     doc.selectedLayerIDs.clear();

@@ -1,0 +1,361 @@
+// Serialization: layer records, image resources, the layer and mask information, the composite,
+// and the values that cannot be written.
+#include <gtest/gtest.h>
+
+#include "psdkit/core/PSDScanner.hpp"
+#include "psdkit/core/PSDWriter.hpp"
+#include "psdkit/document/PSDWrapper.hpp"
+#include "psdkit/platform/image/PixelTypes.hpp"
+#include "psdkit/platform/support/HostApplication.hpp"
+#include "support/PsdFixture.hpp"
+
+namespace psdkit {
+namespace {
+using namespace psdkit::testing;
+using V = std::vector<std::uint8_t>;
+
+template <typename P>
+std::shared_ptr<image::PixelBuffer<P>> blank(std::int64_t width, std::int64_t height)
+{
+    return std::make_shared<image::PixelBuffer<P>>(image::IntegralSize{width, height});
+}
+
+std::shared_ptr<image::PixelBufferType> compositeFor(const PSDWrapper& doc)
+{
+    switch (doc.bitDepth) {
+    case 16:
+        return blank<image::PixelRGBA16>(doc.imageWidth, doc.imageHeight);
+    case 32:
+        return blank<image::PixelRGBA32>(doc.imageWidth, doc.imageHeight);
+    default:
+        return blank<image::PixelARGB8>(doc.imageWidth, doc.imageHeight);
+    }
+}
+
+V serialize(PSDWrapper& doc) { return doc.serializedRepresentationWithCompositeImage(compositeFor(doc).get()); }
+
+// Walks a written file to the sections tests look into.
+struct WrittenFile {
+    explicit WrittenFile(const V& bytes) : scanner(bytes)
+    {
+        scanner.seek(26);
+        colorModeLength = scanner.scanInt32();
+        scanner.skip(colorModeLength);
+        resourcesStart = scanner.offset() + 4;
+        resourcesLength = scanner.scanInt32();
+        scanner.skip(resourcesLength);
+        layerSectionStart = scanner.offset();
+    }
+    // The data of resource `id`, or nothing.
+    std::optional<V> resource(std::int64_t id)
+    {
+        PSDScanner s(std::span(bytesOf(scanner), static_cast<std::size_t>(resourcesStart + resourcesLength)));
+        s.seek(resourcesStart);
+        while (s.bytesRemaining() > 0) {
+            s.skip(4);
+            const auto found = s.scanInt16();
+            const auto nameLength = s.scanUInt8();
+            s.skip(nameLength + ((1 + nameLength) % 2));
+            const auto size = s.scanInt32();
+            auto data = s.scanData(size);
+            s.skip(size % 2);
+            if (found == id) {
+                return data;
+            }
+        }
+        return std::nullopt;
+    }
+    static const std::uint8_t* bytesOf(PSDScanner& s)
+    {
+        const auto offset = s.offset();
+        s.seek(0);
+        const auto p = s.scanBytes(0).data();
+        s.seek(offset);
+        return p;
+    }
+    PSDScanner scanner;
+    std::int64_t colorModeLength = 0;
+    std::int64_t resourcesStart = 0;
+    std::int64_t resourcesLength = 0;
+    std::int64_t layerSectionStart = 0;
+};
+
+TEST(LayerWritingTest, DefaultRecordIs138BytesWithFourEmptyChannels)
+{
+    PSDLayerWrapper layer;
+    PSDWriter writer;
+    layer.writeLayerRecord(writer, false);
+    ASSERT_EQ(writer.size(), 138);
+    PSDScanner s(writer.data());
+    s.skip(16);
+    EXPECT_EQ(s.scanInt16(), 4);
+    for (const std::int64_t id : {0, 1, 2, -1}) {
+        EXPECT_EQ(s.scanInt16(), id);
+        EXPECT_EQ(s.scanInt32(), 2);
+    }
+    s.skip(12);
+    EXPECT_EQ(s.scanInt32(), 80);
+    PSDWriter data;
+    layer.writeChannelImageData(data, false);
+    EXPECT_EQ(data.data(), V(8, 0));
+    EXPECT_TRUE(layer.channelDataPreparedForExport.empty());
+}
+
+TEST(LayerWritingTest, CompressionFollowsSizeAndDepth)
+{
+    struct Case {
+        std::int64_t depth, width, height;
+        bool mask;
+        std::int64_t expected;
+    };
+    const Case cases[] = {
+        {8, 8, 8, false, 0}, {8, 9, 1, false, 1}, {16, 8, 8, false, 0}, {16, 9, 9, false, 3},
+        {32, 9, 9, false, 3}, {8, 2, 2, true, 0}, {8, 9, 2, true, 1},  {16, 2, 2, true, 3},
+    };
+    for (const auto& c : cases) {
+        PSDLayerWrapper layer(c.depth);
+        std::shared_ptr<image::PixelBufferType> image;
+        if (c.mask) {
+            layer.hasLayerMask = true;
+            layer.maskRect = PSDMacRect(0, 0, c.height, c.width);
+            layer.maskImage = c.depth == 8 ? std::shared_ptr<image::PixelBufferType>(blank<image::PixelGray8>(c.width, c.height))
+                                           : blank<image::PixelGray16>(c.width, c.height);
+        } else {
+            layer.contentsRect = PSDMacRect(0, 0, c.height, c.width);
+            layer.contentImage = c.depth == 8    ? std::shared_ptr<image::PixelBufferType>(blank<image::PixelARGB8>(c.width, c.height))
+                                 : c.depth == 16 ? std::shared_ptr<image::PixelBufferType>(blank<image::PixelRGBA16>(c.width, c.height))
+                                                 : blank<image::PixelRGBA32>(c.width, c.height);
+        }
+        PSDWriter record;
+        layer.writeLayerRecord(record, false);
+        PSDWriter data;
+        const std::int64_t id = c.mask ? -2 : 0;
+        const auto& channel = layer.channelDataPreparedForExport.at(id);
+        const auto code = channel.compressionType == image::ChannelDataCompressionType::none ? 0
+                          : channel.compressionType == image::ChannelDataCompressionType::rle ? 1
+                          : channel.predictionType == image::PredictionType::prediction      ? 3
+                                                                                              : 2;
+        EXPECT_EQ(code, c.expected) << c.depth << " " << c.width << "x" << c.height << (c.mask ? " mask" : "");
+        layer.writeChannelImageData(data, false);
+    }
+}
+
+TEST(LayerWritingTest, BlendModesDividersFillOpacityAndMasksReadBack)
+{
+    PSDWrapper doc;
+    doc.imageWidth = 4;
+    doc.imageHeight = 4;
+    auto group = std::make_shared<PSDLayerWrapper>();
+    group->setType(PSDLayerType::group());
+    group->expanded = false;
+    group->blendMode = "pass";
+    group->fillOpacity = 0.5;
+    auto masked = std::make_shared<PSDLayerWrapper>();
+    masked->hasLayerMask = true;
+    masked->maskRect = PSDMacRect(0, 0, 2, 2);
+    masked->maskImage = blank<image::PixelGray8>(2, 2);
+    masked->maskHasUserMaskFeather = true;
+    masked->userMaskFeather = 2.5;
+    masked->maskHasVectorMaskFeather = true;
+    masked->vectorMaskFeather = 1.5;
+    masked->taggedData.insertOrAssign("SoCo", V{1, 2, 3, 4, 5});
+    doc.addSectionDivider();
+    doc.addLayerWrapper(masked);
+    doc.addLayerWrapper(group);
+    const V bytes = serialize(doc);
+    PSDWrapper back(bytes);
+    ASSERT_EQ(back.layers.size(), 3u);
+    EXPECT_EQ(back.layers[0]->type(), PSDLayerType::sectionDivider());
+    const auto& g = *back.layers[2];
+    EXPECT_EQ(g.type(), PSDLayerType::group());
+    EXPECT_FALSE(g.expanded);
+    EXPECT_EQ(g.blendMode, PSDFourCharCode("pass"));
+    EXPECT_EQ(g.fillOpacity, 127.0 / 255.0);
+    const auto& m = *back.layers[1];
+    EXPECT_TRUE(m.hasLayerMask);
+    EXPECT_TRUE(m.hasRealFlags) << "real fields written so the 37-byte mask body reads back";
+    EXPECT_EQ(m.realMaskRect, m.maskRect);
+    EXPECT_EQ(m.userMaskFeather, 2.5);
+    EXPECT_EQ(m.vectorMaskFeather, 1.5);
+    EXPECT_EQ(*m.taggedData.get("SoCo"), (V{1, 2, 3, 4, 5, 0, 0, 0})) << "raw blocks are padded to 4";
+    EXPECT_EQ(m.type(), PSDLayerType::adjustmentLayer(PSDAdjustmentLayerType::solidColor));
+
+    PSDLayerWrapper deep(32);
+    deep.blendMode = "scrn";
+    PSDWriter w;
+    deep.writeLayerRecord(w, false);
+    EXPECT_EQ(deep.blendMode, PSDFourCharCode("scrn"));
+    ASSERT_TRUE(deep.propertiesDictionary().contains("PSD Blend Mode"));
+    EXPECT_EQ(*deep.propertiesDictionary().at("PSD Blend Mode").asFourCharCode(), PSDFourCharCode("scrn"));
+    EXPECT_EQ(V(w.data().begin() + 16 + 2 + 24 + 4, w.data().begin() + 16 + 2 + 24 + 8), (V{'n', 'o', 'r', 'm'}));
+}
+
+TEST(DocumentWritingTest, LayerIDRepairAndLateCompositeCheck)
+{
+    PSDWrapper doc;
+    doc.imageWidth = doc.imageHeight = 2;
+    for (const std::int64_t id : {5, 5}) {
+        auto layer = std::make_shared<PSDLayerWrapper>();
+        layer->layerID = id;
+        layer->selected = true;
+        doc.addLayerWrapper(layer);
+    }
+    EXPECT_EQ(thrownCode([&] { (void)doc.serializedRepresentationWithCompositeImage(nullptr); }),
+              PSDError::writeParameterError);
+    EXPECT_EQ(doc.layers[0]->layerID, 6);
+    EXPECT_EQ(doc.layers[1]->layerID, 5);
+    EXPECT_EQ(doc.minimumNewLayerID, 7);
+    EXPECT_EQ(doc.selectedLayerIDs, (std::vector<std::int64_t>{6, 5}));
+
+    PSDWrapper other;
+    other.imageWidth = other.imageHeight = 2;
+    for (const std::int64_t id : {3, 0, 9}) {
+        auto layer = std::make_shared<PSDLayerWrapper>();
+        layer->layerID = id;
+        other.addLayerWrapper(layer);
+    }
+    other.layers[1]->targeted = true;
+    other.layers[2]->targeted = true;
+    WrittenFile file(serialize(other));
+    EXPECT_EQ(other.layers[1]->layerID, 10);
+    EXPECT_EQ(file.resource(1044), (V{0, 0, 0, 11}));
+    EXPECT_EQ(file.resource(1024), (V{0, 2}));
+    EXPECT_FALSE(file.resource(1069));
+}
+
+TEST(DocumentWritingTest, GeneratedResources)
+{
+    PSDWrapper doc;
+    doc.imageWidth = doc.imageHeight = 2;
+    doc.enableLayerEffects = false;
+    doc.imageResources = {{4000, "ab", {1, 2, 3}}};
+    for (const std::int64_t id : {4, 7}) {
+        auto layer = std::make_shared<PSDLayerWrapper>();
+        layer->layerID = id;
+        layer->selected = true;
+        doc.addLayerWrapper(layer);
+    }
+    const V bytes = serialize(doc);
+    WrittenFile file(bytes);
+    EXPECT_EQ(file.resource(1005), (V{0, 0x48, 0, 0, 0, 1, 0, 3, 0, 0x48, 0, 0, 0, 1, 0, 3}));
+    EXPECT_EQ(file.resource(1006), V(ByteBuilder().pascal("Transparency")));
+    EXPECT_EQ(file.resource(1045)->size(), 4u + 26u);
+    EXPECT_EQ(file.resource(1042), (V{0}));
+    EXPECT_EQ(file.resource(1069), (V{0, 2, 0, 0, 0, 4, 0, 0, 0, 7}));
+    EXPECT_FALSE(file.resource(1039)) << "device RGB has no profile";
+    const auto xmp = file.resource(1060);
+    ASSERT_TRUE(xmp);
+    EXPECT_FALSE(xmp->empty());
+    const V kept = ByteBuilder().ascii("8BIM").u16(4000).pascal("ab", 2).u32(3).raw({1, 2, 3}).u8(0);
+    EXPECT_TRUE(std::search(bytes.begin(), bytes.end(), kept.begin(), kept.end()) != bytes.end());
+    EXPECT_EQ(serialize(doc), bytes) << "writing twice gives the same bytes";
+}
+
+TEST(DocumentWritingTest, CompositeCompressionAndDeepDocumentLayers)
+{
+    struct Case {
+        std::int64_t depth, width, height, code;
+    };
+    for (const Case c : {Case{8, 8, 8, 0}, Case{8, 9, 8, 1}, Case{16, 9, 9, 0}, Case{32, 1, 20, 0}}) {
+        PSDWrapper doc;
+        doc.bitDepth = c.depth;
+        doc.imageWidth = c.width;
+        doc.imageHeight = c.height;
+        const V bytes = serialize(doc);
+        WrittenFile file(bytes);
+        file.scanner.seek(file.layerSectionStart);
+        file.scanner.skip(file.scanner.scanInt32());
+        EXPECT_EQ(file.scanner.scanUInt16(), c.code);
+        PSDWrapper back(bytes);
+        EXPECT_EQ(back.numberOfChannels, 4);
+        ASSERT_TRUE(back.alphaChannels) << "a layerless document's transparency reads back as an alpha channel";
+        EXPECT_EQ((*back.alphaChannels)[0]->name, std::string("Transparency\0", 13));
+    }
+
+    PSDWrapper deep;
+    deep.bitDepth = 16;
+    deep.imageWidth = deep.imageHeight = 3;
+    deep.addLayerWrapper(std::make_shared<PSDLayerWrapper>(16));
+    deep.addLayerWrapper(std::make_shared<PSDLayerWrapper>(16));
+    const V bytes = serialize(deep);
+    WrittenFile file(bytes);
+    file.scanner.seek(file.layerSectionStart + 4);
+    EXPECT_EQ(file.scanner.scanInt32(), 0) << "the layer information block is empty";
+    file.scanner.skip(file.scanner.scanInt32());
+    EXPECT_EQ(file.scanner.scanFourCharCode(), PSDFourCharCode("8BIM"));
+    EXPECT_EQ(file.scanner.scanFourCharCode(), PSDFourCharCode("Lr16"));
+    file.scanner.skip(4);
+    EXPECT_EQ(file.scanner.scanInt16(), -2);
+    PSDWrapper back(bytes);
+    EXPECT_EQ(back.layers.size(), 2u);
+    EXPECT_TRUE(back.compositeImageHasAlphaChannel);
+}
+
+TEST(DocumentWritingTest, BigFilesSignLargeBlocksWithLongLengths)
+{
+    auto host = HostApplication::current();
+    host.bundleIdentifier = "io.psdkit.tests";
+    HostApplication::setCurrent(host);
+    PSDWrapper doc;
+    doc.bigFile = true;
+    doc.imageWidth = doc.imageHeight = 2;
+    doc.patternData = V{1, 2, 3};
+    doc.propertiesDictionary["answer"] = PropertyValue(42);
+    const V bytes = serialize(doc);
+    const V patt = ByteBuilder().ascii("8BIM").ascii("Patt").u32(3).raw({1, 2, 3, 0});
+    EXPECT_TRUE(std::search(bytes.begin(), bytes.end(), patt.begin(), patt.end()) != bytes.end());
+    const V plst = ByteBuilder().ascii("8B64").ascii("plst").u32(0);
+    EXPECT_TRUE(std::search(bytes.begin(), bytes.end(), plst.begin(), plst.end()) != bytes.end());
+    PSDWrapper back(bytes);
+    EXPECT_TRUE(back.bigFile);
+    EXPECT_EQ(back.patternData, (V{1, 2, 3}));
+    ASSERT_TRUE(back.propertiesDictionary.contains("answer"));
+    EXPECT_EQ(back.propertiesDictionary.at("answer"), PropertyValue(42));
+
+    host.bundleIdentifier.reset();
+    HostApplication::setCurrent(host);
+    EXPECT_EQ(thrownCode([&] { (void)serialize(doc); }), PSDError::writeParameterError);
+}
+
+TEST(DocumentWritingTest, ValuesThatDoNotFitAreRefused)
+{
+    const std::function<void(PSDWrapper&)> changes[] = {
+        [](PSDWrapper& d) { d.layers[0]->opacity = 1.5; },
+        [](PSDWrapper& d) { d.layers[0]->opacity = std::nan(""); },
+        [](PSDWrapper& d) { d.layers[0]->layerID = std::int64_t{1} << 40; },
+        [](PSDWrapper& d) { d.layers[0]->colorLabel = 40000; },
+        [](PSDWrapper& d) { d.layers[0]->contentsRect = PSDMacRect(0, 0, std::int64_t{1} << 33, 1); },
+        [](PSDWrapper& d) { d.hRes = 70000; },
+        [](PSDWrapper& d) { d.imageWidth = std::int64_t{1} << 31; },
+        [](PSDWrapper& d) { d.layers[0]->contentImage = blank<image::PixelARGB8>(3, 3); },
+        [](PSDWrapper& d) {
+            auto alpha = std::make_shared<PSDAlphaChannel>();
+            alpha->image = blank<image::PixelGray8>(1, 1);
+            d.addAlphaChannel(alpha);
+        },
+        [](PSDWrapper& d) {
+            for (int i = 0; i < 65536; ++i) {
+                d.selectedLayerIDs.push_back(i);
+            }
+            d.layers[0]->selected = false;
+            for (int i = 0; i < 65536; ++i) {
+                auto layer = std::make_shared<PSDLayerWrapper>();
+                layer->layerID = i + 1;
+                layer->selected = true;
+                d.layers.push_back(layer);
+            }
+        },
+    };
+    for (const auto& change : changes) {
+        PSDWrapper doc;
+        doc.imageWidth = doc.imageHeight = 2;
+        doc.addLayerWrapper(std::make_shared<PSDLayerWrapper>());
+        const auto composite = compositeFor(doc);
+        change(doc);
+        EXPECT_EQ(thrownCode([&] { (void)doc.serializedRepresentationWithCompositeImage(composite.get()); }),
+                  PSDError::writeParameterError);
+    }
+}
+
+} // namespace
+} // namespace psdkit
