@@ -263,15 +263,7 @@ TEST_P(CorpusReadingTest, DecodesTheSamplesAnIndependentReaderDecodes)
 }
 
 INSTANTIATE_TEST_SUITE_P(Corpus, CorpusReadingTest, ::testing::ValuesIn(corpusNames()),
-                         [](const ::testing::TestParamInfo<std::string>& param) {
-                             std::string n = param.param;
-                             for (char& c : n) {
-                                 if (!std::isalnum(static_cast<unsigned char>(c))) {
-                                     c = '_';
-                                 }
-                             }
-                             return n;
-                         });
+                         CorpusTestName());
 
 } // namespace
 } // namespace psdkit

@@ -16,15 +16,14 @@ inline ByteBuilder& codeID(ByteBuilder& b, std::string_view code) { return b.u32
 inline ByteBuilder& stringID(ByteBuilder& b, std::string_view text) { return b.u32(text.size()).ascii(text); }
 
 /// The opening of a descriptor up to its item count: the version 16 (top level only), the name "\0"
-/// (top level) or "" (nested), the class ID code and the item count.
+/// as the writer stores it, the class ID code and the item count.
 inline ByteBuilder& descriptorStart(ByteBuilder& b, std::uint32_t items, bool nested = false,
                                     std::string_view classCode = "null")
 {
     if (!nested) {
-        b.u32(16).unicode(std::string_view("\0", 1));
-    } else {
-        b.u32(0);
+        b.u32(16);
     }
+    b.unicode(std::string_view("\0", 1));
     return codeID(b, classCode).u32(items);
 }
 
@@ -55,8 +54,8 @@ using namespace std::string_view_literals;
 /// The debug text of the rich descriptor (the name is one NUL character).
 inline constexpr std::string_view richDescriptorText =
     "[Descriptor (Name: \0, ClassID: 'null') : ['Nm  ': \"ab\\0\", keyName: 0.5, 'Angl': 90.0 \u00B0, "
-    "'Type': [Enum('BlnM') linearBurn], 'Cnt ': -1, 'Flag': true, 'List': [1, [Descriptor (Name: , "
-    "ClassID: 'RGBC') : ['Rd  ': 255.0]]], 'Glob': [Descriptor (Name: , ClassID: 'null') : [:]], "
+    "'Type': [Enum('BlnM') linearBurn], 'Cnt ': -1, 'Flag': true, 'List': [1, [Descriptor (Name: \0, "
+    "ClassID: 'RGBC') : ['Rd  ': 255.0]]], 'Glob': [Descriptor (Name: \0, ClassID: 'null') : [:]], "
     "'Raw ': 3 bytes]]"sv;
 
 /// Reads a top-level descriptor from `bytes`; `consumed` receives the bytes the read took.

@@ -39,15 +39,24 @@ public:
         s.skip(s.scanUInt32()); // image resources
         const std::int64_t sectionLength = big ? s.scanInt64() : s.scanUInt32();
         const std::int64_t sectionEnd = s.offset() + sectionLength;
+        if (sectionLength == 0) {
+            return result;
+        }
         const std::int64_t layerInfoLength = big ? s.scanInt64() : s.scanUInt32();
         const std::int64_t layerInfoEnd = s.offset() + layerInfoLength;
         if (layerInfoLength > 0) {
             walkLayerInfo(s, big, result.blocks);
         }
         s.seek(layerInfoEnd);
+        if (s.offset() + 4 > sectionEnd) {
+            return result; // the section ends with the layer info
+        }
         s.skip(s.scanUInt32()); // global layer mask
         while (s.offset() + 12 <= sectionEnd) {
-            s.skip(4);
+            const std::string signature = s.scanFourCharCode().rawValue();
+            if (signature != "8BIM" && signature != "8B64") {
+                break;
+            }
             const std::string key = s.scanFourCharCode().rawValue();
             const std::int64_t length = big && longLengthKeys().contains(key) ? s.scanInt64() : s.scanUInt32();
             if (key == "Lr16" || key == "Lr32") {

@@ -1,12 +1,16 @@
 #pragma once
 // Access to the corpus of real files beside the repository. A missing corpus fails the test that
 // needs it (it is never skipped silently).
+#include <algorithm>
+#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 namespace psdkit::testing {
 
@@ -22,5 +26,33 @@ inline std::vector<std::uint8_t> readFileBytes(const std::filesystem::path& path
 }
 
 inline std::vector<std::uint8_t> readCorpusFile(const std::string& name) { return readFileBytes(corpusDir() / name); }
+
+/// The names of every PSD and PSB file of the corpus, sorted.
+inline std::vector<std::string> corpusFileNames()
+{
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(corpusDir())) {
+        const auto ext = entry.path().extension();
+        if (ext == ".psd" || ext == ".psb") {
+            names.push_back(entry.path().filename().string());
+        }
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+/// A GoogleTest parameter name for a corpus file name.
+struct CorpusTestName {
+    std::string operator()(const ::testing::TestParamInfo<std::string>& param) const
+    {
+        std::string n = param.param;
+        for (char& c : n) {
+            if (!std::isalnum(static_cast<unsigned char>(c))) {
+                c = '_';
+            }
+        }
+        return n;
+    }
+};
 
 } // namespace psdkit::testing

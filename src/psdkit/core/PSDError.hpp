@@ -43,6 +43,7 @@ public:
     [[nodiscard]] constexpr Code code() const noexcept { return code_; }
     [[nodiscard]] constexpr operator Code() const noexcept { return code_; } // NOLINT
     friend constexpr bool operator==(PSDError, PSDError) noexcept = default;
+    friend constexpr bool operator==(PSDError a, Code b) noexcept { return a.code_ == b; }
 
     /// The case's name as written above, for example "readCorruptFile".
     [[nodiscard]] std::string_view name() const noexcept;

@@ -1,0 +1,221 @@
+#include <cmath>
+#include <functional>
+#include <limits>
+
+#include <gtest/gtest.h>
+
+#include "DescriptorFixtures.hpp"
+#include "psdkit/descriptors/ColorConversion.hpp"
+#include "psdkit/descriptors/GradientConversion.hpp"
+#include "psdkit/descriptors/RectConversion.hpp"
+
+namespace psdkit {
+namespace {
+using image::ColorGradient;
+using image::ColorStop;
+using image::OpacityStop;
+using image::RGBAPixel;
+using testing::readDescriptor;
+using testing::thrownCode;
+using List = PSDDescriptorPropertyValue::List;
+using Unit = PSDUnitFloat::Unit;
+
+std::shared_ptr<PSDDescriptor> colorDescriptor(const char* classCode, std::vector<std::pair<const char*, PSDDescriptorPropertyValue>> items)
+{
+    auto d = std::make_shared<PSDDescriptor>(PSDFourCharCode(std::string(classCode)));
+    for (auto& [key, value] : items) {
+        d->set(PSDFourCharCode(std::string(key)), std::move(value));
+    }
+    return d;
+}
+
+TEST(ColorConversionTest, ComponentsScaleBy255InSinglePrecision)
+{
+    const auto rgb = colorDescriptor("RGBC", {{"Rd  ", 255.0}, {"Grn ", 0.0}, {"Bl  ", 127.5}});
+    EXPECT_EQ(rgbaPixelFromPSDDescriptor(*rgb), RGBAPixel(1, 0, 0.5f, 1));
+    const auto written = psdDescriptor(RGBAPixel(1, 0, 0.5f, 0.25f));
+    EXPECT_TRUE(written->hasSameContent(*rgb)); // alpha is not stored
+
+    const auto gray = colorDescriptor("Grsc", {{"Gry ", 50.0}});
+    EXPECT_EQ(pixelFromPSDDescriptor<RGBAPixel>(*gray), RGBAPixel(0.5f, 0.5f, 0.5f, 1));
+
+    for (int v = 0; v <= 255; ++v) {
+        const auto d = colorDescriptor("RGBC", {{"Rd  ", double(v)}, {"Grn ", double(v)}, {"Bl  ", double(v)}});
+        const auto back = psdDescriptor(rgbaPixelFromPSDDescriptor(*d));
+        EXPECT_EQ(*back->valueAs<double>(PSDFourCharCode("Rd  ")), double(v));
+    }
+}
+
+TEST(ColorConversionTest, UnknownClassesAndMissingComponentsAreRefused)
+{
+    struct Case {
+        const char* what;
+        std::shared_ptr<PSDDescriptor> d;
+        int error;
+    };
+    auto stringClass = std::make_shared<PSDDescriptor>(UnifiedStringValue::string("RGBC"));
+    const Case cases[] = {
+        {"HSB colour", colorDescriptor("HSBC", {{"H   ", 0.0}}), PSDError::readUnsupportedContentType},
+        {"string class ID", stringClass, PSDError::readUnsupportedContentType},
+        {"integer red", colorDescriptor("RGBC", {{"Rd  ", std::int32_t{255}}, {"Grn ", 0.0}, {"Bl  ", 0.0}}),
+         PSDError::readCorruptFile},
+        {"no blue", colorDescriptor("RGBC", {{"Rd  ", 1.0}, {"Grn ", 0.0}}), PSDError::readCorruptFile},
+        {"grey as unit float", colorDescriptor("Grsc", {{"Gry ", PSDUnitFloat{Unit::percent, 5}}}),
+         PSDError::readCorruptFile},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(thrownCode([&] { (void)rgbaPixelFromPSDDescriptor(*c.d); }), c.error) << c.what;
+    }
+}
+
+ColorGradient sampleGradient()
+{
+    auto gradient = ColorGradient::make({{RGBAPixel(1, 0, 0, 1), 0.3, 0.505}, {RGBAPixel(0, 0, 1, 1), 1, 0.5}},
+                                        {{1, 0, 0.5}, {0.25, 0.5, 0.75}});
+    gradient->name = "Sunset";
+    return *gradient;
+}
+
+TEST(GradientConversionTest, WritesTheGradientLayoutWithTruncatedStops)
+{
+    const auto d = psdDescriptor(sampleGradient());
+    std::string keys;
+    for (const auto& [key, value] : d->properties) {
+        keys += key.text() + ";";
+    }
+    EXPECT_EQ(keys, "Nm  ;GrdF;Intr;Clrs;Trns;");
+    EXPECT_EQ(*d->valueAs<double>(PSDFourCharCode("Intr")), 4096);
+    const PSDDescriptor& first = *d->valueAs<List>(PSDFourCharCode("Clrs"))->front().descriptor();
+    EXPECT_EQ(first.classID, UnifiedStringValue(PSDFourCharCode("Clrt")));
+    EXPECT_EQ(*first.valueAs<std::int32_t>(PSDFourCharCode("Lctn")), 1228); // 0.3 × 4096 = 1228.8
+    EXPECT_EQ(*first.valueAs<std::int32_t>(PSDFourCharCode("Mdpn")), 50);   // 0.505 × 100
+    EXPECT_EQ(*first.valueAs<Enumerated>(PSDFourCharCode("Type")),
+              Enumerated(PSDFourCharCode("Clry"), PSDFourCharCode("UsrS")));
+    const PSDDescriptor& opacity = *d->valueAs<List>(PSDFourCharCode("Trns"))->back().descriptor();
+    EXPECT_EQ(*opacity.valueAs<PSDUnitFloat>(PSDFourCharCode("Opct")), (PSDUnitFloat{Unit::percent, 25}));
+
+    // Through bytes and back: stops land on multiples of 1/4096 and whole percents.
+    const auto back = gradientFromPSDDescriptor(*readDescriptor(d->data()));
+    EXPECT_EQ(back.name, "Sunset");
+    EXPECT_EQ(back.colorStops()[0], (ColorStop{RGBAPixel(1, 0, 0, 1), 1228 / 4096.0, 0.5}));
+    EXPECT_EQ(back.opacityStops(), sampleGradient().opacityStops());
+}
+
+TEST(GradientConversionTest, ReadsDefaultsAndDropsTheNameTerminator)
+{
+    auto d = psdDescriptor(sampleGradient());
+    d->set(PSDFourCharCode("Nm  "), std::string("Sunset\0", 7));
+    auto* stop = d->valueAs<List>(PSDFourCharCode("Clrs"))->front().descriptor();
+    stop->set(PSDFourCharCode("Lctn"), std::nullopt);
+    stop->set(PSDFourCharCode("Mdpn"), std::nullopt);
+    d->valueAs<List>(PSDFourCharCode("Clrs"))->back().descriptor()->set(PSDFourCharCode("Lctn"), std::int32_t{2048});
+    const auto gradient = gradientFromPSDDescriptor(*d);
+    EXPECT_EQ(gradient.name, "Sunset");
+    EXPECT_EQ(gradient.colorStops()[0].location, 0);
+    EXPECT_EQ(gradient.colorStops()[0].midpoint, 0.5);
+    EXPECT_EQ(gradient.colorStops()[1].location, 0.5);
+    d->set(PSDFourCharCode("Nm  "), std::nullopt);
+    EXPECT_EQ(gradientFromPSDDescriptor(*d).name, std::nullopt);
+}
+
+TEST(GradientConversionTest, MalformedGradientsAreRefused)
+{
+    const auto colorStop = [](PSDDescriptor& d) { return d.valueAs<List>(PSDFourCharCode("Clrs"))->front().descriptor(); };
+    const auto opacityStop = [](PSDDescriptor& d) { return d.valueAs<List>(PSDFourCharCode("Trns"))->front().descriptor(); };
+    struct Case {
+        const char* what;
+        std::function<void(PSDDescriptor&)> edit;
+        int error;
+    };
+    const auto key = [](const char* k) { return UnifiedStringValue(PSDFourCharCode(std::string(k))); };
+    const Case cases[] = {
+        {"class", [&](PSDDescriptor& d) { d.classID = key("Grdx"); }, PSDError::readUnsupportedContentType},
+        {"noise form", [&](PSDDescriptor& d) { d.set(key("GrdF"), Enumerated(key("GrdF"), key("ClNs"))); },
+         PSDError::readUnsupportedContentType},
+        {"form as string value",
+         [&](PSDDescriptor& d) { d.set(key("GrdF"), Enumerated(key("GrdF"), UnifiedStringValue::string("CstS"))); },
+         PSDError::readUnsupportedContentType},
+        {"no form", [&](PSDDescriptor& d) { d.set(key("GrdF"), std::nullopt); }, PSDError::readUnsupportedContentType},
+        {"no colour stops", [&](PSDDescriptor& d) { d.set(key("Clrs"), std::nullopt); }, PSDError::readCorruptFile},
+        {"stop not a descriptor", [&](PSDDescriptor& d) { d.set(key("Trns"), List{1.0, 2.0}); },
+         PSDError::readCorruptFile},
+        {"stop without colour", [&](PSDDescriptor& d) { colorStop(d)->set(key("Clr "), std::nullopt); },
+         PSDError::readCorruptFile},
+        {"stop colour in CMYK",
+         [&](PSDDescriptor& d) { colorStop(d)->set(key("Clr "), std::make_shared<PSDDescriptor>(key("CMYC"))); },
+         PSDError::readUnsupportedContentType},
+        {"opacity in pixels",
+         [&](PSDDescriptor& d) { opacityStop(d)->set(key("Opct"), PSDUnitFloat{Unit::pixels, 100}); },
+         PSDError::readCorruptFile},
+        {"opacity as double", [&](PSDDescriptor& d) { opacityStop(d)->set(key("Opct"), 100.0); },
+         PSDError::readCorruptFile},
+        {"one colour stop",
+         [&](PSDDescriptor& d) { d.valueAs<List>(key("Clrs"))->pop_back(); }, PSDError::readCorruptFile},
+        {"one opacity stop",
+         [&](PSDDescriptor& d) { d.valueAs<List>(key("Trns"))->pop_back(); }, PSDError::readCorruptFile},
+    };
+    for (const auto& c : cases) {
+        auto d = psdDescriptor(sampleGradient());
+        c.edit(*d);
+        EXPECT_EQ(thrownCode([&] { (void)gradientFromPSDDescriptor(*d); }), c.error) << c.what;
+    }
+}
+
+TEST(GradientConversionTest, StopsThatDoNotFitTheFieldsAreRefusedOnWriting)
+{
+    for (const double location : {std::nan(""), 1e7, -1e7, std::numeric_limits<double>::infinity()}) {
+        auto gradient = ColorGradient::make({{RGBAPixel(), location, 0.5}, {RGBAPixel(), 1, 0.5}}, {{}, {}});
+        EXPECT_EQ(thrownCode([&] { (void)psdDescriptor(*gradient); }), PSDError::writeParameterError) << location;
+    }
+    auto midpoint = ColorGradient::make({{}, {}}, {{1, 0, 3e7}, {}});
+    EXPECT_EQ(thrownCode([&] { (void)psdDescriptor(*midpoint); }), PSDError::writeParameterError);
+    EXPECT_EQ(ColorGradient::make({{}}, {{}, {}}), std::nullopt);
+}
+
+std::shared_ptr<PSDDescriptor> rectDescriptor(std::vector<std::pair<const char*, PSDDescriptorPropertyValue>> edges)
+{
+    auto d = std::make_shared<PSDDescriptor>(UnifiedStringValue::string("classFloatRect"));
+    for (auto& [key, value] : edges) {
+        d->set(PSDFourCharCode(std::string(key)), std::move(value));
+    }
+    return d;
+}
+
+TEST(RectConversionTest, EdgesAreTruncatedTowardZero)
+{
+    const auto d = rectDescriptor({{"Top ", -0.7}, {"Left", 2.0}, {"Btom", 3.99}, {"Rght", 10.9}});
+    EXPECT_EQ(macRectFromPSDDescriptor(*d), PSDMacRect(0, 2, 3, 10));
+    const auto written = psdDescriptor(PSDMacRect(1, 2, 3, 4));
+    EXPECT_TRUE(written->hasSameContent(*rectDescriptor({{"Top ", 1.0}, {"Left", 2.0}, {"Btom", 3.0}, {"Rght", 4.0}})));
+    EXPECT_EQ(macRectFromPSDDescriptor(*readDescriptor(written->data())), PSDMacRect(1, 2, 3, 4));
+}
+
+TEST(RectConversionTest, OtherClassesAndBadEdgesAreRefused)
+{
+    struct Case {
+        const char* what;
+        std::shared_ptr<PSDDescriptor> d;
+        int error;
+    };
+    const Case cases[] = {
+        {"code class", std::make_shared<PSDDescriptor>(PSDFourCharCode("Rctn")), PSDError::readUnsupportedContentType},
+        {"integer edge", rectDescriptor({{"Top ", std::int32_t{1}}, {"Left", 0.0}, {"Btom", 0.0}, {"Rght", 0.0}}),
+         PSDError::readCorruptFile},
+        {"unit float edge",
+         rectDescriptor({{"Top ", 0.0}, {"Left", PSDUnitFloat{Unit::pixels, 1}}, {"Btom", 0.0}, {"Rght", 0.0}}),
+         PSDError::readCorruptFile},
+        {"missing edge", rectDescriptor({{"Top ", 0.0}, {"Left", 0.0}, {"Btom", 0.0}}), PSDError::readCorruptFile},
+        {"NaN edge", rectDescriptor({{"Top ", std::nan("")}, {"Left", 0.0}, {"Btom", 0.0}, {"Rght", 0.0}}),
+         PSDError::readCorruptFile},
+        {"edge beyond 64 bits", rectDescriptor({{"Top ", 0.0}, {"Left", 0.0}, {"Btom", 1e19}, {"Rght", 0.0}}),
+         PSDError::readCorruptFile},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(thrownCode([&] { (void)macRectFromPSDDescriptor(*c.d); }), c.error) << c.what;
+    }
+    const auto lowest = rectDescriptor({{"Top ", -9223372036854775808.0}, {"Left", 0.0}, {"Btom", 0.0}, {"Rght", 0.0}});
+    EXPECT_EQ(macRectFromPSDDescriptor(*lowest).top, std::numeric_limits<std::int64_t>::min());
+}
+
+} // namespace
+} // namespace psdkit
