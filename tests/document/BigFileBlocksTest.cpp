@@ -1,0 +1,112 @@
+// Big files whose document-level "8BIM" blocks carry 8-byte lengths, as widely used editors write
+// them: read by the second attempt, only for big files, and never at the cost of a clean failure.
+#include <gtest/gtest.h>
+
+#include "psdkit/document/PSDWrapper.hpp"
+#include "support/PsdFixture.hpp"
+
+namespace psdkit {
+namespace {
+using namespace psdkit::testing;
+using V = std::vector<std::uint8_t>;
+
+// A 16-bit layer information body: `count` empty-bounds records named "a", "b", …
+V layerInformation(int count, const std::string& blendSignature = "8BIM")
+{
+    ByteBuilder b;
+    b.i16(count);
+    for (int i = 0; i < count; ++i) {
+        b.i32(0).i32(0).i32(0).i32(0).i16(1).i16(0).i64(2);
+        b.ascii(blendSignature).ascii("norm").u8(255).u8(0).u8(0).u8(0);
+        b.begin().u32(0).u32(0).pascal(std::string(1, static_cast<char>('a' + i)), 4).end();
+    }
+    for (int i = 0; i < count; ++i) {
+        b.u16(0);
+    }
+    return b.bytes();
+}
+
+// A 16-bit file (PSB unless `big` is false) whose layers sit in an "8BIM" "Lr16" block written
+// with a `lengthWidth`-byte length, followed by an "8BIM" "Patt" block.
+V fileWithLr16(bool big, int lengthWidth, const V& body)
+{
+    FileSections s;
+    s.header = {.version = big ? 2 : 1, .depth = 16};
+    s.layersAndMasks = [&](ByteBuilder& b) {
+        b.begin(big);
+        if (big) {
+            b.i64(0);
+        } else {
+            b.u32(0);
+        }
+        b.u32(0);
+        b.ascii("8BIM").ascii("Lr16");
+        if (lengthWidth == 8) {
+            b.i64(static_cast<std::int64_t>(body.size()));
+        } else {
+            b.u32(body.size());
+        }
+        b.raw(body).zeros((4 - body.size() % 4) % 4);
+        b.ascii("8BIM").ascii("Patt").u32(2).raw({5, 6}).zeros(2);
+        b.end();
+    };
+    return buildFile(s);
+}
+
+TEST(BigFileBlocksTest, EightByteLengthsOnKnownKeysReadInBigFilesOnly)
+{
+    PSDWrapper doc(fileWithLr16(true, 8, layerInformation(3)));
+    ASSERT_EQ(doc.layers.size(), 3u);
+    EXPECT_EQ(doc.layers[2]->name, "c");
+    EXPECT_EQ(doc.layers[0]->bitDepth, 16);
+    EXPECT_EQ(doc.patternData, (V{5, 6}));
+
+    EXPECT_EQ(thrownCode([] { PSDWrapper d(fileWithLr16(false, 8, layerInformation(3))); }),
+              PSDError::readUnknownError);
+}
+
+TEST(BigFileBlocksTest, FilesThatFollowTheRuleReadExactlyAsBefore)
+{
+    const PSDWrapper rule(fileWithLr16(true, 4, layerInformation(2)));
+    ASSERT_EQ(rule.layers.size(), 2u);
+    EXPECT_EQ(rule.layers[1]->name, "b");
+    EXPECT_FALSE(rule.compositeImageHasAlphaChannel);
+    EXPECT_EQ(rule.patternData, (V{5, 6}));
+}
+
+TEST(BigFileBlocksTest, FailingBothWaysReportsTheFirstAttemptsError)
+{
+    // Under the rule the block overruns (readUnknownError); with the 8-byte length its record has a
+    // bad blend signature (readCorruptFile).
+    EXPECT_EQ(thrownCode([] { PSDWrapper d(fileWithLr16(true, 8, layerInformation(1, "8BIX"))); }),
+              PSDError::readUnknownError);
+
+    FileSections hostile;
+    hostile.header = {.version = 2, .depth = 16};
+    hostile.layersAndMasks = [](ByteBuilder& b) {
+        b.begin(true).i64(0).u32(0);
+        b.ascii("8BIM").ascii("Lr16").i64(0x7FFFFFFFFFFFFFF0).raw({0xFF, 0xFF, 0, 0});
+        b.end();
+    };
+    const V file = buildFile(hostile);
+    const int code = thrownCode([&] { PSDWrapper d(file); });
+    EXPECT_TRUE(code == PSDError::readUnexpectedEndOfFile || code == PSDError::readCorruptFile ||
+                code == PSDError::readUnknownError)
+        << code;
+}
+
+TEST(BigFileBlocksTest, WrittenBackWithLongSignaturesAndReadAgain)
+{
+    PSDWrapper doc(fileWithLr16(true, 8, layerInformation(2)));
+    const auto composite = doc.compositeImage();
+    ASSERT_TRUE(composite);
+    const V written = doc.serializedRepresentationWithCompositeImage(composite.get());
+    const V lr16 = ByteBuilder().ascii("8B64").ascii("Lr16");
+    EXPECT_NE(std::search(written.begin(), written.end(), lr16.begin(), lr16.end()), written.end());
+    PSDWrapper back(written);
+    ASSERT_EQ(back.layers.size(), 2u);
+    EXPECT_EQ(back.layers[0]->name, "a");
+}
+
+} // namespace
+} // namespace psdkit
