@@ -11,3 +11,9 @@ find_package(exiv2 REQUIRED CONFIG)
 # Everything the library's sources use; linked privately into the library and its tests.
 set(PSDKIT_PRIVATE_DEPS
     PkgConfig::LIBDEFLATE PkgConfig::LCMS2 PkgConfig::LIBPLIST PkgConfig::UTF8PROC exiv2lib)
+
+# The command-line tool only: PNG files through libspng, JSON output through nlohmann/json.
+if(PSDKIT_BUILD_TOOLS)
+  pkg_check_modules(SPNG REQUIRED IMPORTED_TARGET spng)
+  find_package(nlohmann_json 3 REQUIRED CONFIG)
+endif()

@@ -1,0 +1,210 @@
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <unistd.h>
+
+#include "Cli.hpp"
+
+namespace psdkit::cli {
+
+namespace {
+
+bool contains(const std::vector<std::string>& list, const std::string& item)
+{
+    return std::find(list.begin(), list.end(), item) != list.end();
+}
+
+std::string systemMessage(int error)
+{
+    return std::strerror(error);
+}
+
+} // namespace
+
+Arguments::Arguments(std::span<const std::string> args, std::vector<std::string> valueOptions,
+                     std::vector<std::string> flagOptions)
+{
+    bool optionsEnded = false;
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        const std::string& arg = args[i];
+        if (optionsEnded || arg.size() < 3 || arg.compare(0, 2, "--") != 0) {
+            if (arg == "--") {
+                optionsEnded = true;
+                continue;
+            }
+            positional_.push_back(arg);
+            continue;
+        }
+        std::string name = arg.substr(2);
+        std::optional<std::string> inlineValue;
+        if (const auto eq = name.find('='); eq != std::string::npos) {
+            inlineValue = name.substr(eq + 1);
+            name.resize(eq);
+        }
+        if (contains(flagOptions, name)) {
+            if (inlineValue) {
+                throw UsageError("option --" + name + " takes no value");
+            }
+            flags_.push_back(name);
+        } else if (contains(valueOptions, name)) {
+            if (!inlineValue) {
+                if (i + 1 >= args.size()) {
+                    throw UsageError("option --" + name + " needs a value");
+                }
+                inlineValue = args[++i];
+            }
+            values_.emplace_back(name, *inlineValue);
+        } else {
+            throw UsageError("unknown option --" + name);
+        }
+    }
+}
+
+bool Arguments::flag(const std::string& name) const
+{
+    return contains(flags_, name);
+}
+
+std::optional<std::string> Arguments::value(const std::string& name) const
+{
+    std::optional<std::string> found;
+    for (const auto& [key, value] : values_) {
+        if (key == name) {
+            found = value; // the last one wins
+        }
+    }
+    return found;
+}
+
+void Arguments::expectPositional(std::size_t min, std::size_t max) const
+{
+    if (positional_.size() < min) {
+        throw UsageError("missing arguments");
+    }
+    if (positional_.size() > max) {
+        throw UsageError("unexpected argument '" + positional_[max] + "'");
+    }
+}
+
+std::optional<std::int64_t> parseInteger(const std::string& text, std::int64_t min, std::int64_t max)
+{
+    std::int64_t value = 0;
+    const char* end = text.data() + text.size();
+    const auto [ptr, ec] = std::from_chars(text.data(), end, value);
+    if (text.empty() || ec != std::errc() || ptr != end || value < min || value > max) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+std::vector<std::uint8_t> readFile(const std::filesystem::path& path)
+{
+    std::error_code ec;
+    if (std::filesystem::is_directory(path, ec)) {
+        throw IoError("is a directory");
+    }
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    if (!file) {
+        throw IoError(systemMessage(errno));
+    }
+    std::vector<std::uint8_t> bytes;
+    std::uint8_t chunk[1 << 16];
+    std::size_t got = 0;
+    while ((got = std::fread(chunk, 1, sizeof chunk, file)) > 0) {
+        bytes.insert(bytes.end(), chunk, chunk + got);
+    }
+    const bool failed = std::ferror(file) != 0;
+    std::fclose(file);
+    if (failed) {
+        throw IoError("read error");
+    }
+    return bytes;
+}
+
+PSDWrapper readDocument(const std::filesystem::path& path)
+{
+    const std::vector<std::uint8_t> bytes = readFile(path);
+    return PSDWrapper(std::span<const std::uint8_t>(bytes));
+}
+
+void writeFileAtomically(const std::filesystem::path& path, std::span<const std::uint8_t> bytes)
+{
+    const std::filesystem::path temporary =
+        path.parent_path() / ("." + path.filename().string() + ".psdkit-" + std::to_string(::getpid()) + ".tmp");
+    std::FILE* file = std::fopen(temporary.c_str(), "wb");
+    if (!file) {
+        throw IoError(systemMessage(errno));
+    }
+    bool ok = bytes.empty() || std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+    ok = std::fflush(file) == 0 && ok;
+    const int writeError = errno;
+    ok = std::fclose(file) == 0 && ok;
+    std::error_code ec;
+    if (!ok) {
+        std::filesystem::remove(temporary, ec);
+        throw IoError(systemMessage(writeError));
+    }
+    std::filesystem::rename(temporary, path, ec);
+    if (ec) {
+        const std::string reason = ec.message();
+        std::filesystem::remove(temporary, ec);
+        throw IoError("cannot replace the file: " + reason);
+    }
+}
+
+std::string printable(const std::string& text)
+{
+    std::string out;
+    out.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto c = static_cast<unsigned char>(text[i]);
+        if (c == 0) {
+            out += "\\0";
+        } else if (c < 0x20 || c == 0x7F) {
+            char escaped[8];
+            std::snprintf(escaped, sizeof escaped, "\\x%02X", c);
+            out += escaped;
+        } else if (c == '\\') {
+            out += "\\\\";
+        } else if (c < 0x80) {
+            out += static_cast<char>(c);
+        } else {
+            // Copy a well-formed UTF-8 sequence whole; escape a stray byte.
+            const std::size_t length = c >= 0xF0 && c < 0xF5 ? 4 : c >= 0xE0 ? 3 : c >= 0xC2 && c < 0xE0 ? 2 : 0;
+            bool wellFormed = length > 0 && i + length <= text.size();
+            for (std::size_t k = 1; wellFormed && k < length; ++k) {
+                wellFormed = (static_cast<unsigned char>(text[i + k]) & 0xC0) == 0x80;
+            }
+            if (wellFormed) {
+                out.append(text, i, length);
+                i += length - 1;
+            } else {
+                char escaped[8];
+                std::snprintf(escaped, sizeof escaped, "\\x%02X", c);
+                out += escaped;
+            }
+        }
+    }
+    return out;
+}
+
+std::shared_ptr<image::PixelBufferType> compositeForWriting(const PSDWrapper& document)
+{
+    if (auto composite = document.compositeImage()) {
+        return composite;
+    }
+    const image::IntegralSize size{document.imageWidth, document.imageHeight};
+    switch (document.bitDepth) {
+    case 16:
+        return std::make_shared<image::PixelBuffer<image::PixelRGBA16>>(size);
+    case 32:
+        return std::make_shared<image::PixelBuffer<image::PixelRGBA32>>(size);
+    default:
+        return std::make_shared<image::PixelBuffer<image::PixelARGB8>>(size);
+    }
+}
+
+} // namespace psdkit::cli

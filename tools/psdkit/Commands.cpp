@@ -1,0 +1,57 @@
+#include "Commands.hpp"
+
+namespace psdkit::cli {
+
+namespace {
+
+constexpr Command kCommands[] = {
+    {"info", "FILE [--json]",
+     "Shows the document at a glance: size, depth, PSD or PSB, resolution, colour profile, the layer\n"
+     "tree (top first, groups indented) with each layer's kind, name, bounds, opacity, fill opacity,\n"
+     "blend mode, visibility, mask and kept blocks, the alpha channels and the kept image resources.\n\n"
+     "  --json   the same as JSON: one entry per layer record in file order (bottom first)\n",
+     runInfo},
+    {"export", "FILE DIR",
+     "Writes the composite, every layer's content and mask, and every alpha channel as PNG files into\n"
+     "DIR (created when missing), plus index.html, a page showing the layer tree with a thumbnail,\n"
+     "name, bounds, opacity and blend mode per layer. 8-bit documents give 8-bit PNGs, 16-bit give\n"
+     "16-bit; 32-bit samples are clipped to 0..1 and written as 16-bit (a note says so). Every PNG\n"
+     "carries the document's ICC profile when it has one. On failure the files written so far are\n"
+     "removed again.\n",
+     runExport},
+    {"create", "OUT --size WxH [--depth 8|16|32] [--psb] LAYER ...",
+     "Builds a document from PNG files and writes it to OUT. LAYERs are given bottom first:\n\n"
+     "  file.png[:name][@x,y][#opacity][!hidden]\n"
+     "      a layer from a PNG; name defaults to the file name without .png, x,y (default 0,0) is\n"
+     "      the top-left corner on the canvas, opacity is a percentage 0-100 (default 100)\n"
+     "  [group:Name[#opacity][!hidden]   ...   ]\n"
+     "      a group holding the layers between the two markers (quote the arguments, since [ and !\n"
+     "      mean something to the shell)\n\n"
+     "The composite is computed by the tool: the visible layers, each source-over blended onto the\n"
+     "ones below with its opacity (groups are blended as a whole). PNGs are converted to the\n"
+     "document's depth (default 8; 32-bit samples are the PNG's values scaled to 0..1).\n",
+     runCreate},
+    {"rewrite", "IN OUT [--psb|--psd]",
+     "Reads IN and writes it back to OUT with its own composite, optionally switching between PSD\n"
+     "and PSB.\n",
+     runRewrite},
+    {"descriptors", "FILE [--layer N]",
+     "Prints every kept block that holds a descriptor (fill and adjustment settings, effects,\n"
+     "artboards, and image resources made of one descriptor) as JSON: class, name, and every item\n"
+     "with its type and value. --layer N limits the output to the layer record N (file order).\n",
+     runDescriptors},
+    {"check", "FILE... [--roundtrip]",
+     "Reads each file and prints OK or the error. With --roundtrip the document is also written and\n"
+     "read back in memory, and every field, layer or pixel that changed is reported. The exit status\n"
+     "is 0 only when every file passed.\n",
+     runCheck},
+};
+
+} // namespace
+
+std::span<const Command> commands()
+{
+    return kCommands;
+}
+
+} // namespace psdkit::cli
