@@ -42,14 +42,19 @@ TEST(BlendModeConversionTest, NamesOfTheWrongKindOrTypeAreNotModes)
     const Case cases[] = {
         {{blendModeType, PSDFourCharCode("H   ")}, BlendMode::hue, nullptr},
         {{blendModeType, UnifiedStringValue::string("blendSubtraction")}, BlendMode::subtract, nullptr},
-        {{blendModeType, UnifiedStringValue::string("Nrml")}, std::nullopt, "Unsupported blend mode name Nrml."},
+        {{blendModeType, UnifiedStringValue::string("Nrml")},
+         std::nullopt,
+         "Unsupported blend mode name Nrml."},
         {{blendModeType, PSDFourCharCode("Nrmx")}, std::nullopt, "Unsupported blend mode name 'Nrmx'."},
-        {{blendModeType, UnifiedStringValue::string("subtract")}, std::nullopt,
+        {{blendModeType, UnifiedStringValue::string("subtract")},
+         std::nullopt,
          "Unsupported blend mode name subtract."},
         {{blendModeType, PSDFourCharCode("linr")}, std::nullopt, "Unsupported blend mode name 'linr'."},
-        {{UnifiedStringValue::string("BlnM"), PSDFourCharCode("Nrml")}, std::nullopt,
+        {{UnifiedStringValue::string("BlnM"), PSDFourCharCode("Nrml")},
+         std::nullopt,
          "Enum BlnM not representing a blend mode."},
-        {{PSDFourCharCode("Blnm"), PSDFourCharCode("Nrml")}, std::nullopt,
+        {{PSDFourCharCode("Blnm"), PSDFourCharCode("Nrml")},
+         std::nullopt,
          "Enum 'Blnm' not representing a blend mode."},
     };
     for (const auto& c : cases) {

@@ -20,7 +20,8 @@ using testing::thrownCode;
 using List = PSDDescriptorPropertyValue::List;
 using Unit = PSDUnitFloat::Unit;
 
-std::shared_ptr<PSDDescriptor> colorDescriptor(const char* classCode, std::vector<std::pair<const char*, PSDDescriptorPropertyValue>> items)
+std::shared_ptr<PSDDescriptor>
+colorDescriptor(const char* classCode, std::vector<std::pair<const char*, PSDDescriptorPropertyValue>> items)
 {
     auto d = std::make_shared<PSDDescriptor>(PSDFourCharCode(std::string(classCode)));
     for (auto& [key, value] : items) {
@@ -40,7 +41,8 @@ TEST(ColorConversionTest, ComponentsScaleBy255InSinglePrecision)
     EXPECT_EQ(pixelFromPSDDescriptor<RGBAPixel>(*gray), RGBAPixel(0.5f, 0.5f, 0.5f, 1));
 
     for (int v = 0; v <= 255; ++v) {
-        const auto d = colorDescriptor("RGBC", {{"Rd  ", double(v)}, {"Grn ", double(v)}, {"Bl  ", double(v)}});
+        const auto d =
+            colorDescriptor("RGBC", {{"Rd  ", double(v)}, {"Grn ", double(v)}, {"Bl  ", double(v)}});
         const auto back = psdDescriptor(rgbaPixelFromPSDDescriptor(*d));
         EXPECT_EQ(*back->valueAs<double>(PSDFourCharCode("Rd  ")), double(v));
     }
@@ -70,8 +72,9 @@ TEST(ColorConversionTest, UnknownClassesAndMissingComponentsAreRefused)
 
 ColorGradient sampleGradient()
 {
-    auto gradient = ColorGradient::make({{RGBAPixel(1, 0, 0, 1), 0.3, 0.505}, {RGBAPixel(0, 0, 1, 1), 1, 0.5}},
-                                        {{1, 0, 0.5}, {0.25, 0.5, 0.75}});
+    auto gradient =
+        ColorGradient::make({{RGBAPixel(1, 0, 0, 1), 0.3, 0.505}, {RGBAPixel(0, 0, 1, 1), 1, 0.5}},
+                            {{1, 0, 0.5}, {0.25, 0.5, 0.75}});
     gradient->name = "Sunset";
     return *gradient;
 }
@@ -108,7 +111,10 @@ TEST(GradientConversionTest, ReadsDefaultsAndDropsTheNameTerminator)
     auto* stop = d->valueAs<List>(PSDFourCharCode("Clrs"))->front().descriptor();
     stop->set(PSDFourCharCode("Lctn"), std::nullopt);
     stop->set(PSDFourCharCode("Mdpn"), std::nullopt);
-    d->valueAs<List>(PSDFourCharCode("Clrs"))->back().descriptor()->set(PSDFourCharCode("Lctn"), std::int32_t{2048});
+    d->valueAs<List>(PSDFourCharCode("Clrs"))
+        ->back()
+        .descriptor()
+        ->set(PSDFourCharCode("Lctn"), std::int32_t{2048});
     const auto gradient = gradientFromPSDDescriptor(*d);
     EXPECT_EQ(gradient.name, "Sunset");
     EXPECT_EQ(gradient.colorStops()[0].location, 0);
@@ -120,8 +126,12 @@ TEST(GradientConversionTest, ReadsDefaultsAndDropsTheNameTerminator)
 
 TEST(GradientConversionTest, MalformedGradientsAreRefused)
 {
-    const auto colorStop = [](PSDDescriptor& d) { return d.valueAs<List>(PSDFourCharCode("Clrs"))->front().descriptor(); };
-    const auto opacityStop = [](PSDDescriptor& d) { return d.valueAs<List>(PSDFourCharCode("Trns"))->front().descriptor(); };
+    const auto colorStop = [](PSDDescriptor& d) {
+        return d.valueAs<List>(PSDFourCharCode("Clrs"))->front().descriptor();
+    };
+    const auto opacityStop = [](PSDDescriptor& d) {
+        return d.valueAs<List>(PSDFourCharCode("Trns"))->front().descriptor();
+    };
     struct Case {
         const char* what;
         std::function<void(PSDDescriptor&)> edit;
@@ -133,26 +143,37 @@ TEST(GradientConversionTest, MalformedGradientsAreRefused)
         {"noise form", [&](PSDDescriptor& d) { d.set(key("GrdF"), Enumerated(key("GrdF"), key("ClNs"))); },
          PSDError::readUnsupportedContentType},
         {"form as string value",
-         [&](PSDDescriptor& d) { d.set(key("GrdF"), Enumerated(key("GrdF"), UnifiedStringValue::string("CstS"))); },
+         [&](PSDDescriptor& d) {
+             d.set(key("GrdF"), Enumerated(key("GrdF"), UnifiedStringValue::string("CstS")));
+         },
          PSDError::readUnsupportedContentType},
-        {"no form", [&](PSDDescriptor& d) { d.set(key("GrdF"), std::nullopt); }, PSDError::readUnsupportedContentType},
-        {"no colour stops", [&](PSDDescriptor& d) { d.set(key("Clrs"), std::nullopt); }, PSDError::readCorruptFile},
-        {"stop not a descriptor", [&](PSDDescriptor& d) { d.set(key("Trns"), List{1.0, 2.0}); },
+        {"no form", [&](PSDDescriptor& d) { d.set(key("GrdF"), std::nullopt); },
+         PSDError::readUnsupportedContentType},
+        {"no colour stops", [&](PSDDescriptor& d) { d.set(key("Clrs"), std::nullopt); },
+         PSDError::readCorruptFile},
+        {"stop not a descriptor",
+         [&](PSDDescriptor& d) {
+             d.set(key("Trns"), List{1.0, 2.0});
+         },
          PSDError::readCorruptFile},
         {"stop without colour", [&](PSDDescriptor& d) { colorStop(d)->set(key("Clr "), std::nullopt); },
          PSDError::readCorruptFile},
         {"stop colour in CMYK",
-         [&](PSDDescriptor& d) { colorStop(d)->set(key("Clr "), std::make_shared<PSDDescriptor>(key("CMYC"))); },
+         [&](PSDDescriptor& d) {
+             colorStop(d)->set(key("Clr "), std::make_shared<PSDDescriptor>(key("CMYC")));
+         },
          PSDError::readUnsupportedContentType},
         {"opacity in pixels",
-         [&](PSDDescriptor& d) { opacityStop(d)->set(key("Opct"), PSDUnitFloat{Unit::pixels, 100}); },
+         [&](PSDDescriptor& d) {
+             opacityStop(d)->set(key("Opct"), PSDUnitFloat{Unit::pixels, 100});
+         },
          PSDError::readCorruptFile},
         {"opacity as double", [&](PSDDescriptor& d) { opacityStop(d)->set(key("Opct"), 100.0); },
          PSDError::readCorruptFile},
-        {"one colour stop",
-         [&](PSDDescriptor& d) { d.valueAs<List>(key("Clrs"))->pop_back(); }, PSDError::readCorruptFile},
-        {"one opacity stop",
-         [&](PSDDescriptor& d) { d.valueAs<List>(key("Trns"))->pop_back(); }, PSDError::readCorruptFile},
+        {"one colour stop", [&](PSDDescriptor& d) { d.valueAs<List>(key("Clrs"))->pop_back(); },
+         PSDError::readCorruptFile},
+        {"one opacity stop", [&](PSDDescriptor& d) { d.valueAs<List>(key("Trns"))->pop_back(); },
+         PSDError::readCorruptFile},
     };
     for (const auto& c : cases) {
         auto d = psdDescriptor(sampleGradient());
@@ -165,14 +186,16 @@ TEST(GradientConversionTest, StopsThatDoNotFitTheFieldsAreRefusedOnWriting)
 {
     for (const double location : {std::nan(""), 1e7, -1e7, std::numeric_limits<double>::infinity()}) {
         auto gradient = ColorGradient::make({{RGBAPixel(), location, 0.5}, {RGBAPixel(), 1, 0.5}}, {{}, {}});
-        EXPECT_EQ(thrownCode([&] { (void)psdDescriptor(*gradient); }), PSDError::writeParameterError) << location;
+        EXPECT_EQ(thrownCode([&] { (void)psdDescriptor(*gradient); }), PSDError::writeParameterError)
+            << location;
     }
     auto midpoint = ColorGradient::make({{}, {}}, {{1, 0, 3e7}, {}});
     EXPECT_EQ(thrownCode([&] { (void)psdDescriptor(*midpoint); }), PSDError::writeParameterError);
     EXPECT_EQ(ColorGradient::make({{}}, {{}, {}}), std::nullopt);
 }
 
-std::shared_ptr<PSDDescriptor> rectDescriptor(std::vector<std::pair<const char*, PSDDescriptorPropertyValue>> edges)
+std::shared_ptr<PSDDescriptor>
+rectDescriptor(std::vector<std::pair<const char*, PSDDescriptorPropertyValue>> edges)
 {
     auto d = std::make_shared<PSDDescriptor>(UnifiedStringValue::string("classFloatRect"));
     for (auto& [key, value] : edges) {
@@ -186,7 +209,8 @@ TEST(RectConversionTest, EdgesAreTruncatedTowardZero)
     const auto d = rectDescriptor({{"Top ", -0.7}, {"Left", 2.0}, {"Btom", 3.99}, {"Rght", 10.9}});
     EXPECT_EQ(macRectFromPSDDescriptor(*d), PSDMacRect(0, 2, 3, 10));
     const auto written = psdDescriptor(PSDMacRect(1, 2, 3, 4));
-    EXPECT_TRUE(written->hasSameContent(*rectDescriptor({{"Top ", 1.0}, {"Left", 2.0}, {"Btom", 3.0}, {"Rght", 4.0}})));
+    EXPECT_TRUE(written->hasSameContent(
+        *rectDescriptor({{"Top ", 1.0}, {"Left", 2.0}, {"Btom", 3.0}, {"Rght", 4.0}})));
     EXPECT_EQ(macRectFromPSDDescriptor(*readDescriptor(written->data())), PSDMacRect(1, 2, 3, 4));
 }
 
@@ -198,13 +222,17 @@ TEST(RectConversionTest, OtherClassesAndBadEdgesAreRefused)
         int error;
     };
     const Case cases[] = {
-        {"code class", std::make_shared<PSDDescriptor>(PSDFourCharCode("Rctn")), PSDError::readUnsupportedContentType},
-        {"integer edge", rectDescriptor({{"Top ", std::int32_t{1}}, {"Left", 0.0}, {"Btom", 0.0}, {"Rght", 0.0}}),
+        {"code class", std::make_shared<PSDDescriptor>(PSDFourCharCode("Rctn")),
+         PSDError::readUnsupportedContentType},
+        {"integer edge",
+         rectDescriptor({{"Top ", std::int32_t{1}}, {"Left", 0.0}, {"Btom", 0.0}, {"Rght", 0.0}}),
          PSDError::readCorruptFile},
         {"unit float edge",
-         rectDescriptor({{"Top ", 0.0}, {"Left", PSDUnitFloat{Unit::pixels, 1}}, {"Btom", 0.0}, {"Rght", 0.0}}),
+         rectDescriptor(
+             {{"Top ", 0.0}, {"Left", PSDUnitFloat{Unit::pixels, 1}}, {"Btom", 0.0}, {"Rght", 0.0}}),
          PSDError::readCorruptFile},
-        {"missing edge", rectDescriptor({{"Top ", 0.0}, {"Left", 0.0}, {"Btom", 0.0}}), PSDError::readCorruptFile},
+        {"missing edge", rectDescriptor({{"Top ", 0.0}, {"Left", 0.0}, {"Btom", 0.0}}),
+         PSDError::readCorruptFile},
         {"NaN edge", rectDescriptor({{"Top ", std::nan("")}, {"Left", 0.0}, {"Btom", 0.0}, {"Rght", 0.0}}),
          PSDError::readCorruptFile},
         {"edge beyond 64 bits", rectDescriptor({{"Top ", 0.0}, {"Left", 0.0}, {"Btom", 1e19}, {"Rght", 0.0}}),
@@ -213,7 +241,8 @@ TEST(RectConversionTest, OtherClassesAndBadEdgesAreRefused)
     for (const auto& c : cases) {
         EXPECT_EQ(thrownCode([&] { (void)macRectFromPSDDescriptor(*c.d); }), c.error) << c.what;
     }
-    const auto lowest = rectDescriptor({{"Top ", -9223372036854775808.0}, {"Left", 0.0}, {"Btom", 0.0}, {"Rght", 0.0}});
+    const auto lowest =
+        rectDescriptor({{"Top ", -9223372036854775808.0}, {"Left", 0.0}, {"Btom", 0.0}, {"Rght", 0.0}});
     EXPECT_EQ(macRectFromPSDDescriptor(*lowest).top, std::numeric_limits<std::int64_t>::min());
 }
 

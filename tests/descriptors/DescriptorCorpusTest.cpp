@@ -47,8 +47,8 @@ const std::vector<CorpusBlock>& corpusDescriptorBlocks()
         for (const auto& path : files) {
             const Bytes file = readFile(path);
             for (const auto& block : testing::LayerBlockWalker::walk(file).blocks) {
-                if (block.key == "SoCo" || block.key == "GdFl" || block.key == "PtFl" || block.key == "artb" ||
-                    block.key == "lfx2") {
+                if (block.key == "SoCo" || block.key == "GdFl" || block.key == "PtFl" ||
+                    block.key == "artb" || block.key == "lfx2") {
                     found.push_back({path.filename().string(), block.recordIndex, block.key,
                                      Bytes(block.data.begin(), block.data.end())});
                 }

@@ -11,9 +11,15 @@
 namespace psdkit::testing {
 
 /// An identifier holding a four-character code: a zero length word, then the code.
-inline ByteBuilder& codeID(ByteBuilder& b, std::string_view code) { return b.u32(0).ascii(code); }
+inline ByteBuilder& codeID(ByteBuilder& b, std::string_view code)
+{
+    return b.u32(0).ascii(code);
+}
 /// An identifier holding a string: its length, then its bytes.
-inline ByteBuilder& stringID(ByteBuilder& b, std::string_view text) { return b.u32(text.size()).ascii(text); }
+inline ByteBuilder& stringID(ByteBuilder& b, std::string_view text)
+{
+    return b.u32(text.size()).ascii(text);
+}
 
 /// The opening of a descriptor up to its item count: the version 16 (top level only), the name "\0"
 /// as the writer stores it, the class ID code and the item count.

@@ -38,7 +38,9 @@ std::vector<Bytes> seeds()
 
 Bytes mutate(Bytes bytes, std::mt19937& random)
 {
-    auto below = [&](std::size_t n) { return n == 0 ? 0 : std::uniform_int_distribution<std::size_t>(0, n - 1)(random); };
+    auto below = [&](std::size_t n) {
+        return n == 0 ? 0 : std::uniform_int_distribution<std::size_t>(0, n - 1)(random);
+    };
     static constexpr std::uint32_t words[] = {0, 1, 4, 16, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF, 0x00010000};
     const int edits = 1 + static_cast<int>(below(4));
     for (int e = 0; e < edits && !bytes.empty(); ++e) {
@@ -76,8 +78,7 @@ Bytes mutate(Bytes bytes, std::mt19937& random)
 }
 
 // Runs `f`; a PSDException is an expected outcome, anything else fails the test.
-template <typename F>
-void expectValueOrPSDError(F&& f, std::size_t iteration)
+template <typename F> void expectValueOrPSDError(F&& f, std::size_t iteration)
 {
     try {
         f();

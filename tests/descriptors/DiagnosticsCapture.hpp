@@ -9,7 +9,7 @@
 namespace psdkit::testing {
 
 class DiagnosticsCapture {
-public:
+  public:
     DiagnosticsCapture()
         : previous_(setDiagnosticsSink([this](std::string_view line) { lines.emplace_back(line); }))
     {
@@ -20,7 +20,7 @@ public:
 
     std::vector<std::string> lines;
 
-private:
+  private:
     DiagnosticsSink previous_;
 };
 

@@ -14,8 +14,8 @@
 namespace psdkit::testing {
 
 struct LayerBlock {
-    int recordIndex;   // layer record in file order, section dividers included
-    std::string key;   // "SoCo", "lfx2", …
+    int recordIndex; // layer record in file order, section dividers included
+    std::string key; // "SoCo", "lfx2", …
     std::span<const std::uint8_t> data;
 };
 
@@ -25,7 +25,7 @@ struct WalkedFile {
 };
 
 class LayerBlockWalker {
-public:
+  public:
     /// Walks `file` (borrowed); throws PSDException when its structure does not hold.
     static WalkedFile walk(std::span<const std::uint8_t> file)
     {
@@ -58,7 +58,8 @@ public:
                 break;
             }
             const std::string key = s.scanFourCharCode().rawValue();
-            const std::int64_t length = big && longLengthKeys().contains(key) ? s.scanInt64() : s.scanUInt32();
+            const std::int64_t length =
+                big && longLengthKeys().contains(key) ? s.scanInt64() : s.scanUInt32();
             if (key == "Lr16" || key == "Lr32") {
                 walkLayerInfo(s, big, result.blocks);
                 break;
@@ -68,7 +69,7 @@ public:
         return result;
     }
 
-private:
+  private:
     static const std::set<std::string>& longLengthKeys()
     {
         static const std::set<std::string> keys = {"LMsk", "Lr16", "Lr32", "Layr", "Mt16", "Mt32", "Mtrn",

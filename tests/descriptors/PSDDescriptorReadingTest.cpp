@@ -44,7 +44,8 @@ TEST(DescriptorReadingTest, FreshDescriptorBytesReadWithOrWithoutVersionWord)
     EXPECT_EQ(nested.classID, UnifiedStringValue(nullCode));
     EXPECT_EQ(scanner.bytesRemaining(), 0);
     // Read as a top-level descriptor, the name's count word is taken for the version.
-    EXPECT_EQ(thrownCode([&] { (void)readDescriptor(withoutVersion); }), PSDError::readUnsupportedDescriptorVersion);
+    EXPECT_EQ(thrownCode([&] { (void)readDescriptor(withoutVersion); }),
+              PSDError::readUnsupportedDescriptorVersion);
 }
 
 TEST(DescriptorReadingTest, VersionOtherThan16OrMissingIsRefused)
@@ -65,7 +66,8 @@ TEST(DescriptorReadingTest, EveryValueKindReadsAndPrints)
     ASSERT_EQ(d->properties.size(), 9u);
     EXPECT_EQ(*d->valueAs<std::string>(PSDFourCharCode("Nm  ")), std::string("ab\0", 3));
     EXPECT_EQ(*d->valueAs<double>(UnifiedStringValue::string("keyName")), 0.5);
-    EXPECT_EQ(*d->valueAs<PSDUnitFloat>(PSDFourCharCode("Angl")), (PSDUnitFloat{PSDUnitFloat::Unit::angle, 90}));
+    EXPECT_EQ(*d->valueAs<PSDUnitFloat>(PSDFourCharCode("Angl")),
+              (PSDUnitFloat{PSDUnitFloat::Unit::angle, 90}));
     EXPECT_EQ(*d->valueAs<Enumerated>(PSDFourCharCode("Type")),
               Enumerated(PSDFourCharCode("BlnM"), UnifiedStringValue::string("linearBurn")));
     EXPECT_EQ(*d->valueAs<std::int32_t>(PSDFourCharCode("Cnt ")), -1);
@@ -87,7 +89,8 @@ TEST(DescriptorReadingTest, EveryTruncationIsAnUnexpectedEnd)
     const Bytes bytes = testing::richDescriptorBytes();
     for (std::size_t length = 0; length < bytes.size(); ++length) {
         const Bytes cut(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length));
-        EXPECT_EQ(thrownCode([&] { (void)readDescriptor(cut); }), PSDError::readUnexpectedEndOfFile) << length;
+        EXPECT_EQ(thrownCode([&] { (void)readDescriptor(cut); }), PSDError::readUnexpectedEndOfFile)
+            << length;
     }
 }
 
@@ -151,7 +154,8 @@ TEST(DescriptorReadingTest, BadValuesFailWithTheirError)
     ByteBuilder topBitCount;
     topBitCount.u32(16).u32(0);
     codeID(topBitCount, "null").u32(0x80000000);
-    EXPECT_EQ(thrownCode([&] { (void)readDescriptor(topBitCount.bytes()); }), PSDError::readUnexpectedEndOfFile);
+    EXPECT_EQ(thrownCode([&] { (void)readDescriptor(topBitCount.bytes()); }),
+              PSDError::readUnexpectedEndOfFile);
 }
 
 TEST(DescriptorReadingTest, FailureKeepsWhatWasStoredBefore)
@@ -182,9 +186,10 @@ TEST(DescriptorReadingTest, TracesEveryItemOfEveryDescriptorButNotListElements)
     codeID(b, "List").ascii("VlLs").u32(1).ascii("long").i32(5);
     codeID(b, "Bad ").ascii("????");
     DiagnosticsCapture trace;
-    EXPECT_EQ(thrownCode([&] { (void)readDescriptor(b.bytes()); }), PSDError::readUnsupportedDescriptorValueType);
+    EXPECT_EQ(thrownCode([&] { (void)readDescriptor(b.bytes()); }),
+              PSDError::readUnsupportedDescriptorValueType);
     EXPECT_EQ(trace.lines, (std::vector<std::string>{R"("'Grdn', 'Objc'")", R"("say \"hi\", 'bool'")",
-                                                      R"("'List', 'VlLs'")", R"("'Bad ', '????'")"}));
+                                                     R"("'List', 'VlLs'")", R"("'Bad ', '????'")"}));
 }
 
 // A top-level descriptor whose only item nests `levels` descriptors (or lists) inside each other.
@@ -212,8 +217,10 @@ TEST(DescriptorReadingTest, NestingIsLimitedInsteadOfExhaustingTheStack)
     const int limit = PSDDescriptor::maximumNestingDepth;
     for (const bool lists : {false, true}) {
         EXPECT_NO_THROW((void)readDescriptor(nestedChain(limit, lists))) << lists;
-        EXPECT_EQ(thrownCode([&] { (void)readDescriptor(nestedChain(limit + 1, lists)); }), PSDError::readCorruptFile);
-        EXPECT_EQ(thrownCode([&] { (void)readDescriptor(nestedChain(100000, lists)); }), PSDError::readCorruptFile);
+        EXPECT_EQ(thrownCode([&] { (void)readDescriptor(nestedChain(limit + 1, lists)); }),
+                  PSDError::readCorruptFile);
+        EXPECT_EQ(thrownCode([&] { (void)readDescriptor(nestedChain(100000, lists)); }),
+                  PSDError::readCorruptFile);
     }
 }
 
@@ -233,17 +240,26 @@ TEST(DescriptorTextTest, UnifiedStringValuesCompareByCanonicalEquivalence)
 TEST(DescriptorTextTest, NumbersUseTheShortestRoundTripText)
 {
     const std::pair<double, const char*> cases[] = {
-        {90, "90.0"},   {0.1, "0.1"},       {-0.0, "-0.0"},          {100000, "100000.0"},
-        {1e15, "1000000000000000.0"},       {1e16, "1e+16"},         {1.5e-5, "1.5e-05"},
-        {0.0001, "0.0001"}, {NAN, "nan"},   {-INFINITY, "-inf"},     {1.0 / 3, "0.3333333333333333"},
+        {90, "90.0"},
+        {0.1, "0.1"},
+        {-0.0, "-0.0"},
+        {100000, "100000.0"},
+        {1e15, "1000000000000000.0"},
+        {1e16, "1e+16"},
+        {1.5e-5, "1.5e-05"},
+        {0.0001, "0.0001"},
+        {NAN, "nan"},
+        {-INFINITY, "-inf"},
+        {1.0 / 3, "0.3333333333333333"},
     };
     for (const auto& [value, text] : cases) {
         EXPECT_EQ(detail::shortestDecimalText(value), text);
     }
     using Unit = PSDUnitFloat::Unit;
     const std::pair<PSDUnitFloat, const char*> units[] = {
-        {{Unit::angle, 90}, "90.0 \u00B0"}, {{Unit::resolution, 72}, "72.0 dpi"}, {{Unit::distance, 1.5}, "1.5 dist"},
-        {{Unit::none, 0}, "0.0 none"},      {{Unit::percent, 50}, "50.0 %"},      {{Unit::pixels, 10}, "10.0 Px"},
+        {{Unit::angle, 90}, "90.0 \u00B0"},  {{Unit::resolution, 72}, "72.0 dpi"},
+        {{Unit::distance, 1.5}, "1.5 dist"}, {{Unit::none, 0}, "0.0 none"},
+        {{Unit::percent, 50}, "50.0 %"},     {{Unit::pixels, 10}, "10.0 Px"},
     };
     for (const auto& [unitFloat, text] : units) {
         EXPECT_EQ(unitFloat.debugDescription(), text);
@@ -254,7 +270,8 @@ TEST(DescriptorTextTest, FreshDescriptorPrintsItsNulName)
 {
     using namespace std::string_view_literals;
     EXPECT_EQ(PSDDescriptor().debugDescription(), "[Descriptor (Name: \0, ClassID: 'null') : [:]]"sv);
-    EXPECT_EQ(Enumerated(PSDFourCharCode("BlnM"), PSDFourCharCode("Nrml")).description(), "[Enum('BlnM') 'Nrml']");
+    EXPECT_EQ(Enumerated(PSDFourCharCode("BlnM"), PSDFourCharCode("Nrml")).description(),
+              "[Enum('BlnM') 'Nrml']");
 }
 
 } // namespace

@@ -114,10 +114,13 @@ TEST(DescriptorWritingTest, ValuesOutsideTheFormatAreRefused)
     const Case cases[] = {
         {"string key outside Mac OS Roman", UnifiedStringValue::string("\xE2\x86\x92"), true,
          PSDError::writeUnknownError},
-        {"code key outside Mac OS Roman", PSDFourCharCode(std::string("ab\xE2\x86\x92" "c")), true,
-         PSDError::writeUnknownError},
+        {"code key outside Mac OS Roman",
+         PSDFourCharCode(std::string("ab\xE2\x86\x92"
+                                     "c")),
+         true, PSDError::writeUnknownError},
         {"enumerated half outside Mac OS Roman", PSDFourCharCode("Md  "),
-         Enumerated(PSDFourCharCode("BlnM"), UnifiedStringValue::string("\xE4\xB8\xAD")), PSDError::writeUnknownError},
+         Enumerated(PSDFourCharCode("BlnM"), UnifiedStringValue::string("\xE4\xB8\xAD")),
+         PSDError::writeUnknownError},
         {"null descriptor handle", PSDFourCharCode("Obj "), std::shared_ptr<PSDDescriptor>(),
          PSDError::writeParameterError},
         {"null handle in a list", PSDFourCharCode("List"), List{std::shared_ptr<PSDDescriptor>()},
@@ -171,9 +174,9 @@ TEST(DescriptorPropertiesTest, KeysKeepTheirFirstPlace)
     for (const char* key : {"A   ", "B   ", "C   "}) {
         d.set(PSDFourCharCode(std::string(key)), true);
     }
-    d.set(PSDFourCharCode("A   "), false);            // replaced in place
-    d.set(PSDFourCharCode("B   "), std::nullopt);     // removed
-    d.set(PSDFourCharCode("B   "), std::int32_t{3});  // stored again, now last
+    d.set(PSDFourCharCode("A   "), false);           // replaced in place
+    d.set(PSDFourCharCode("B   "), std::nullopt);    // removed
+    d.set(PSDFourCharCode("B   "), std::int32_t{3}); // stored again, now last
     std::string order;
     for (const auto& [key, value] : d.properties) {
         order += key.text() + "=" + value.debugDescription() + ";";

@@ -7,11 +7,11 @@
 namespace {
 
 class QuietDiagnostics : public ::testing::Environment {
-public:
+  public:
     void SetUp() override { previous_ = psdkit::setDiagnosticsSink({}); }
     void TearDown() override { psdkit::setDiagnosticsSink(std::move(previous_)); }
 
-private:
+  private:
     psdkit::DiagnosticsSink previous_;
 };
 

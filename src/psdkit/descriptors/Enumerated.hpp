@@ -11,7 +11,10 @@ struct Enumerated {
     UnifiedStringValue type;
     UnifiedStringValue value;
 
-    Enumerated(UnifiedStringValue type_, UnifiedStringValue value_) : type(std::move(type_)), value(std::move(value_)) {}
+    Enumerated(UnifiedStringValue type_, UnifiedStringValue value_)
+        : type(std::move(type_)), value(std::move(value_))
+    {
+    }
 
     /// "[Enum(" + type + ") " + value + "]", each by its description: [Enum('BlnM') 'Nrml'].
     [[nodiscard]] std::string description() const

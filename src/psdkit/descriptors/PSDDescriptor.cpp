@@ -12,7 +12,10 @@ namespace {
 
 constexpr int maximumDepth = PSDDescriptor::maximumNestingDepth;
 
-bool sameNumber(double a, double b) noexcept { return a == b || (std::isnan(a) && std::isnan(b)); }
+bool sameNumber(double a, double b) noexcept
+{
+    return a == b || (std::isnan(a) && std::isnan(b));
+}
 
 bool sameDescriptorContent(const PSDDescriptor& a, const PSDDescriptor& b, int depth);
 

@@ -31,7 +31,7 @@
 namespace psdkit {
 
 class PSDDescriptor {
-public:
+  public:
     using UnifiedStringValue = psdkit::UnifiedStringValue;
     using Enumerated = psdkit::Enumerated;
 
@@ -65,10 +65,14 @@ public:
     /// empty optional) removes the key.
     void set(const UnifiedStringValue& key, std::optional<PSDDescriptorPropertyValue> value);
     /// The value under `key` when it is of kind `T`, else nullptr (absent or of another kind).
-    template <typename T>
-    [[nodiscard]] const T* valueAs(const UnifiedStringValue& key) const
+    template <typename T> [[nodiscard]] const T* valueAs(const UnifiedStringValue& key) const
     {
         const auto* value = properties.find(key);
+        return value ? value->getIf<T>() : nullptr;
+    }
+    template <typename T> [[nodiscard]] T* valueAs(const UnifiedStringValue& key)
+    {
+        auto* value = properties.find(key);
         return value ? value->getIf<T>() : nullptr;
     }
     /// The nested descriptor under `key`, or nullptr when absent or not a descriptor.
@@ -113,7 +117,6 @@ public:
     /// recursively); `isNested` is not compared. Trees deeper than maximumNestingDepth compare
     /// unequal below that depth unless they are the same objects.
     [[nodiscard]] bool hasSameContent(const PSDDescriptor& other) const;
-
 };
 
 } // namespace psdkit

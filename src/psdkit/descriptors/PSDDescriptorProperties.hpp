@@ -15,7 +15,7 @@
 namespace psdkit {
 
 class PSDDescriptorProperties {
-public:
+  public:
     using Entry = std::pair<UnifiedStringValue, PSDDescriptorPropertyValue>;
     using const_iterator = std::vector<Entry>::const_iterator;
 
@@ -36,7 +36,7 @@ public:
     [[nodiscard]] const_iterator begin() const noexcept { return entries_.begin(); }
     [[nodiscard]] const_iterator end() const noexcept { return entries_.end(); }
 
-private:
+  private:
     std::vector<Entry> entries_;
     std::unordered_map<UnifiedStringValue, std::size_t> index_; // key -> position in entries_
 };

@@ -17,7 +17,7 @@ namespace psdkit {
 class PSDDescriptor;
 
 class PSDDescriptorPropertyValue {
-public:
+  public:
     using List = std::vector<PSDDescriptorPropertyValue>;
     using Bytes = std::vector<std::uint8_t>;
     /// The nine kinds, in the order the writer tests them. A 64-bit integer is not among them:
@@ -34,12 +34,13 @@ public:
 
     // One constructor per kind. A null descriptor handle is accepted but is not a value: writing
     // it fails with writeParameterError and the conversions treat it as missing.
-    PSDDescriptorPropertyValue(std::shared_ptr<PSDDescriptor> descriptor) : value_(std::move(descriptor)) {} // NOLINT
-    PSDDescriptorPropertyValue(double number) : value_(number) {}                                          // NOLINT
-    PSDDescriptorPropertyValue(PSDUnitFloat unitFloat) : value_(unitFloat) {}                              // NOLINT
-    PSDDescriptorPropertyValue(std::string text) : value_(std::move(text)) {}                              // NOLINT
+    PSDDescriptorPropertyValue(std::shared_ptr<PSDDescriptor> descriptor)
+        : value_(std::move(descriptor)) {}                                    // NOLINT
+    PSDDescriptorPropertyValue(double number) : value_(number) {}             // NOLINT
+    PSDDescriptorPropertyValue(PSDUnitFloat unitFloat) : value_(unitFloat) {} // NOLINT
+    PSDDescriptorPropertyValue(std::string text) : value_(std::move(text)) {} // NOLINT
     /// Text from a literal is a string (not a boolean).
-    PSDDescriptorPropertyValue(const char* text) : value_(std::string(text)) {} // NOLINT
+    PSDDescriptorPropertyValue(const char* text) : value_(std::string(text)) {}          // NOLINT
     PSDDescriptorPropertyValue(Enumerated enumerated) : value_(std::move(enumerated)) {} // NOLINT
     PSDDescriptorPropertyValue(std::int32_t integer) : value_(integer) {}                // NOLINT
     PSDDescriptorPropertyValue(bool flag) : value_(flag) {}                              // NOLINT
@@ -47,22 +48,13 @@ public:
     PSDDescriptorPropertyValue(Bytes bytes) : value_(std::move(bytes)) {}                // NOLINT
 
     /// True when the value is of kind `T` (one of the `Variant` alternatives).
-    template <typename T>
-    [[nodiscard]] bool holds() const noexcept
+    template <typename T> [[nodiscard]] bool holds() const noexcept
     {
         return std::holds_alternative<T>(value_);
     }
     /// The value as kind `T`, or nullptr when it is of another kind.
-    template <typename T>
-    [[nodiscard]] const T* getIf() const noexcept
-    {
-        return std::get_if<T>(&value_);
-    }
-    template <typename T>
-    [[nodiscard]] T* getIf() noexcept
-    {
-        return std::get_if<T>(&value_);
-    }
+    template <typename T> [[nodiscard]] const T* getIf() const noexcept { return std::get_if<T>(&value_); }
+    template <typename T> [[nodiscard]] T* getIf() noexcept { return std::get_if<T>(&value_); }
     /// The nested descriptor, or nullptr when the value is not a descriptor (or a null handle).
     [[nodiscard]] PSDDescriptor* descriptor() const noexcept
     {
@@ -83,7 +75,7 @@ public:
     /// "[a, b]", a byte buffer as "<n> bytes". A null descriptor handle is "nil".
     [[nodiscard]] std::string debugDescription() const;
 
-private:
+  private:
     Variant value_;
 };
 

@@ -34,7 +34,10 @@ const UnitRow& rowOf(PSDUnitFloat::Unit unit)
 }
 } // namespace
 
-PSDFourCharCode PSDUnitFloat::unitCode(Unit unit) { return PSDFourCharCode(std::string(rowOf(unit).code)); }
+PSDFourCharCode PSDUnitFloat::unitCode(Unit unit)
+{
+    return PSDFourCharCode(std::string(rowOf(unit).code));
+}
 
 std::optional<PSDUnitFloat::Unit> PSDUnitFloat::unitFromCode(const PSDFourCharCode& code)
 {

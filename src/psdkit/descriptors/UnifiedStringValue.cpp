@@ -17,7 +17,10 @@ UnifiedStringValue::UnifiedStringValue(std::string text, bool)
 {
 }
 
-UnifiedStringValue UnifiedStringValue::string(std::string text) { return {std::move(text), true}; }
+UnifiedStringValue UnifiedStringValue::string(std::string text)
+{
+    return {std::move(text), true};
+}
 
 const std::string& UnifiedStringValue::text() const noexcept
 {

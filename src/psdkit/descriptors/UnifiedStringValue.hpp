@@ -11,7 +11,7 @@
 namespace psdkit {
 
 class UnifiedStringValue {
-public:
+  public:
     /// The two cases; their numbers take part in the hash.
     enum class Case { fourCharCode = 0, string = 1 };
 
@@ -30,7 +30,10 @@ public:
         return std::get_if<PSDFourCharCode>(&value_);
     }
     /// The string, or nullptr for a code identifier.
-    [[nodiscard]] const std::string* stringValue() const noexcept { return std::get_if<std::string>(&value_); }
+    [[nodiscard]] const std::string* stringValue() const noexcept
+    {
+        return std::get_if<std::string>(&value_);
+    }
     /// The text of either case, as given.
     [[nodiscard]] const std::string& text() const noexcept;
 
@@ -45,7 +48,7 @@ public:
     /// Combines the case number and the canonical text, so that equal values hash alike.
     [[nodiscard]] std::size_t hash() const noexcept;
 
-private:
+  private:
     UnifiedStringValue(std::string text, bool); // the string case
 
     std::variant<PSDFourCharCode, std::string> value_;
@@ -54,7 +57,6 @@ private:
 
 } // namespace psdkit
 
-template <>
-struct std::hash<psdkit::UnifiedStringValue> {
+template <> struct std::hash<psdkit::UnifiedStringValue> {
     std::size_t operator()(const psdkit::UnifiedStringValue& value) const noexcept { return value.hash(); }
 };

@@ -42,18 +42,21 @@ enum class BlendMode : int {
 
 /// Every mode, in raw-value order.
 inline constexpr std::array<BlendMode, 29> allBlendModes = {
-    BlendMode::normal,      BlendMode::dissolve,     BlendMode::darken,      BlendMode::multiply,
-    BlendMode::colorBurn,   BlendMode::linearBurn,   BlendMode::darkerColor, BlendMode::lighten,
-    BlendMode::screen,      BlendMode::colorDodge,   BlendMode::linearDodge, BlendMode::lighterColor,
-    BlendMode::overlay,     BlendMode::softLight,    BlendMode::hardLight,   BlendMode::vividLight,
-    BlendMode::linearLight, BlendMode::pinLight,     BlendMode::hardMix,     BlendMode::difference,
-    BlendMode::exclusion,   BlendMode::subtract,     BlendMode::divide,      BlendMode::hue,
-    BlendMode::saturation,  BlendMode::color,        BlendMode::luminosity,  BlendMode::passThrough,
+    BlendMode::normal,      BlendMode::dissolve,   BlendMode::darken,      BlendMode::multiply,
+    BlendMode::colorBurn,   BlendMode::linearBurn, BlendMode::darkerColor, BlendMode::lighten,
+    BlendMode::screen,      BlendMode::colorDodge, BlendMode::linearDodge, BlendMode::lighterColor,
+    BlendMode::overlay,     BlendMode::softLight,  BlendMode::hardLight,   BlendMode::vividLight,
+    BlendMode::linearLight, BlendMode::pinLight,   BlendMode::hardMix,     BlendMode::difference,
+    BlendMode::exclusion,   BlendMode::subtract,   BlendMode::divide,      BlendMode::hue,
+    BlendMode::saturation,  BlendMode::color,      BlendMode::luminosity,  BlendMode::passThrough,
     BlendMode::behind,
 };
 
 /// The mode's raw value.
-[[nodiscard]] constexpr int rawValue(BlendMode mode) noexcept { return static_cast<int>(mode); }
+[[nodiscard]] constexpr int rawValue(BlendMode mode) noexcept
+{
+    return static_cast<int>(mode);
+}
 
 /// The mode with raw value `raw`, or nothing when no mode has it.
 [[nodiscard]] constexpr std::optional<BlendMode> blendModeFromRawValue(int raw) noexcept

@@ -29,7 +29,7 @@ struct OpacityStop {
 };
 
 class ColorGradient {
-public:
+  public:
     /// A gradient needs at least this many stops of each kind.
     static constexpr std::size_t minimumStopCount = 2;
 
@@ -52,7 +52,7 @@ public:
 
     friend bool operator==(const ColorGradient&, const ColorGradient&) = default;
 
-private:
+  private:
     ColorGradient(std::vector<ColorStop> colorStops, std::vector<OpacityStop> opacityStops)
         : colorStops_(std::move(colorStops)), opacityStops_(std::move(opacityStops))
     {

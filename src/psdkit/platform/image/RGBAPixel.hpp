@@ -10,11 +10,20 @@ namespace psdkit::image {
 /// normalised components (red, green, blue, alpha). What the constructor does with components
 /// outside 0 to 1 is the pixel type's own business.
 template <typename P>
-concept RGBAPixelType = std::constructible_from<P, float, float, float, float> && requires(const P& pixel) {
-    { pixel.redFloat() } -> std::same_as<float>;
-    { pixel.greenFloat() } -> std::same_as<float>;
-    { pixel.blueFloat() } -> std::same_as<float>;
-    { pixel.alphaFloat() } -> std::same_as<float>;
+concept RGBAPixelType = std::constructible_from<P, float, float, float, float> && requires(const P& pixel)
+{
+    {
+        pixel.redFloat()
+        } -> std::same_as<float>;
+    {
+        pixel.greenFloat()
+        } -> std::same_as<float>;
+    {
+        pixel.blueFloat()
+        } -> std::same_as<float>;
+    {
+        pixel.alphaFloat()
+        } -> std::same_as<float>;
 };
 
 /// A colour held as four single-precision components. Components are stored exactly as given,
