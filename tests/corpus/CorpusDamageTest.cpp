@@ -41,7 +41,7 @@ TEST_P(CorpusDamageTest, TruncatedAndBitFlippedFilesFailCleanly)
     for (std::size_t k = 0; k < kPoints; ++k) {
         auto damaged = original;
         const std::size_t at = (original.size() * (2 * k + 1)) / (2 * kPoints);
-        damaged[at] ^= static_cast<std::uint8_t>(0x80 >> (k % 8)) | 0x01;
+        damaged[at] = static_cast<std::uint8_t>(damaged[at] ^ ((0x80u >> (k % 8)) | 0x01u));
         readLikeAHost(damaged);
     }
 }

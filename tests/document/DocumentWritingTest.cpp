@@ -36,7 +36,7 @@ V serialize(PSDWrapper& doc) { return doc.serializedRepresentationWithCompositeI
 
 // Walks a written file to the sections tests look into.
 struct WrittenFile {
-    explicit WrittenFile(const V& bytes) : scanner(bytes)
+    explicit WrittenFile(V written) : bytes(std::move(written)), scanner(bytes)
     {
         scanner.seek(26);
         colorModeLength = scanner.scanInt32();
@@ -49,7 +49,7 @@ struct WrittenFile {
     // The data of resource `id`, or nothing.
     std::optional<V> resource(std::int64_t id)
     {
-        PSDScanner s(std::span(bytesOf(scanner), static_cast<std::size_t>(resourcesStart + resourcesLength)));
+        PSDScanner s(std::span(bytes.data(), static_cast<std::size_t>(resourcesStart + resourcesLength)));
         s.seek(resourcesStart);
         while (s.bytesRemaining() > 0) {
             s.skip(4);
@@ -65,14 +65,7 @@ struct WrittenFile {
         }
         return std::nullopt;
     }
-    static const std::uint8_t* bytesOf(PSDScanner& s)
-    {
-        const auto offset = s.offset();
-        s.seek(0);
-        const auto p = s.scanBytes(0).data();
-        s.seek(offset);
-        return p;
-    }
+    V bytes; // owned: the scanner borrows them
     PSDScanner scanner;
     std::int64_t colorModeLength = 0;
     std::int64_t resourcesStart = 0;
