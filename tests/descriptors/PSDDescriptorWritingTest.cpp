@@ -101,6 +101,14 @@ TEST(DescriptorWritingTest, WritingMarksEveryNestedDescriptorAndTheMarkStays)
 
     parent.isNested = true; // the host's choice: no version word even at the top
     EXPECT_EQ(parent.data(), Bytes(bytes.begin() + 4, bytes.end()));
+
+    // A failure later in the tree leaves the marks already made.
+    auto marked = std::make_shared<PSDDescriptor>();
+    PSDDescriptor failing;
+    failing.set(PSDFourCharCode("One "), marked);
+    failing.set(PSDFourCharCode("Two "), std::shared_ptr<PSDDescriptor>());
+    EXPECT_EQ(thrownCode([&] { (void)failing.data(); }), PSDError::writeParameterError);
+    EXPECT_TRUE(marked->isNested);
 }
 
 TEST(DescriptorWritingTest, ValuesOutsideTheFormatAreRefused)
