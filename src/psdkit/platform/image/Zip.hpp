@@ -11,7 +11,7 @@ namespace psdkit::image::detail {
 
 /// The deflate level of the ZIP channels we write (see docs/decisions/image-core.md for the figures
 /// behind the choice).
-inline constexpr int zipCompressionLevel = 4;
+inline constexpr int zipCompressionLevel = 1;
 
 /// Inflates the zlib stream `in` into exactly `out.size()` bytes. Throws
 /// `ImageException(corruptZip)` when the stream is malformed, fails its checksum, inflates to fewer
