@@ -89,13 +89,14 @@ void BM_MemcpyFresh(benchmark::State& state)
 BENCHMARK(BM_MemcpyFresh)->Unit(benchmark::kMillisecond);
 
 template <typename P>
-void BM_Decode(benchmark::State& state, ChannelDataCompressionType compression, PredictionType prediction)
+void BM_Decode(benchmark::State& state, ChannelDataCompressionType compression, PredictionType prediction,
+               bool worker = false)
 {
     const auto& source = content<P>(contentArg(state));
     const auto channels = source.makeChannelData(false, compression, prediction, false);
     const auto list = pointers(channels);
     for (auto _ : state) {
-        image::PixelBuffer<P> decoded(benchSize, list, false, {});
+        image::PixelBuffer<P> decoded(benchSize, list, false, {}, worker);
         benchmark::DoNotOptimize(decoded.bytes().data());
     }
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * source.bytes().size()));
@@ -189,6 +190,9 @@ void registerAll()
 {
     registerWithContents("decode/raw/argb8", [](auto& s) { BM_Decode<PixelARGB8>(s, C::none, Pr::none); });
     registerWithContents("decode/rle/argb8", [](auto& s) { BM_Decode<PixelARGB8>(s, C::rle, Pr::none); });
+    registerWithContents("decode/rle/argb8/wall", [](auto& s) { BM_Decode<PixelARGB8>(s, C::rle, Pr::none); }, true);
+    registerWithContents("decode/rle/argb8/worker/wall",
+                         [](auto& s) { BM_Decode<PixelARGB8>(s, C::rle, Pr::none, true); }, true);
     registerWithContents("encode/rle/argb8", [](auto& s) { BM_Encode<PixelARGB8>(s, C::rle, Pr::none, false); });
     registerWithContents("encode/rle/argb8/wall", [](auto& s) { BM_Encode<PixelARGB8>(s, C::rle, Pr::none, false); }, true);
     registerWithContents("encode/rle/argb8/worker/wall",
@@ -198,6 +202,10 @@ void registerAll()
     registerWithContents("decode/raw/rgba16", [](auto& s) { BM_Decode<PixelRGBA16>(s, C::none, Pr::none); });
     registerWithContents("decode/zippred/rgba16",
                          [](auto& s) { BM_Decode<PixelRGBA16>(s, C::zip, Pr::prediction); });
+    registerWithContents("decode/zippred/rgba16/wall",
+                         [](auto& s) { BM_Decode<PixelRGBA16>(s, C::zip, Pr::prediction); }, true);
+    registerWithContents("decode/zippred/rgba16/worker/wall",
+                         [](auto& s) { BM_Decode<PixelRGBA16>(s, C::zip, Pr::prediction, true); }, true);
     registerWithContents("inflate-only/zippred/rgba16",
                          [](auto& s) { BM_InflateOnly<PixelRGBA16>(s, Pr::prediction); });
     registerWithContents("encode/zippred/rgba16",

@@ -271,14 +271,35 @@ TEST(PixelBufferTest, SplittingRefusesCompressionsAndPredictionsItDoesNotKnow)
               PredictionType::none);
 }
 
-TEST(PixelBufferTest, WorkerThreadGivesTheSameChannels)
+TEST(PixelBufferTest, WorkerThreadGivesTheSameChannelsPixelsAndErrors)
 {
-    PixelBuffer<PixelARGB8> buffer({1024, 1030});
+    const IntegralSize size{1024, 1030};
+    PixelBuffer<PixelARGB8> buffer(size);
     const V content = mixedBytes(buffer.bytes().size(), 99);
     std::copy(content.begin(), content.end(), buffer.mutableBytes().begin());
     for (const Coding& coding : everyCoding) {
-        EXPECT_EQ(buffer.makeChannelData(false, coding.compression, coding.prediction, true),
-                  buffer.makeChannelData(false, coding.compression, coding.prediction, false));
+        const auto channels = buffer.makeChannelData(false, coding.compression, coding.prediction, true);
+        EXPECT_EQ(channels, buffer.makeChannelData(false, coding.compression, coding.prediction, false));
+        const auto list = pointers(channels);
+        const PixelBuffer<PixelARGB8> back(size, list, false, {}, true);
+        EXPECT_TRUE(std::ranges::equal(back.bytes(), buffer.bytes()));
+    }
+
+    // A broken PackBits row in the first band and a broken zlib stream: whoever decodes what, the
+    // stream is met first, as in a decoding in order.
+    auto rle = buffer.makeChannelData(false, Compression::rle, PredictionType::none, false);
+    auto zip = buffer.makeChannelData(false, Compression::zip, PredictionType::none, false);
+    rle[0].compressedData[0] = 0x7F; // the first row's first literal now runs past its bytes
+    zip[3].compressedData.back() ^= 0x01;
+    const std::vector<AnyChannelData> mixed{rle[0], rle[1], rle[2], zip[3]};
+    const std::vector<AnyChannelData> rowOnly{rle[0], rle[1], rle[2], rle[3]};
+    for (const bool worker : {false, true}) {
+        const auto list = pointers(mixed);
+        EXPECT_EQ(thrownImageError([&] { PixelBuffer<PixelARGB8>(size, list, false, {}, worker); }),
+                  ImageError::corruptZip);
+        const auto rows = pointers(rowOnly);
+        EXPECT_EQ(thrownImageError([&] { PixelBuffer<PixelARGB8>(size, rows, false, {}, worker); }),
+                  ImageError::corruptPackBits);
     }
 }
 

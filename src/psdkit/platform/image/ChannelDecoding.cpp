@@ -13,6 +13,7 @@
 #include "psdkit/platform/image/LargeAllocation.hpp"
 #include "psdkit/platform/image/PackBits.hpp"
 #include "psdkit/platform/image/SizeArithmetic.hpp"
+#include "psdkit/platform/image/WorkerThread.hpp"
 #include "psdkit/platform/image/Zip.hpp"
 
 namespace psdkit::image::detail {
@@ -84,8 +85,11 @@ void swapBytesInPlace(std::uint8_t* row, std::size_t width, std::size_t sampleBy
 // Hands out the rows of one channel, in order, as native-endian samples.
 class ChannelRowReader {
 public:
-    ChannelRowReader(const AnyChannelData& channel, const PlaneShape& shape)
-        : channel_(&channel), shape_(shape),
+    // `plane` is the inflated plane of a ZIP channel (null otherwise); rows are asked for from
+    // `firstRow` on.
+    ChannelRowReader(const AnyChannelData& channel, const PlaneShape& shape, std::uint8_t* plane,
+                     std::size_t firstRow)
+        : channel_(&channel), shape_(shape), plane_(plane),
           swap_(shape.sampleBytes > 1 && channel.bigEndian != (std::endian::native == std::endian::big))
     {
         switch (channel.compressionType) {
@@ -96,10 +100,11 @@ public:
             break;
         case ChannelDataCompressionType::rle:
             scratch_ = std::make_unique_for_overwrite<std::uint8_t[]>(shape.rowBytes + packBitsOutputPadding);
+            for (std::size_t y = 0; y < firstRow; ++y) {
+                offset_ += static_cast<std::size_t>(channel.rowByteCounts[y]);
+            }
             break;
         case ChannelDataCompressionType::zip:
-            plane_ = allocateLarge(shape.planeBytes);
-            zlibInflate(channel.compressedData, {plane_.get(), shape.planeBytes});
             predicted_ = channel.predictionType == PredictionType::prediction;
             if (predicted_ && shape.sampleBytes == 4) {
                 scratch_ = std::make_unique_for_overwrite<std::uint8_t[]>(shape.rowBytes);
@@ -135,7 +140,7 @@ public:
         case ChannelDataCompressionType::zip:
             break;
         }
-        std::uint8_t* stored = plane_.get() + y * rowBytes;
+        std::uint8_t* stored = plane_ + y * rowBytes;
         if (!predicted_) {
             if (swap_) {
                 swapBytesInPlace(stored, shape_.width, shape_.sampleBytes);
@@ -158,11 +163,11 @@ public:
 private:
     const AnyChannelData* channel_;
     PlaneShape shape_;
+    std::uint8_t* plane_;
     bool swap_;
     bool predicted_ = false;
     std::size_t offset_ = 0;
     std::unique_ptr<std::uint8_t[]> scratch_;
-    LargeAllocation plane_;
 };
 
 // The memory slot of logical channel c (red, green, blue, transparency) in a pixel of `format`.
@@ -200,45 +205,67 @@ std::size_t validateChannels(IntegralSize size, std::span<const AnyChannelData* 
 }
 
 void decodeChannels(IntegralSize size, std::span<const AnyChannelData* const> channels, PixelFormat format,
-                    bool expand16BitColorRange, std::uint8_t* pixels)
+                    bool expand16BitColorRange, std::uint8_t* pixels, bool mayUseWorkerThread)
 {
     const std::size_t sampleBytes = bytesPerSample(sampleType(format));
     const PlaneShape shape = PlaneShape::make(size, sampleBytes);
     const std::size_t count = channels.size();
-    std::vector<ChannelRowReader> readers;
-    readers.reserve(count);
-    for (const AnyChannelData* channel : channels) {
-        readers.emplace_back(*channel, shape);
-    }
+    const bool useWorker = mayUseWorkerThread && shape.planeBytes >= minimumPlaneBytesForWorker;
+
+    // ZIP planes are inflated whole first (channels spread over the threads), then all channels are
+    // read row by row and interleaved, the rows split into two bands when a worker may help.
+    std::vector<LargeAllocation> planes(count);
+    forEachIndex(count, useWorker, [&](std::size_t c) {
+        if (channels[c]->compressionType == ChannelDataCompressionType::zip) {
+            planes[c] = allocateLarge(shape.planeBytes);
+            zlibInflate(channels[c]->compressedData, {planes[c].get(), shape.planeBytes});
+        }
+    });
     if (shape.planeBytes == 0) {
         return; // zlib streams have been checked; there is nothing to place
     }
+
     const std::size_t pixelRowBytes = shape.rowBytes * count;
-    for (std::size_t y = 0; y < shape.height; ++y) {
-        std::uint8_t* out = pixels + y * pixelRowBytes;
-        if (count == 1) {
-            std::memcpy(out, readers[0].row(y), shape.rowBytes);
-            continue;
+    const auto decodeRows = [&](std::size_t firstRow, std::size_t endRow) {
+        std::vector<ChannelRowReader> readers;
+        readers.reserve(count);
+        for (std::size_t c = 0; c < count; ++c) {
+            readers.emplace_back(*channels[c], shape, planes[c].get(), firstRow);
         }
-        const std::uint8_t* rows[4];
-        for (std::size_t c = 0; c < 4; ++c) {
-            rows[memorySlot(format, c)] = readers[c].row(y);
+        for (std::size_t y = firstRow; y < endRow; ++y) {
+            std::uint8_t* out = pixels + y * pixelRowBytes;
+            if (count == 1) {
+                std::memcpy(out, readers[0].row(y), shape.rowBytes);
+                continue;
+            }
+            const std::uint8_t* rows[4];
+            for (std::size_t c = 0; c < 4; ++c) {
+                rows[memorySlot(format, c)] = readers[c].row(y);
+            }
+            switch (sampleBytes) {
+            case 1:
+                interleave4<std::uint8_t>(rows, out, shape.width);
+                break;
+            case 2:
+                interleave4<std::uint16_t>(rows, out, shape.width);
+                break;
+            default:
+                interleave4<float>(rows, out, shape.width);
+                break;
+            }
         }
-        switch (sampleBytes) {
-        case 1:
-            interleave4<std::uint8_t>(rows, out, shape.width);
-            break;
-        case 2:
-            interleave4<std::uint16_t>(rows, out, shape.width);
-            break;
-        default:
-            interleave4<float>(rows, out, shape.width);
-            break;
+        if (expand16BitColorRange && sampleBytes == 2) {
+            expand16BitRange(pixels + firstRow * pixelRowBytes, (endRow - firstRow) * shape.width * count);
         }
-    }
-    if (expand16BitColorRange && sampleBytes == 2) {
-        expand16BitRange(pixels, shape.width * shape.height * count);
-    }
+    };
+    const std::size_t half = shape.height / 2;
+    forEachIndex(2, useWorker, [&](std::size_t band) {
+        if (band == 0) {
+            decodeRows(0, half);
+        } else {
+            decodeRows(half, shape.height);
+        }
+    });
 }
 
 } // namespace psdkit::image::detail

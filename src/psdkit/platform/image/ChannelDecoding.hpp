@@ -19,9 +19,10 @@ namespace psdkit::image::detail {
                                            PixelFormat format);
 
 /// Decodes `channels` (already accepted by `validateChannels`) into `pixels`, which holds the byte
-/// count that call returned. Throws `ImageException` on corrupt PackBits or zlib data; `pixels` may
-/// then be partly written.
+/// count that call returned; with `mayUseWorkerThread` large planes are decoded on two threads.
+/// Throws `ImageException` on corrupt PackBits or zlib data (the error a decoding in order would
+/// meet first); `pixels` may then be partly written.
 void decodeChannels(IntegralSize size, std::span<const AnyChannelData* const> channels, PixelFormat format,
-                    bool expand16BitColorRange, std::uint8_t* pixels);
+                    bool expand16BitColorRange, std::uint8_t* pixels, bool mayUseWorkerThread);
 
 } // namespace psdkit::image::detail

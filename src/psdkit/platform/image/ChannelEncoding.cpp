@@ -1,22 +1,17 @@
 #include "psdkit/platform/image/ChannelEncoding.hpp"
 
-#include <exception>
 #include <memory>
-#include <system_error>
-#include <thread>
 
 #include "psdkit/platform/image/ImageError.hpp"
 #include "psdkit/platform/image/Interleave.hpp"
 #include "psdkit/platform/image/LargeAllocation.hpp"
 #include "psdkit/platform/image/PackBits.hpp"
 #include "psdkit/platform/image/SizeArithmetic.hpp"
+#include "psdkit/platform/image/WorkerThread.hpp"
 #include "psdkit/platform/image/Zip.hpp"
 
 namespace psdkit::image::detail {
 namespace {
-
-// Below this plane size a second thread costs more than it saves.
-constexpr std::size_t minimumPlaneBytesForWorker = std::size_t{1} << 20;
 
 using ExtractRow = void (*)(const std::uint8_t*, std::size_t, std::size_t, std::size_t, std::uint8_t*) noexcept;
 
@@ -148,37 +143,8 @@ std::vector<AnyChannelData> encodeChannels(const std::uint8_t* pixels, IntegralS
     const std::size_t count = source.channels == 4 && colorChannelsOnly ? 3 : source.channels;
 
     std::vector<AnyChannelData> result(count);
-    std::vector<std::exception_ptr> failures(count);
-    auto encodeEvery = [&](std::size_t first, std::size_t step) {
-        for (std::size_t c = first; c < count; c += step) {
-            try {
-                result[c] = encodeChannel(source, memorySlot(format, c), compression, prediction);
-            } catch (...) {
-                failures[c] = std::current_exception();
-            }
-        }
-    };
-
-    bool parallel = mayUseWorkerThread && count > 1 && source.shape.planeBytes >= minimumPlaneBytesForWorker;
-    std::thread worker;
-    if (parallel) {
-        try {
-            worker = std::thread(encodeEvery, 1, 2);
-        } catch (const std::system_error&) {
-            parallel = false; // no thread to be had: do it all here
-        }
-    }
-    if (parallel) {
-        encodeEvery(0, 2);
-        worker.join();
-    } else {
-        encodeEvery(0, 1);
-    }
-    for (const std::exception_ptr& failure : failures) {
-        if (failure) {
-            std::rethrow_exception(failure);
-        }
-    }
+    forEachIndex(count, mayUseWorkerThread && source.shape.planeBytes >= minimumPlaneBytesForWorker,
+                 [&](std::size_t c) { result[c] = encodeChannel(source, memorySlot(format, c), compression, prediction); });
     return result;
 }
 

@@ -11,8 +11,7 @@ namespace psdkit::image {
 enum class ImageError : int {
     /// A width or height below zero.
     invalidSize = 1,
-    /// The byte count of a plane or of the pixel buffer does not fit the address space, or is larger
-    /// than the channel's bytes could possibly decode to.
+    /// The byte count of a plane or of the pixel buffer does not fit the address space.
     imageTooLarge = 2,
     /// The number of channels does not suit the pixel type (four for colour, one for grey).
     channelCountMismatch = 3,
@@ -24,10 +23,11 @@ enum class ImageError : int {
     /// channel's byte count.
     rowByteCountMismatch = 6,
     /// A PackBits row that does not decode to exactly one row of samples (short, overlong, or cut
-    /// inside a run).
+    /// inside a run), including a row byte count too small for any row of that width.
     corruptPackBits = 7,
     /// A zlib stream that is malformed, fails its checksum, inflates to a size other than the
-    /// plane's, or is followed by further bytes.
+    /// plane's, or is followed by further bytes, including a stream too short to inflate to the plane
+    /// at all.
     corruptZip = 8,
     /// A prediction value other than none or prediction on a ZIP channel.
     unsupportedPrediction = 9,

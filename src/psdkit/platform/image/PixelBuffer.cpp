@@ -10,12 +10,13 @@ namespace psdkit::image {
 
 template <typename P>
 PixelBuffer<P>::PixelBuffer(IntegralSize size, std::span<const AnyChannelData* const> channels,
-                            bool expand16BitColorRange, std::string title)
+                            bool expand16BitColorRange, std::string title, bool mayUseWorkerThread)
     : PixelBufferType(size, Traits::format, std::move(title))
 {
     const std::size_t byteCount = detail::validateChannels(size, channels, Traits::format);
     allocate(byteCount / sizeof(P));
-    detail::decodeChannels(size, channels, Traits::format, expand16BitColorRange, storage_.get());
+    detail::decodeChannels(size, channels, Traits::format, expand16BitColorRange, storage_.get(),
+                           mayUseWorkerThread);
 }
 
 template <typename P>

@@ -88,13 +88,18 @@ public:
     /// types only and rescales samples from the range 0…32768 to 0…65535 (rounded, values above
     /// 32768 saturate at 65535); other types ignore it.
     ///
-    /// Throws `ImageException`: `invalidSize` (negative width or height), `imageTooLarge` (the
-    /// buffer's byte count overflows, or exceeds what the channels' bytes could decode to),
-    /// `channelCountMismatch`, `sampleTypeMismatch`, `rawSizeMismatch`, `rowByteCountMismatch`,
-    /// `corruptPackBits`, `corruptZip`, `unsupportedPrediction`, `unsupportedCompression`. Every
-    /// check that needs no decoding is done before the pixels are allocated.
+    /// `mayUseWorkerThread`: when set, a large buffer may be decoded on a second thread beside the
+    /// caller's; the pixels and any error are the same as without it.
+    ///
+    /// Throws `ImageException`: `invalidSize` (negative width or height), `imageTooLarge` (a byte
+    /// count overflows), `channelCountMismatch`, `sampleTypeMismatch`, `rawSizeMismatch`,
+    /// `rowByteCountMismatch`, `corruptPackBits` / `corruptZip` (including bytes too few to decode to
+    /// the plane at all), `unsupportedPrediction`, `unsupportedCompression`. Every check that needs
+    /// no decoding is done before the pixels are allocated, so a huge size with a few bytes of data
+    /// fails at once. With several faults, the error is the first one met in the order channel
+    /// checks, then ZIP streams in channel order, then rows top to bottom.
     PixelBuffer(IntegralSize size, std::span<const AnyChannelData* const> channels, bool expand16BitColorRange,
-                std::string title);
+                std::string title, bool mayUseWorkerThread = false);
 
     /// A buffer of `size` with every sample zero. Throws `invalidSize` or `imageTooLarge`.
     explicit PixelBuffer(IntegralSize size, std::string title = {});

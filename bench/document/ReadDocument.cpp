@@ -1,0 +1,194 @@
+// End-to-end reading (and optionally writing) of one document, exactly as a host does it: the whole
+// file in memory, a PSDWrapper built from the bytes (which decodes every layer's content and mask
+// image), then the composite image. Timed as a whole process by bench/compare.sh.
+//
+//   psdkit_read_document FILE                  read only
+//   psdkit_read_document FILE --stats          read, then print the sizes the memory budget needs
+//   psdkit_read_document FILE --write OUT      read, then write the document back to OUT
+//   psdkit_read_document FILE --widen16 OUT    read an 8-bit document, write it as a 16-bit one
+//
+// --write and --widen16 print the read and write times (steady clock) on standard error.
+#include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "psdkit/document/PSDWrapper.hpp"
+#include "psdkit/platform/image/PixelBuffer.hpp"
+#include "psdkit/platform/support/Diagnostics.hpp"
+
+namespace {
+
+using namespace psdkit;
+using Clock = std::chrono::steady_clock;
+
+std::vector<std::uint8_t> readFile(const char* path)
+{
+    std::FILE* file = std::fopen(path, "rb");
+    if (file == nullptr) {
+        throw std::system_error(errno, std::generic_category(), path);
+    }
+    std::vector<std::uint8_t> bytes;
+    std::uint8_t chunk[1 << 16];
+    std::size_t n = 0;
+    if (std::fseek(file, 0, SEEK_END) == 0) {
+        const long size = std::ftell(file);
+        if (size > 0) {
+            bytes.reserve(static_cast<std::size_t>(size));
+        }
+        std::rewind(file);
+    }
+    while ((n = std::fread(chunk, 1, sizeof chunk, file)) > 0) {
+        bytes.insert(bytes.end(), chunk, chunk + n);
+    }
+    const bool failed = std::ferror(file) != 0;
+    std::fclose(file);
+    if (failed) {
+        throw std::system_error(EIO, std::generic_category(), path);
+    }
+    return bytes;
+}
+
+void writeFile(const std::string& path, const std::vector<std::uint8_t>& bytes)
+{
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    if (file == nullptr) {
+        throw std::system_error(errno, std::generic_category(), path);
+    }
+    const bool ok = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+    if (std::fclose(file) != 0 || !ok) {
+        throw std::system_error(EIO, std::generic_category(), path);
+    }
+}
+
+std::size_t decodedBytes(const image::PixelBufferType* buffer)
+{
+    return buffer != nullptr ? buffer->bytes().size() : 0;
+}
+
+double secondsSince(Clock::time_point start)
+{
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+/// An 8-bit colour buffer as a 16-bit one (v × 257 maps 0…255 onto 0…65535).
+std::shared_ptr<image::PixelBufferType> widenColor(const image::PixelBufferType& buffer)
+{
+    const auto& narrow = dynamic_cast<const image::PixelBuffer<image::PixelARGB8>&>(buffer);
+    auto wide = std::make_shared<image::PixelBuffer<image::PixelRGBA16>>(buffer.size());
+    const auto from = narrow.pixels();
+    const auto to = wide->pixels();
+    for (std::size_t i = 0; i < from.size(); ++i) {
+        const image::PixelARGB8 p = from[i];
+        to[i] = {static_cast<std::uint16_t>(p.r * 257), static_cast<std::uint16_t>(p.g * 257),
+                 static_cast<std::uint16_t>(p.b * 257), static_cast<std::uint16_t>(p.a * 257)};
+    }
+    return wide;
+}
+
+std::shared_ptr<image::PixelBufferType> widenGray(const image::PixelBufferType& buffer)
+{
+    const auto& narrow = dynamic_cast<const image::PixelBuffer<image::PixelGray8>&>(buffer);
+    auto wide = std::make_shared<image::PixelBuffer<image::PixelGray16>>(buffer.size());
+    const auto from = narrow.pixels();
+    const auto to = wide->pixels();
+    for (std::size_t i = 0; i < from.size(); ++i) {
+        to[i] = {static_cast<std::uint16_t>(from[i].v * 257)};
+    }
+    return wide;
+}
+
+/// Turns a freshly read 8-bit document into a 16-bit one with the same pixels, layer by layer.
+std::shared_ptr<image::PixelBufferType> widenTo16Bits(PSDWrapper& document,
+                                                      std::shared_ptr<image::PixelBufferType> composite)
+{
+    if (document.bitDepth != 8) {
+        throw std::runtime_error("--widen16 takes an 8-bit document");
+    }
+    document.bitDepth = 16;
+    for (const auto& layer : document.layers) {
+        layer->bitDepth = 16;
+        layer->channelInfo.clear();
+        if (layer->contentImage) {
+            layer->contentImage = widenColor(*layer->contentImage);
+        }
+        if (layer->maskImage) {
+            layer->maskImage = widenGray(*layer->maskImage);
+        }
+    }
+    document.imageDataChannelData.clear();
+    return composite ? widenColor(*composite) : nullptr;
+}
+
+int run(int argc, char** argv)
+{
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: %s FILE [--stats | --write OUT | --widen16 OUT]\n", argv[0]);
+        return 2;
+    }
+    const std::string mode = argc >= 3 ? argv[2] : "";
+    const bool writes = mode == "--write" || mode == "--widen16";
+    if ((writes && argc != 4) || (!writes && mode != "" && mode != "--stats")) {
+        std::fprintf(stderr, "usage: %s FILE [--stats | --write OUT | --widen16 OUT]\n", argv[0]);
+        return 2;
+    }
+    setDiagnosticsSink({});
+
+    const auto start = Clock::now();
+    std::vector<std::uint8_t> bytes = readFile(argv[1]);
+    PSDWrapper document{std::span<const std::uint8_t>(bytes)};
+    std::shared_ptr<image::PixelBufferType> composite = document.compositeImage();
+    const double readSeconds = secondsSince(start);
+
+    if (mode == "--stats") {
+        std::size_t layerBytes = 0;
+        std::size_t layerImages = 0;
+        for (const auto& layer : document.layers) {
+            layerBytes += decodedBytes(layer->contentImage.get()) + decodedBytes(layer->maskImage.get());
+            layerImages += (layer->contentImage ? 1 : 0) + (layer->maskImage ? 1 : 0);
+        }
+        std::printf("file_bytes=%zu\nlayer_records=%zu\nlayer_images=%zu\nlayer_pixel_bytes=%zu\n"
+                    "composite_pixel_bytes=%zu\ndecoded_bytes=%zu\nread_seconds=%.3f\n",
+                    bytes.size(), document.layers.size(), layerImages, layerBytes,
+                    decodedBytes(composite.get()), layerBytes + decodedBytes(composite.get()), readSeconds);
+        return 0;
+    }
+    if (!writes) {
+        return composite ? 0 : 1;
+    }
+    // The input is no longer needed; a host writing a document it read would have let it go too.
+    std::vector<std::uint8_t>().swap(bytes);
+    if (mode == "--widen16") {
+        composite = widenTo16Bits(document, std::move(composite));
+    }
+    const auto writeStart = Clock::now();
+    const std::vector<std::uint8_t> written = document.serializedRepresentationWithCompositeImage(composite.get());
+    const double writeSeconds = secondsSince(writeStart);
+    writeFile(argv[3], written);
+    std::fprintf(stderr, "read %.3f s, write %.3f s, %zu bytes written\n", readSeconds, writeSeconds,
+                 written.size());
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        return run(argc, argv);
+    } catch (const std::system_error& error) {
+        std::fprintf(stderr, "%s: %s (%s %d)\n", argv[1], error.what(), error.code().category().name(),
+                     error.code().value());
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%s: %s\n", argv[1], error.what());
+    }
+    return 1;
+}
