@@ -19,8 +19,7 @@ using image::PredictionType;
 
 constexpr image::IntegralSize benchSize{4096, 4096};
 
-template <typename P>
-const image::PixelBuffer<P>& content(Content c)
+template <typename P> const image::PixelBuffer<P>& content(Content c)
 {
     static std::map<Content, std::unique_ptr<image::PixelBuffer<P>>> cache;
     auto& slot = cache[c];
@@ -100,8 +99,8 @@ void BM_Decode(benchmark::State& state, ChannelDataCompressionType compression, 
         benchmark::DoNotOptimize(decoded.bytes().data());
     }
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * source.bytes().size()));
-    state.counters["stored%"] = 100.0 * static_cast<double>(storedBytes(channels)) /
-                                static_cast<double>(source.bytes().size());
+    state.counters["stored%"] =
+        100.0 * static_cast<double>(storedBytes(channels)) / static_cast<double>(source.bytes().size());
     state.SetLabel(contentName(contentArg(state)));
 }
 
@@ -117,14 +116,14 @@ void BM_Encode(benchmark::State& state, ChannelDataCompressionType compression, 
         benchmark::DoNotOptimize(channels.data());
     }
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * source.bytes().size()));
-    state.counters["stored%"] = 100.0 * static_cast<double>(stored) / static_cast<double>(source.bytes().size());
+    state.counters["stored%"] =
+        100.0 * static_cast<double>(stored) / static_cast<double>(source.bytes().size());
     state.SetLabel(contentName(contentArg(state)));
 }
 
 // libdeflate's inflate alone on the very streams of the ZIP benchmarks, into mapped planes: the
 // ceiling for decoding ZIP channels.
-template <typename P>
-void BM_InflateOnly(benchmark::State& state, PredictionType prediction)
+template <typename P> void BM_InflateOnly(benchmark::State& state, PredictionType prediction)
 {
     const auto& source = content<P>(contentArg(state));
     const auto channels = source.makeChannelData(false, ChannelDataCompressionType::zip, prediction, false);
@@ -149,7 +148,8 @@ void BM_DeflateLevel(benchmark::State& state)
 {
     const auto& source = content<image::PixelRGBA16>(state.range(1) == 0 ? Content::photo : Content::shapes);
     // The predicted planes as the encoder hands them to deflate.
-    const auto raw = source.makeChannelData(false, ChannelDataCompressionType::zip, PredictionType::prediction, false);
+    const auto raw =
+        source.makeChannelData(false, ChannelDataCompressionType::zip, PredictionType::prediction, false);
     std::vector<std::vector<std::uint8_t>> planes;
     for (const auto& c : raw) {
         std::vector<std::uint8_t> plane(source.bytes().size() / 4);
@@ -165,7 +165,8 @@ void BM_DeflateLevel(benchmark::State& state)
         }
     }
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * source.bytes().size()));
-    state.counters["stored%"] = 100.0 * static_cast<double>(stored) / static_cast<double>(source.bytes().size());
+    state.counters["stored%"] =
+        100.0 * static_cast<double>(stored) / static_cast<double>(source.bytes().size());
     state.SetLabel(state.range(1) == 0 ? "photo" : "shapes");
 }
 
@@ -177,10 +178,10 @@ using image::PixelRGBA32;
 
 // Single-threaded figures are per CPU second (the machines are shared); those that may use a worker
 // thread are per wall-clock second.
-template <typename F>
-void registerWithContents(const char* name, F&& f, bool wallClock = false)
+template <typename F> void registerWithContents(const char* name, F&& f, bool wallClock = false)
 {
-    auto* b = benchmark::RegisterBenchmark(name, std::forward<F>(f))->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+    auto* b =
+        benchmark::RegisterBenchmark(name, std::forward<F>(f))->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
     if (wallClock) {
         b->UseRealTime();
     }
@@ -190,30 +191,39 @@ void registerAll()
 {
     registerWithContents("decode/raw/argb8", [](auto& s) { BM_Decode<PixelARGB8>(s, C::none, Pr::none); });
     registerWithContents("decode/rle/argb8", [](auto& s) { BM_Decode<PixelARGB8>(s, C::rle, Pr::none); });
-    registerWithContents("decode/rle/argb8/wall", [](auto& s) { BM_Decode<PixelARGB8>(s, C::rle, Pr::none); }, true);
-    registerWithContents("decode/rle/argb8/worker/wall",
-                         [](auto& s) { BM_Decode<PixelARGB8>(s, C::rle, Pr::none, true); }, true);
-    registerWithContents("encode/rle/argb8", [](auto& s) { BM_Encode<PixelARGB8>(s, C::rle, Pr::none, false); });
-    registerWithContents("encode/rle/argb8/wall", [](auto& s) { BM_Encode<PixelARGB8>(s, C::rle, Pr::none, false); }, true);
-    registerWithContents("encode/rle/argb8/worker/wall",
-                         [](auto& s) { BM_Encode<PixelARGB8>(s, C::rle, Pr::none, true); }, true);
+    registerWithContents(
+        "decode/rle/argb8/wall", [](auto& s) { BM_Decode<PixelARGB8>(s, C::rle, Pr::none); }, true);
+    registerWithContents(
+        "decode/rle/argb8/worker/wall", [](auto& s) { BM_Decode<PixelARGB8>(s, C::rle, Pr::none, true); },
+        true);
+    registerWithContents("encode/rle/argb8",
+                         [](auto& s) { BM_Encode<PixelARGB8>(s, C::rle, Pr::none, false); });
+    registerWithContents(
+        "encode/rle/argb8/wall", [](auto& s) { BM_Encode<PixelARGB8>(s, C::rle, Pr::none, false); }, true);
+    registerWithContents(
+        "encode/rle/argb8/worker/wall", [](auto& s) { BM_Encode<PixelARGB8>(s, C::rle, Pr::none, true); },
+        true);
     registerWithContents("decode/zip/argb8", [](auto& s) { BM_Decode<PixelARGB8>(s, C::zip, Pr::none); });
     registerWithContents("inflate-only/zip/argb8", [](auto& s) { BM_InflateOnly<PixelARGB8>(s, Pr::none); });
     registerWithContents("decode/raw/rgba16", [](auto& s) { BM_Decode<PixelRGBA16>(s, C::none, Pr::none); });
     registerWithContents("decode/zippred/rgba16",
                          [](auto& s) { BM_Decode<PixelRGBA16>(s, C::zip, Pr::prediction); });
-    registerWithContents("decode/zippred/rgba16/wall",
-                         [](auto& s) { BM_Decode<PixelRGBA16>(s, C::zip, Pr::prediction); }, true);
-    registerWithContents("decode/zippred/rgba16/worker/wall",
-                         [](auto& s) { BM_Decode<PixelRGBA16>(s, C::zip, Pr::prediction, true); }, true);
+    registerWithContents(
+        "decode/zippred/rgba16/wall", [](auto& s) { BM_Decode<PixelRGBA16>(s, C::zip, Pr::prediction); },
+        true);
+    registerWithContents(
+        "decode/zippred/rgba16/worker/wall",
+        [](auto& s) { BM_Decode<PixelRGBA16>(s, C::zip, Pr::prediction, true); }, true);
     registerWithContents("inflate-only/zippred/rgba16",
                          [](auto& s) { BM_InflateOnly<PixelRGBA16>(s, Pr::prediction); });
     registerWithContents("encode/zippred/rgba16",
                          [](auto& s) { BM_Encode<PixelRGBA16>(s, C::zip, Pr::prediction, false); });
-    registerWithContents("encode/zippred/rgba16/wall",
-                         [](auto& s) { BM_Encode<PixelRGBA16>(s, C::zip, Pr::prediction, false); }, true);
-    registerWithContents("encode/zippred/rgba16/worker/wall",
-                         [](auto& s) { BM_Encode<PixelRGBA16>(s, C::zip, Pr::prediction, true); }, true);
+    registerWithContents(
+        "encode/zippred/rgba16/wall",
+        [](auto& s) { BM_Encode<PixelRGBA16>(s, C::zip, Pr::prediction, false); }, true);
+    registerWithContents(
+        "encode/zippred/rgba16/worker/wall",
+        [](auto& s) { BM_Encode<PixelRGBA16>(s, C::zip, Pr::prediction, true); }, true);
     registerWithContents("decode/zippred/rgba32",
                          [](auto& s) { BM_Decode<PixelRGBA32>(s, C::zip, Pr::prediction); });
     registerWithContents("inflate-only/zippred/rgba32",

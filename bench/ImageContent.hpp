@@ -21,8 +21,7 @@ inline const char* contentName(Content c)
 
 /// Fills `buffer` with `content`; `maximum` is the sample maximum (255 or 65535, 1 for floats).
 /// `store(pixel, r, g, b, a)` writes one pixel from values in 0…1.
-template <typename P, typename Store>
-void fill(image::PixelBuffer<P>& buffer, Content content, Store store)
+template <typename P, typename Store> void fill(image::PixelBuffer<P>& buffer, Content content, Store store)
 {
     const auto size = buffer.size();
     const double w = static_cast<double>(size.width);
@@ -35,8 +34,8 @@ void fill(image::PixelBuffer<P>& buffer, Content content, Store store)
     Shape shapes[12];
     std::uniform_real_distribution<double> unit(0.0, 1.0);
     for (Shape& s : shapes) {
-        s = {unit(random) * w, unit(random) * h, (0.05 + 0.2 * unit(random)) * w, unit(random), unit(random),
-             unit(random)};
+        s = {unit(random) * w, unit(random) * h, (0.05 + 0.2 * unit(random)) * w,
+             unit(random),     unit(random),     unit(random)};
     }
     for (std::int64_t y = 0; y < size.height; ++y) {
         for (std::int64_t x = 0; x < size.width; ++x) {
@@ -60,12 +59,14 @@ void fill(image::PixelBuffer<P>& buffer, Content content, Store store)
                     }
                 }
             }
-            store(buffer.at(x, y), std::clamp(r, 0.0, 1.0), std::clamp(g, 0.0, 1.0), std::clamp(b, 0.0, 1.0), a);
+            store(buffer.at(x, y), std::clamp(r, 0.0, 1.0), std::clamp(g, 0.0, 1.0), std::clamp(b, 0.0, 1.0),
+                  a);
         }
     }
 }
 
-inline std::unique_ptr<image::PixelBuffer<image::PixelARGB8>> makeARGB8(image::IntegralSize size, Content content)
+inline std::unique_ptr<image::PixelBuffer<image::PixelARGB8>> makeARGB8(image::IntegralSize size,
+                                                                        Content content)
 {
     auto made = std::make_unique<image::PixelBuffer<image::PixelARGB8>>(size);
     auto& buffer = *made;
@@ -76,7 +77,8 @@ inline std::unique_ptr<image::PixelBuffer<image::PixelARGB8>> makeARGB8(image::I
     return made;
 }
 
-inline std::unique_ptr<image::PixelBuffer<image::PixelRGBA16>> makeRGBA16(image::IntegralSize size, Content content)
+inline std::unique_ptr<image::PixelBuffer<image::PixelRGBA16>> makeRGBA16(image::IntegralSize size,
+                                                                          Content content)
 {
     auto made = std::make_unique<image::PixelBuffer<image::PixelRGBA16>>(size);
     auto& buffer = *made;
@@ -87,7 +89,8 @@ inline std::unique_ptr<image::PixelBuffer<image::PixelRGBA16>> makeRGBA16(image:
     return made;
 }
 
-inline std::unique_ptr<image::PixelBuffer<image::PixelRGBA32>> makeRGBA32(image::IntegralSize size, Content content)
+inline std::unique_ptr<image::PixelBuffer<image::PixelRGBA32>> makeRGBA32(image::IntegralSize size,
+                                                                          Content content)
 {
     auto made = std::make_unique<image::PixelBuffer<image::PixelRGBA32>>(size);
     auto& buffer = *made;

@@ -10,8 +10,7 @@
 namespace psdkit::image::testing {
 
 /// Runs `f` and returns the image error it threw: nothing when it threw nothing or something else.
-template <typename F>
-std::optional<ImageError> thrownImageError(F&& f)
+template <typename F> std::optional<ImageError> thrownImageError(F&& f)
 {
     try {
         f();

@@ -43,11 +43,11 @@ constexpr Coding everyCoding[] = {{Compression::none, PredictionType::none},
                                   {Compression::zip, PredictionType::none},
                                   {Compression::zip, PredictionType::prediction}};
 
-template <typename P>
-void expectRoundTrips(IntegralSize size)
+template <typename P> void expectRoundTrips(IntegralSize size)
 {
     PixelBuffer<P> original(size, "original");
-    const V content = mixedBytes(original.bytes().size(), static_cast<std::uint32_t>(size.width * 31 + size.height));
+    const V content =
+        mixedBytes(original.bytes().size(), static_cast<std::uint32_t>(size.width * 31 + size.height));
     std::copy(content.begin(), content.end(), original.mutableBytes().begin());
     for (const Coding& coding : everyCoding) {
         const auto channels = original.makeChannelData(false, coding.compression, coding.prediction, false);
@@ -57,7 +57,8 @@ void expectRoundTrips(IntegralSize size)
             EXPECT_TRUE(c.bigEndian);
             EXPECT_EQ(c.compressionType, coding.compression);
             EXPECT_EQ(c.predictionType, coding.prediction);
-            EXPECT_EQ(c.rowByteCounts.size(), coding.compression == Compression::rle ? size_t(size.height) : 0u);
+            EXPECT_EQ(c.rowByteCounts.size(),
+                      coding.compression == Compression::rle ? size_t(size.height) : 0u);
         }
         const auto before = channels;
         const PixelBuffer<P> back = decoded<P>(size, channels);
@@ -70,7 +71,8 @@ void expectRoundTrips(IntegralSize size)
 
 TEST(PixelBufferTest, EveryCodingDepthAndSizeRoundTrips)
 {
-    const IntegralSize sizes[] = {{1, 1}, {8, 8}, {9, 9}, {13, 7}, {1000, 1}, {1, 300}, {0, 0}, {0, 4}, {5, 0}};
+    const IntegralSize sizes[] = {{1, 1},   {8, 8}, {9, 9}, {13, 7}, {1000, 1},
+                                  {1, 300}, {0, 0}, {0, 4}, {5, 0}};
     for (const IntegralSize size : sizes) {
         expectRoundTrips<PixelARGB8>(size);
         expectRoundTrips<PixelRGBA16>(size);
@@ -83,8 +85,7 @@ TEST(PixelBufferTest, EveryCodingDepthAndSizeRoundTrips)
 
 // Colour buffers give their channels as red, green, blue, transparency whatever the memory layout,
 // and take them back by role. Values r=1, g=2, b=3, a=4 make a swap visible.
-template <typename P>
-void expectLogicalChannelOrder(const P& pixel, const std::vector<V>& expectedSamples)
+template <typename P> void expectLogicalChannelOrder(const P& pixel, const std::vector<V>& expectedSamples)
 {
     PixelBuffer<P> buffer({3, 2});
     std::ranges::fill(buffer.pixels(), pixel);
@@ -112,8 +113,7 @@ void expectLogicalChannelOrder(const P& pixel, const std::vector<V>& expectedSam
 TEST(PixelBufferTest, ChannelsAreRedGreenBlueTransparencyWhateverTheLayout)
 {
     expectLogicalChannelOrder(PixelARGB8{.a = 4, .r = 1, .g = 2, .b = 3}, {{1}, {2}, {3}, {4}});
-    expectLogicalChannelOrder(PixelRGBA16{.r = 1, .g = 2, .b = 3, .a = 4},
-                              {{0, 1}, {0, 2}, {0, 3}, {0, 4}});
+    expectLogicalChannelOrder(PixelRGBA16{.r = 1, .g = 2, .b = 3, .a = 4}, {{0, 1}, {0, 2}, {0, 3}, {0, 4}});
     expectLogicalChannelOrder(PixelRGBA32{.r = 1.0f, .g = 2.0f, .b = 3.0f, .a = 4.0f},
                               {{0x3F, 0x80, 0, 0}, {0x40, 0, 0, 0}, {0x40, 0x40, 0, 0}, {0x40, 0x80, 0, 0}});
 
@@ -134,22 +134,25 @@ TEST(PixelBufferTest, OpaqueTransparencyIsStoredAsTheFormatsMaximum)
     PixelBuffer<PixelRGBA32> b32({2, 1});
     std::ranges::fill(b32.pixels(), PixelRGBA32{.r = 0, .g = 0, .b = 0, .a = 1.0f});
     const auto none = Compression::none;
-    EXPECT_EQ(b8.makeChannelData(false, none, PredictionType::none, false)[3].compressedData, (V{0xFF, 0xFF}));
+    EXPECT_EQ(b8.makeChannelData(false, none, PredictionType::none, false)[3].compressedData,
+              (V{0xFF, 0xFF}));
     EXPECT_EQ(b16.makeChannelData(false, none, PredictionType::none, false)[3].compressedData,
               (V{0xFF, 0xFF, 0xFF, 0xFF}));
     EXPECT_EQ(b32.makeChannelData(false, none, PredictionType::none, false)[3].compressedData,
               (V{0x3F, 0x80, 0x00, 0x00, 0x3F, 0x80, 0x00, 0x00}));
 
     // And those bytes decode to the maximum.
-    const std::vector<AnyChannelData> opaque{ChannelData<float>(V{0x3F, 0x80, 0, 0}, true, none, PredictionType::none)};
+    const std::vector<AnyChannelData> opaque{
+        ChannelData<float>(V{0x3F, 0x80, 0, 0}, true, none, PredictionType::none)};
     EXPECT_EQ(decoded<PixelGray32>({1, 1}, opaque).at(0, 0).v, 1.0f);
 }
 
 TEST(PixelBufferTest, KnownPackBitsChannelDecodesToKnownPixels)
 {
     // 130 × 2 grey: row 0 = a run of 128 sevens, a no-op, then the literal 1 2; row 1 = 130 × 9.
-    AnyChannelData channel(SampleType::uint8, ByteBuilder().raw({0x81, 7, 0x80, 0x01, 1, 2, 0x81, 9, 0xFF, 9}),
-                           true, Compression::rle, PredictionType::none);
+    AnyChannelData channel(SampleType::uint8,
+                           ByteBuilder().raw({0x81, 7, 0x80, 0x01, 1, 2, 0x81, 9, 0xFF, 9}), true,
+                           Compression::rle, PredictionType::none);
     channel.rowByteCounts = {6, 4};
     const PixelBuffer<PixelGray8> buffer = decoded<PixelGray8>({130, 2}, {channel});
     EXPECT_EQ(buffer.at(0, 0).v, 7);
@@ -220,28 +223,57 @@ TEST(PixelBufferTest, ChannelsThatDoNotFitTheirPlaneAreRefusedWithTheirError)
     const Case cases[] = {
         {"negative width", {-1, 2}, u8({}), ImageError::invalidSize},
         {"negative height", {2, -1}, u8({}), ImageError::invalidSize},
-        {"byte count overflows", {std::numeric_limits<std::int64_t>::max(), 3}, u8({}), ImageError::imageTooLarge},
-        {"16-bit samples for 8-bit pixels", {2, 2}, ChannelData<std::uint16_t>(V(8), true, {}, {}),
+        {"byte count overflows",
+         {std::numeric_limits<std::int64_t>::max(), 3},
+         u8({}),
+         ImageError::imageTooLarge},
+        {"16-bit samples for 8-bit pixels",
+         {2, 2},
+         ChannelData<std::uint16_t>(V(8), true, {}, {}),
          ImageError::sampleTypeMismatch},
         {"raw short", {2, 2}, u8({1, 2, 3}), ImageError::rawSizeMismatch},
         {"raw long", {2, 2}, u8({1, 2, 3, 4, 5}), ImageError::rawSizeMismatch},
         {"raw 300000 squared from ten bytes", {300000, 300000}, u8(V(10)), ImageError::rawSizeMismatch},
         {"fewer row counts than rows", {2, 2}, rle({0x01, 1, 2}, {3}), ImageError::rowByteCountMismatch},
         {"negative row count", {2, 2}, rle({0x01, 1, 2}, {4, -1}), ImageError::rowByteCountMismatch},
-        {"row counts beyond the data", {2, 2}, rle({0x01, 1, 2, 0x01, 3}, {3, 3}), ImageError::rowByteCountMismatch},
-        {"data beyond the row counts", {2, 2}, rle({0x01, 1, 2, 0x01, 3, 4, 0}, {3, 3}),
+        {"row counts beyond the data",
+         {2, 2},
+         rle({0x01, 1, 2, 0x01, 3}, {3, 3}),
+         ImageError::rowByteCountMismatch},
+        {"data beyond the row counts",
+         {2, 2},
+         rle({0x01, 1, 2, 0x01, 3, 4, 0}, {3, 3}),
          ImageError::rowByteCountMismatch},
         {"short PackBits row", {2, 2}, rle({0x00, 1, 0x01, 3, 4}, {2, 3}), ImageError::corruptPackBits},
-        {"overlong PackBits row", {2, 2}, rle({0x02, 1, 2, 3, 0x01, 3, 4}, {4, 3}), ImageError::corruptPackBits},
-        {"PackBits 300000 squared from ten bytes", {300000, 300000}, rle(V(10), hugeCounts),
+        {"overlong PackBits row",
+         {2, 2},
+         rle({0x02, 1, 2, 3, 0x01, 3, 4}, {4, 3}),
          ImageError::corruptPackBits},
-        {"zip inflating to less", {3, 2}, u8(detail::zlibDeflate(plane4), Compression::zip), ImageError::corruptZip},
-        {"zip inflating to more", {3, 1}, u8(detail::zlibDeflate(plane4), Compression::zip), ImageError::corruptZip},
+        {"PackBits 300000 squared from ten bytes",
+         {300000, 300000},
+         rle(V(10), hugeCounts),
+         ImageError::corruptPackBits},
+        {"zip inflating to less",
+         {3, 2},
+         u8(detail::zlibDeflate(plane4), Compression::zip),
+         ImageError::corruptZip},
+        {"zip inflating to more",
+         {3, 1},
+         u8(detail::zlibDeflate(plane4), Compression::zip),
+         ImageError::corruptZip},
         {"zip with trailing bytes", {2, 2}, u8(trailing, Compression::zip), ImageError::corruptZip},
-        {"zip 300000 squared from ten bytes", {300000, 300000}, u8(V(10), Compression::zip), ImageError::corruptZip},
-        {"zip with prediction 2", {2, 2}, u8(detail::zlibDeflate(plane4), Compression::zip, PredictionType{2}),
+        {"zip 300000 squared from ten bytes",
+         {300000, 300000},
+         u8(V(10), Compression::zip),
+         ImageError::corruptZip},
+        {"zip with prediction 2",
+         {2, 2},
+         u8(detail::zlibDeflate(plane4), Compression::zip, PredictionType{2}),
          ImageError::unsupportedPrediction},
-        {"compression 3", {2, 2}, u8(plane4, ChannelDataCompressionType{3}), ImageError::unsupportedCompression},
+        {"compression 3",
+         {2, 2},
+         u8(plane4, ChannelDataCompressionType{3}),
+         ImageError::unsupportedCompression},
     };
     for (const Case& c : cases) {
         const AnyChannelData* one[] = {&c.channel};
@@ -251,9 +283,13 @@ TEST(PixelBufferTest, ChannelsThatDoNotFitTheirPlaneAreRefusedWithTheirError)
 
     const AnyChannelData good = u8(plane4);
     const AnyChannelData* three[] = {&good, &good, &good};
-    EXPECT_EQ(thrownImageError([&] { PixelBuffer<PixelARGB8>({2, 2}, three, false, {}); }),
+    EXPECT_EQ(thrownImageError([&] {
+                  PixelBuffer<PixelARGB8>({2, 2}, three, false, {});
+              }),
               ImageError::channelCountMismatch);
-    EXPECT_EQ(thrownImageError([&] { PixelBuffer<PixelGray8>({2, 2}, three, false, {}); }),
+    EXPECT_EQ(thrownImageError([&] {
+                  PixelBuffer<PixelGray8>({2, 2}, three, false, {});
+              }),
               ImageError::channelCountMismatch);
 }
 
@@ -261,14 +297,17 @@ TEST(PixelBufferTest, SplittingRefusesCompressionsAndPredictionsItDoesNotKnow)
 {
     const PixelBuffer<PixelRGBA16> buffer({2, 2});
     EXPECT_EQ(thrownImageError([&] {
-                  (void)buffer.makeChannelData(false, ChannelDataCompressionType{3}, PredictionType::none, false);
+                  (void)buffer.makeChannelData(false, ChannelDataCompressionType{3}, PredictionType::none,
+                                               false);
               }),
               ImageError::unsupportedCompression);
-    EXPECT_EQ(thrownImageError([&] { (void)buffer.makeChannelData(false, Compression::zip, PredictionType{2}, false); }),
+    EXPECT_EQ(thrownImageError(
+                  [&] { (void)buffer.makeChannelData(false, Compression::zip, PredictionType{2}, false); }),
               ImageError::unsupportedPrediction);
     // Prediction belongs to ZIP; the other compressions record none.
-    EXPECT_EQ(buffer.makeChannelData(false, Compression::rle, PredictionType::prediction, false)[0].predictionType,
-              PredictionType::none);
+    EXPECT_EQ(
+        buffer.makeChannelData(false, Compression::rle, PredictionType::prediction, false)[0].predictionType,
+        PredictionType::none);
 }
 
 TEST(PixelBufferTest, WorkerThreadGivesTheSameChannelsPixelsAndErrors)

@@ -20,7 +20,7 @@ using ChannelPropertyValue = std::variant<std::int64_t, double, bool, std::strin
 /// independent. Nothing here is validated when it is set; decoding (`PixelBuffer`) checks
 /// everything against the plane it expects and refuses what does not fit.
 class AnyChannelData {
-public:
+  public:
     /// An empty uncompressed big-endian channel of 8-bit samples.
     AnyChannelData() = default;
 
@@ -52,34 +52,29 @@ public:
 
     friend bool operator==(const AnyChannelData&, const AnyChannelData&) = default;
 
-private:
+  private:
     SampleType sampleType_ = SampleType::uint8;
 };
 
 /// The sample type of a C++ sample: std::uint8_t, std::uint16_t or float.
-template <typename Sample>
-constexpr SampleType sampleTypeOf() noexcept;
-template <>
-constexpr SampleType sampleTypeOf<std::uint8_t>() noexcept
+template <typename Sample> constexpr SampleType sampleTypeOf() noexcept;
+template <> constexpr SampleType sampleTypeOf<std::uint8_t>() noexcept
 {
     return SampleType::uint8;
 }
-template <>
-constexpr SampleType sampleTypeOf<std::uint16_t>() noexcept
+template <> constexpr SampleType sampleTypeOf<std::uint16_t>() noexcept
 {
     return SampleType::uint16;
 }
-template <>
-constexpr SampleType sampleTypeOf<float>() noexcept
+template <> constexpr SampleType sampleTypeOf<float>() noexcept
 {
     return SampleType::float32;
 }
 
 /// A channel whose sample type is fixed by `Sample` (std::uint8_t, std::uint16_t or float). It adds
 /// no members, so it can be stored in a list of `AnyChannelData` by value without losing anything.
-template <typename Sample>
-class ChannelData final : public AnyChannelData {
-public:
+template <typename Sample> class ChannelData final : public AnyChannelData {
+  public:
     ChannelData(std::vector<std::uint8_t> data, bool isBigEndian, ChannelDataCompressionType compression,
                 PredictionType prediction)
         : AnyChannelData(sampleTypeOf<Sample>(), std::move(data), isBigEndian, compression, prediction)

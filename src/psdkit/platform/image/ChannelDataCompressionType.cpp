@@ -17,8 +17,8 @@ std::string_view rawText(ChannelDataCompressionType compression) noexcept
 
 std::optional<ChannelDataCompressionType> compressionTypeFromRawText(std::string_view text) noexcept
 {
-    for (const auto c :
-         {ChannelDataCompressionType::none, ChannelDataCompressionType::rle, ChannelDataCompressionType::zip}) {
+    for (const auto c : {ChannelDataCompressionType::none, ChannelDataCompressionType::rle,
+                         ChannelDataCompressionType::zip}) {
         if (rawText(c) == text) {
             return c;
         }

@@ -18,7 +18,8 @@ enum class ChannelDataCompressionType {
 [[nodiscard]] std::string_view rawText(ChannelDataCompressionType compression) noexcept;
 
 /// The compression whose raw text is `text` (exact, case-sensitive match), or nothing.
-[[nodiscard]] std::optional<ChannelDataCompressionType> compressionTypeFromRawText(std::string_view text) noexcept;
+[[nodiscard]] std::optional<ChannelDataCompressionType>
+compressionTypeFromRawText(std::string_view text) noexcept;
 
 /// The per-row delta coding applied before ZIP compression. Only `none` (0) and `prediction` (1)
 /// are defined; other values can be held (the type is an open integer enumeration) but cannot be

@@ -55,7 +55,8 @@ void validateChannel(const AnyChannelData& channel, SampleType expected, const P
         return;
     }
     case ChannelDataCompressionType::zip:
-        if (channel.predictionType != PredictionType::none && channel.predictionType != PredictionType::prediction) {
+        if (channel.predictionType != PredictionType::none &&
+            channel.predictionType != PredictionType::prediction) {
             throw ImageException(ImageError::unsupportedPrediction);
         }
         if (shape.planeBytes / maximumDeflateRatio > dataSize) {
@@ -84,7 +85,7 @@ void swapBytesInPlace(std::uint8_t* row, std::size_t width, std::size_t sampleBy
 
 // Hands out the rows of one channel, in order, as native-endian samples.
 class ChannelRowReader {
-public:
+  public:
     // `plane` is the inflated plane of a ZIP channel (null otherwise); rows are asked for from
     // `firstRow` on.
     ChannelRowReader(const AnyChannelData& channel, const PlaneShape& shape, std::uint8_t* plane,
@@ -130,7 +131,8 @@ public:
         }
         case ChannelDataCompressionType::rle: {
             const auto count = static_cast<std::size_t>(channel_->rowByteCounts[y]);
-            packBitsDecodeRowPadded({channel_->compressedData.data() + offset_, count}, {scratch_.get(), rowBytes});
+            packBitsDecodeRowPadded({channel_->compressedData.data() + offset_, count},
+                                    {scratch_.get(), rowBytes});
             offset_ += count;
             if (swap_) {
                 swapBytesInPlace(scratch_.get(), shape_.width, shape_.sampleBytes);
@@ -160,7 +162,7 @@ public:
         }
     }
 
-private:
+  private:
     const AnyChannelData* channel_;
     PlaneShape shape_;
     std::uint8_t* plane_;
@@ -169,12 +171,6 @@ private:
     std::size_t offset_ = 0;
     std::unique_ptr<std::uint8_t[]> scratch_;
 };
-
-// The memory slot of logical channel c (red, green, blue, transparency) in a pixel of `format`.
-std::size_t memorySlot(PixelFormat format, std::size_t c) noexcept
-{
-    return format == PixelFormat::argb8 ? PixelTraits<PixelARGB8>::memoryIndex[c] : c;
-}
 
 void expand16BitRange(std::uint8_t* pixels, std::size_t sampleCount) noexcept
 {
@@ -189,7 +185,8 @@ void expand16BitRange(std::uint8_t* pixels, std::size_t sampleCount) noexcept
 
 } // namespace
 
-std::size_t validateChannels(IntegralSize size, std::span<const AnyChannelData* const> channels, PixelFormat format)
+std::size_t validateChannels(IntegralSize size, std::span<const AnyChannelData* const> channels,
+                             PixelFormat format)
 {
     const std::size_t sampleBytes = bytesPerSample(sampleType(format));
     const PlaneShape shape = PlaneShape::make(size, sampleBytes);

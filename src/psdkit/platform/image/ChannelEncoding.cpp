@@ -13,7 +13,8 @@
 namespace psdkit::image::detail {
 namespace {
 
-using ExtractRow = void (*)(const std::uint8_t*, std::size_t, std::size_t, std::size_t, std::uint8_t*) noexcept;
+using ExtractRow = void (*)(const std::uint8_t*, std::size_t, std::size_t, std::size_t,
+                            std::uint8_t*) noexcept;
 
 ExtractRow extractorFor(std::size_t sampleBytes) noexcept
 {
@@ -100,12 +101,12 @@ AnyChannelData encodeZip(const PlaneSource& source, std::size_t slot, Prediction
             }
         }
     }
-    return {source.sampleType, zlibDeflate({plane.get(), shape.planeBytes}), true, ChannelDataCompressionType::zip,
-            prediction};
+    return {source.sampleType, zlibDeflate({plane.get(), shape.planeBytes}), true,
+            ChannelDataCompressionType::zip, prediction};
 }
 
-AnyChannelData encodeChannel(const PlaneSource& source, std::size_t slot, ChannelDataCompressionType compression,
-                             PredictionType prediction)
+AnyChannelData encodeChannel(const PlaneSource& source, std::size_t slot,
+                             ChannelDataCompressionType compression, PredictionType prediction)
 {
     switch (compression) {
     case ChannelDataCompressionType::none:
@@ -116,11 +117,6 @@ AnyChannelData encodeChannel(const PlaneSource& source, std::size_t slot, Channe
         break;
     }
     return encodeZip(source, slot, prediction);
-}
-
-std::size_t memorySlot(PixelFormat format, std::size_t c) noexcept
-{
-    return format == PixelFormat::argb8 ? PixelTraits<PixelARGB8>::memoryIndex[c] : c;
 }
 
 } // namespace
@@ -144,7 +140,9 @@ std::vector<AnyChannelData> encodeChannels(const std::uint8_t* pixels, IntegralS
 
     std::vector<AnyChannelData> result(count);
     forEachIndex(count, mayUseWorkerThread && source.shape.planeBytes >= minimumPlaneBytesForWorker,
-                 [&](std::size_t c) { result[c] = encodeChannel(source, memorySlot(format, c), compression, prediction); });
+                 [&](std::size_t c) {
+                     result[c] = encodeChannel(source, memorySlot(format, c), compression, prediction);
+                 });
     return result;
 }
 

@@ -6,7 +6,7 @@ namespace psdkit::image {
 namespace {
 
 class ImageErrorCategory final : public std::error_category {
-public:
+  public:
     [[nodiscard]] const char* name() const noexcept override { return "psdkit.image"; }
     [[nodiscard]] std::string message(int value) const override
     {

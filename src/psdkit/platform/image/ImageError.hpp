@@ -50,12 +50,12 @@ enum class ImageError : int {
 
 /// The exception the image core throws. It carries one `ImageError` and no further context.
 class ImageException : public std::system_error {
-public:
+  public:
     explicit ImageException(ImageError error) : std::system_error(make_error_code(error)) {}
     [[nodiscard]] ImageError error() const noexcept { return static_cast<ImageError>(code().value()); }
 };
 
 } // namespace psdkit::image
 
-template <>
-struct std::is_error_code_enum<psdkit::image::ImageError> : std::true_type {};
+template <> struct std::is_error_code_enum<psdkit::image::ImageError> : std::true_type {
+};

@@ -80,8 +80,8 @@ inline void interleave4(const std::uint8_t* const src[4], std::uint8_t* dst, std
 /// Copies the samples of memory slot `slot` out of `width` interleaved pixels of `channels` samples
 /// each into `out`, storing each sample big-endian.
 template <typename Sample>
-inline void extractBigEndian(const std::uint8_t* pixels, std::size_t width, std::size_t channels, std::size_t slot,
-                             std::uint8_t* out) noexcept
+inline void extractBigEndian(const std::uint8_t* pixels, std::size_t width, std::size_t channels,
+                             std::size_t slot, std::uint8_t* out) noexcept
 {
     constexpr std::size_t s = sizeof(Sample);
     std::size_t i = 0;

@@ -12,8 +12,7 @@ namespace {
 
 // Decodes one row; with `Padded`, runs are copied and filled in blocks of 16 bytes that may reach
 // up to 15 bytes past the run (into the output padding, and only where the input has them).
-template <bool Padded>
-void decodeRow(std::span<const std::uint8_t> in, std::span<std::uint8_t> out)
+template <bool Padded> void decodeRow(std::span<const std::uint8_t> in, std::span<std::uint8_t> out)
 {
     constexpr std::size_t block = 16;
     const std::uint8_t* ip = in.data();

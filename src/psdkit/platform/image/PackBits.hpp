@@ -37,6 +37,7 @@ void packBitsDecodeRowPadded(std::span<const std::uint8_t> in, std::span<std::ui
 /// Encodes one row into `out`, which must hold at least `packBitsRowBound(in.size())` bytes, and
 /// returns the number of bytes written. Runs of three or more equal bytes become repeat runs; all
 /// other bytes go into literal runs. Never throws.
-[[nodiscard]] std::size_t packBitsEncodeRow(std::span<const std::uint8_t> in, std::span<std::uint8_t> out) noexcept;
+[[nodiscard]] std::size_t packBitsEncodeRow(std::span<const std::uint8_t> in,
+                                            std::span<std::uint8_t> out) noexcept;
 
 } // namespace psdkit::image::detail

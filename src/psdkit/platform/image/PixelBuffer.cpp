@@ -28,34 +28,30 @@ PixelBuffer<P>::PixelBuffer(IntegralSize size, std::string title)
     std::memset(storage_.get(), 0, count_ * sizeof(P));
 }
 
-template <typename P>
-void PixelBuffer<P>::allocate(std::size_t count)
+template <typename P> void PixelBuffer<P>::allocate(std::size_t count)
 {
     storage_ = detail::allocateLarge(count * sizeof(P));
     pixels_ = reinterpret_cast<P*>(storage_.get());
     count_ = count;
 }
 
-template <typename P>
-std::span<const std::uint8_t> PixelBuffer<P>::bytes() const noexcept
+template <typename P> std::span<const std::uint8_t> PixelBuffer<P>::bytes() const noexcept
+{
+    return {storage_.get(), count_ * sizeof(P)};
+}
+
+template <typename P> std::span<std::uint8_t> PixelBuffer<P>::mutableBytes() noexcept
 {
     return {storage_.get(), count_ * sizeof(P)};
 }
 
 template <typename P>
-std::span<std::uint8_t> PixelBuffer<P>::mutableBytes() noexcept
+std::vector<AnyChannelData>
+PixelBuffer<P>::makeChannelData(bool colorChannelsOnly, ChannelDataCompressionType compression,
+                                PredictionType prediction, bool mayUseWorkerThread) const
 {
-    return {storage_.get(), count_ * sizeof(P)};
-}
-
-template <typename P>
-std::vector<AnyChannelData> PixelBuffer<P>::makeChannelData(bool colorChannelsOnly,
-                                                            ChannelDataCompressionType compression,
-                                                            PredictionType prediction,
-                                                            bool mayUseWorkerThread) const
-{
-    return detail::encodeChannels(bytes().data(), size(), Traits::format, colorChannelsOnly, compression, prediction,
-                                  mayUseWorkerThread);
+    return detail::encodeChannels(bytes().data(), size(), Traits::format, colorChannelsOnly, compression,
+                                  prediction, mayUseWorkerThread);
 }
 
 template class PixelBuffer<PixelARGB8>;

@@ -20,7 +20,7 @@ namespace psdkit::image {
 /// Buffers are reference objects, held by `std::shared_ptr<PixelBufferType>`: whoever holds the
 /// pointer sees and changes the same pixels.
 class PixelBufferType {
-public:
+  public:
     virtual ~PixelBufferType() = default;
     PixelBufferType(const PixelBufferType&) = delete;
     PixelBufferType& operator=(const PixelBufferType&) = delete;
@@ -60,22 +60,21 @@ public:
                                                                       PredictionType prediction,
                                                                       bool mayUseWorkerThread) const = 0;
 
-protected:
+  protected:
     PixelBufferType(IntegralSize size, PixelFormat format, std::string title)
         : size_(size), format_(format), title_(std::move(title))
     {
     }
 
-private:
+  private:
     IntegralSize size_;
     PixelFormat format_;
     std::string title_;
 };
 
 /// A pixel buffer of pixel type `P` (one of the six types of PixelTypes.hpp).
-template <typename P>
-class PixelBuffer final : public PixelBufferType {
-public:
+template <typename P> class PixelBuffer final : public PixelBufferType {
+  public:
     using Traits = PixelTraits<P>;
 
     /// Decodes `channels` into pixels. Colour types take exactly four channels in the order red,
@@ -98,8 +97,8 @@ public:
     /// no decoding is done before the pixels are allocated, so a huge size with a few bytes of data
     /// fails at once. With several faults, the error is the first one met in the order channel
     /// checks, then ZIP streams in channel order, then rows top to bottom.
-    PixelBuffer(IntegralSize size, std::span<const AnyChannelData* const> channels, bool expand16BitColorRange,
-                std::string title, bool mayUseWorkerThread = false);
+    PixelBuffer(IntegralSize size, std::span<const AnyChannelData* const> channels,
+                bool expand16BitColorRange, std::string title, bool mayUseWorkerThread = false);
 
     /// A buffer of `size` with every sample zero. Throws `invalidSize` or `imageTooLarge`.
     explicit PixelBuffer(IntegralSize size, std::string title = {});
@@ -118,10 +117,11 @@ public:
                                                               PredictionType prediction,
                                                               bool mayUseWorkerThread) const override;
 
-private:
+  private:
     [[nodiscard]] std::size_t index(std::int64_t x, std::int64_t y) const noexcept
     {
-        return static_cast<std::size_t>(y) * static_cast<std::size_t>(size().width) + static_cast<std::size_t>(x);
+        return static_cast<std::size_t>(y) * static_cast<std::size_t>(size().width) +
+               static_cast<std::size_t>(x);
     }
 
     void allocate(std::size_t count);

@@ -44,51 +44,44 @@ enum class PixelFormat { argb8, rgba16, rgba32, gray8, gray16, gray32 };
 /// What a pixel type is made of. `channelCount` is 4 for colour (red, green, blue, transparency)
 /// and 1 for grey; `memoryIndex[c]` is the position in the pixel of logical channel c, where the
 /// logical order is red, green, blue, transparency (or the single grey channel).
-template <typename P>
-struct PixelTraits;
+template <typename P> struct PixelTraits;
 
-template <>
-struct PixelTraits<PixelARGB8> {
+template <> struct PixelTraits<PixelARGB8> {
     using Sample = std::uint8_t;
     static constexpr PixelFormat format = PixelFormat::argb8;
     static constexpr SampleType sampleType = SampleType::uint8;
     static constexpr std::size_t channelCount = 4;
     static constexpr std::size_t memoryIndex[4] = {1, 2, 3, 0};
 };
-template <>
-struct PixelTraits<PixelRGBA16> {
+template <> struct PixelTraits<PixelRGBA16> {
     using Sample = std::uint16_t;
     static constexpr PixelFormat format = PixelFormat::rgba16;
     static constexpr SampleType sampleType = SampleType::uint16;
     static constexpr std::size_t channelCount = 4;
     static constexpr std::size_t memoryIndex[4] = {0, 1, 2, 3};
 };
-template <>
-struct PixelTraits<PixelRGBA32> {
+template <> struct PixelTraits<PixelRGBA32> {
     using Sample = float;
     static constexpr PixelFormat format = PixelFormat::rgba32;
     static constexpr SampleType sampleType = SampleType::float32;
     static constexpr std::size_t channelCount = 4;
     static constexpr std::size_t memoryIndex[4] = {0, 1, 2, 3};
 };
-template <>
-struct PixelTraits<PixelGray8> {
+template <> struct PixelTraits<PixelGray8> {
     using Sample = std::uint8_t;
     static constexpr PixelFormat format = PixelFormat::gray8;
     static constexpr SampleType sampleType = SampleType::uint8;
     static constexpr std::size_t channelCount = 1;
     static constexpr std::size_t memoryIndex[1] = {0};
 };
-template <>
-struct PixelTraits<PixelGray16> {
+template <> struct PixelTraits<PixelGray16> {
     using Sample = std::uint16_t;
     static constexpr PixelFormat format = PixelFormat::gray16;
     static constexpr SampleType sampleType = SampleType::uint16;
     static constexpr std::size_t channelCount = 1;
     static constexpr std::size_t memoryIndex[1] = {0};
 };
-template <>
-struct PixelTraits<PixelGray32> {
+template <> struct PixelTraits<PixelGray32> {
     using Sample = float;
     static constexpr PixelFormat format = PixelFormat::gray32;
     static constexpr SampleType sampleType = SampleType::float32;
@@ -99,7 +92,8 @@ struct PixelTraits<PixelGray32> {
 /// The number of channels of a pixel format: 4 for colour, 1 for grey.
 [[nodiscard]] constexpr std::size_t channelCount(PixelFormat format) noexcept
 {
-    return format == PixelFormat::argb8 || format == PixelFormat::rgba16 || format == PixelFormat::rgba32 ? 4 : 1;
+    return format == PixelFormat::argb8 || format == PixelFormat::rgba16 || format == PixelFormat::rgba32 ? 4
+                                                                                                          : 1;
 }
 
 /// The sample type of a pixel format.
@@ -123,6 +117,13 @@ struct PixelTraits<PixelGray32> {
 [[nodiscard]] constexpr std::size_t bytesPerPixel(PixelFormat format) noexcept
 {
     return channelCount(format) * bytesPerSample(sampleType(format));
+}
+
+/// The position in a pixel of `format` of logical channel `channel` (0 red, 1 green, 2 blue,
+/// 3 transparency; 0 for grey).
+[[nodiscard]] constexpr std::size_t memorySlot(PixelFormat format, std::size_t channel) noexcept
+{
+    return format == PixelFormat::argb8 ? PixelTraits<PixelARGB8>::memoryIndex[channel] : channel;
 }
 
 static_assert(sizeof(PixelARGB8) == 4 && sizeof(PixelRGBA16) == 8 && sizeof(PixelRGBA32) == 16);

@@ -16,8 +16,7 @@ inline constexpr std::size_t minimumPlaneBytesForWorker = std::size_t{1} << 20;
 /// thread while the calling thread does the even ones; without it (or when no thread can be started)
 /// all run here in order. Every index runs even if another fails; afterwards the exception of the
 /// lowest failing index is rethrown, so the error is the one a run in order would report first.
-template <typename Body>
-void forEachIndex(std::size_t count, bool useWorker, Body&& body)
+template <typename Body> void forEachIndex(std::size_t count, bool useWorker, Body&& body)
 {
     std::vector<std::exception_ptr> failures(count);
     const auto runFrom = [&](std::size_t first, std::size_t step) {

@@ -49,7 +49,8 @@ libdeflate_compressor* threadCompressor(int level)
 
 std::uint16_t loadU16(const std::uint8_t* p, bool bigEndian) noexcept
 {
-    return bigEndian ? static_cast<std::uint16_t>(p[0] << 8 | p[1]) : static_cast<std::uint16_t>(p[1] << 8 | p[0]);
+    return bigEndian ? static_cast<std::uint16_t>(p[0] << 8 | p[1])
+                     : static_cast<std::uint16_t>(p[1] << 8 | p[0]);
 }
 
 } // namespace
@@ -64,8 +65,8 @@ void zlibInflate(std::span<const std::uint8_t> in, std::span<std::uint8_t> out)
     }
     std::size_t inUsed = 0;
     std::size_t outUsed = 0;
-    const libdeflate_result result = libdeflate_zlib_decompress_ex(&threadDecompressor(), in.data(), in.size(),
-                                                                   out.data(), out.size(), &inUsed, &outUsed);
+    const libdeflate_result result = libdeflate_zlib_decompress_ex(
+        &threadDecompressor(), in.data(), in.size(), out.data(), out.size(), &inUsed, &outUsed);
     if (result != LIBDEFLATE_SUCCESS || inUsed != in.size() || outUsed != out.size()) {
         throw ImageException(ImageError::corruptZip);
     }
@@ -155,7 +156,8 @@ void deltaDecodeRow16(std::uint8_t* row, std::size_t width, bool bigEndian) noex
     }
 }
 
-void floatPredictionEncodeRow(const std::uint8_t* bigEndianFloats, std::size_t width, std::uint8_t* out) noexcept
+void floatPredictionEncodeRow(const std::uint8_t* bigEndianFloats, std::size_t width,
+                              std::uint8_t* out) noexcept
 {
     for (std::size_t i = 0; i < width; ++i) {
         const std::uint8_t* f = bigEndianFloats + 4 * i;

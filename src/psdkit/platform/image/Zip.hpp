@@ -41,7 +41,8 @@ void deltaDecodeRow16(std::uint8_t* row, std::size_t width, bool bigEndian) noex
 /// first (all first bytes, then all second bytes…), then every byte of the 4 × width bytes becomes
 /// its difference to the byte before. Reads `width` big-endian floats, writes 4 × width bytes to
 /// `out`. The byte planes are ordered by significance, so a channel's byte-order flag plays no part.
-void floatPredictionEncodeRow(const std::uint8_t* bigEndianFloats, std::size_t width, std::uint8_t* out) noexcept;
+void floatPredictionEncodeRow(const std::uint8_t* bigEndianFloats, std::size_t width,
+                              std::uint8_t* out) noexcept;
 /// Undoes float prediction: `row` (4 × width bytes, used as scratch and changed) → `width`
 /// native-endian floats in `nativeFloats`.
 void floatPredictionDecodeRow(std::uint8_t* row, std::size_t width, std::uint8_t* nativeFloats) noexcept;
