@@ -10,6 +10,13 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   python3-psd-tools
 )
+# The interop tests run ag-psd under Node.js; a Node.js the machine already has is used as it is.
+if ! command -v node >/dev/null || ! command -v npm >/dev/null; then
+  packages+=(nodejs npm)
+fi
+if [[ "${PSDKIT_SETUP_BENCH:-0}" == 1 ]]; then
+  packages+=(hyperfine)
+fi
 if [[ "${PSDKIT_SETUP_FUZZ:-0}" == 1 ]]; then
   packages+=(clang-14 libclang-rt-14-dev libfuzzer-14-dev)
 fi
