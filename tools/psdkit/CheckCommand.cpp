@@ -37,7 +37,8 @@ bool checkFile(const std::string& path, bool roundTrip)
         std::printf("%s: OK%s\n", path.c_str(), roundTrip ? " (round trip unchanged)" : "");
         return true;
     }
-    std::printf("%s: CHANGED by the round trip (%zu differences)\n", path.c_str(), differences.size());
+    std::printf("%s: CHANGED by the round trip (%zu difference%s)\n", path.c_str(), differences.size(),
+                differences.size() == 1 ? "" : "s");
     for (std::size_t i = 0; i < differences.size() && i < kListedDifferences; ++i) {
         std::printf("  %s\n", differences[i].c_str());
     }

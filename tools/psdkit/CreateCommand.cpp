@@ -122,6 +122,7 @@ void addLayers(PSDWrapper& document, std::span<const std::string> arguments, std
         switch (spec.kind) {
         case LayerSpec::Kind::openGroup:
             document.addSectionDivider();
+            document.layers.back()->name = "</Layer group>"; // the name editors give the closing record
             openGroups.push_back(spec);
             break;
         case LayerSpec::Kind::closeGroup:
@@ -175,8 +176,9 @@ int runCreate(std::span<const std::string> args)
     const std::vector<std::uint8_t> bytes =
         onFile(out, [&] { return document.serializedRepresentationWithCompositeImage(composite.get()); });
     onFile(out, [&] { writeFileAtomically(out, bytes); });
-    std::printf("%s: %s, %" PRId64 "-bit, %" PRId64 " x %" PRId64 " px, %zu layer records\n", out.c_str(),
-                big ? "PSB" : "PSD", document.bitDepth, size.width, size.height, document.layers.size());
+    std::printf("%s: %s, %" PRId64 "-bit, %" PRId64 " x %" PRId64 " px, %zu layer record%s\n", out.c_str(),
+                big ? "PSB" : "PSD", document.bitDepth, size.width, size.height, document.layers.size(),
+                document.layers.size() == 1 ? "" : "s");
     return exitSuccess;
 }
 

@@ -96,7 +96,7 @@ void printText(const std::string& path, const PSDWrapper& document, const LayerT
     std::printf("Channels:    %" PRId64 "%s\n", document.numberOfChannels,
                 document.compositeImageHasAlphaChannel ? " (with merged transparency)" : "");
     std::printf("Profile:     %s\n", printable(document.colorSpace.name()).c_str());
-    std::printf("Layers:      %zu records%s\n", document.layers.size(),
+    std::printf("Layers:      %zu record%s%s\n", document.layers.size(), document.layers.size() == 1 ? "" : "s",
                 document.layers.empty() ? "" : ", top first:");
     for (const LayerNode& node : tree.roots) {
         printLayer(document, node, 0);

@@ -206,8 +206,9 @@ std::vector<std::uint8_t> encodePng(const PngPixels& pixels, const PngOptions& o
             fail("cannot attach the ICC profile", error);
         }
     }
+    // SPNG_FMT_RAW: the samples exactly as given, 16-bit ones big-endian as the PNG stores them.
     if (const int error =
-            spng_encode_image(ctx, pixels.data.data(), pixels.data.size(), SPNG_FMT_PNG, SPNG_ENCODE_FINALIZE)) {
+            spng_encode_image(ctx, pixels.data.data(), pixels.data.size(), SPNG_FMT_RAW, SPNG_ENCODE_FINALIZE)) {
         fail("cannot encode the PNG", error);
     }
     std::size_t length = 0;
