@@ -1,5 +1,6 @@
 #include "psdkit/platform/image/ChannelEncoding.hpp"
 
+#include <cstring>
 #include <memory>
 
 #include "psdkit/platform/image/ImageError.hpp"
@@ -28,96 +29,87 @@ ExtractRow extractorFor(std::size_t sampleBytes) noexcept
     }
 }
 
-// Everything one channel's encoding needs to know about the pixels.
-struct PlaneSource {
-    const std::uint8_t* pixels;
-    PlaneShape shape;
-    std::size_t channels; // samples per pixel
-    SampleType sampleType;
-    ExtractRow extract;
-
-    [[nodiscard]] const std::uint8_t* pixelRow(std::size_t y) const noexcept
+// Builds one compressed channel from its rows, given in order as big-endian samples.
+class ChannelWriter {
+  public:
+    ChannelWriter(SampleType sampleType, const PlaneShape& shape, ChannelDataCompressionType compression,
+                  PredictionType prediction)
+        : shape_(shape), compression_(compression),
+          prediction_(compression == ChannelDataCompressionType::zip ? prediction : PredictionType::none),
+          sampleType_(sampleType)
     {
-        return pixels + y * shape.rowBytes * channels;
-    }
-};
-
-AnyChannelData encodeRaw(const PlaneSource& source, std::size_t slot)
-{
-    const PlaneShape& shape = source.shape;
-    std::vector<std::uint8_t> data;
-    data.reserve(shape.planeBytes);
-    const auto row = std::make_unique_for_overwrite<std::uint8_t[]>(shape.rowBytes);
-    for (std::size_t y = 0; y < shape.height; ++y) {
-        source.extract(source.pixelRow(y), shape.width, source.channels, slot, row.get());
-        data.insert(data.end(), row.get(), row.get() + shape.rowBytes);
-    }
-    return {source.sampleType, std::move(data), true, ChannelDataCompressionType::none, PredictionType::none};
-}
-
-AnyChannelData encodePackBits(const PlaneSource& source, std::size_t slot)
-{
-    const PlaneShape& shape = source.shape;
-    const std::size_t rowBound = packBitsRowBound(shape.rowBytes);
-    std::vector<std::uint8_t> data;
-    // Reserving the worst case maps no memory yet: only the pages written are touched.
-    data.reserve(checkedMultiply(rowBound, shape.height));
-    std::vector<std::int64_t> counts;
-    counts.reserve(shape.height);
-    const auto row = std::make_unique_for_overwrite<std::uint8_t[]>(shape.rowBytes);
-    const auto packed = std::make_unique_for_overwrite<std::uint8_t[]>(rowBound);
-    for (std::size_t y = 0; y < shape.height; ++y) {
-        source.extract(source.pixelRow(y), shape.width, source.channels, slot, row.get());
-        const std::size_t n = packBitsEncodeRow({row.get(), shape.rowBytes}, {packed.get(), rowBound});
-        counts.push_back(static_cast<std::int64_t>(n));
-        data.insert(data.end(), packed.get(), packed.get() + n);
-    }
-    data.shrink_to_fit();
-    AnyChannelData channel(source.sampleType, std::move(data), true, ChannelDataCompressionType::rle,
-                           PredictionType::none);
-    channel.rowByteCounts = std::move(counts);
-    return channel;
-}
-
-AnyChannelData encodeZip(const PlaneSource& source, std::size_t slot, PredictionType prediction)
-{
-    const PlaneShape& shape = source.shape;
-    const bool predicted = prediction == PredictionType::prediction;
-    const LargeAllocation plane = allocateLarge(shape.planeBytes);
-    const auto scratch = std::make_unique_for_overwrite<std::uint8_t[]>(shape.rowBytes);
-    for (std::size_t y = 0; y < shape.height; ++y) {
-        std::uint8_t* out = plane.get() + y * shape.rowBytes;
-        if (predicted && shape.sampleBytes == 4) {
-            source.extract(source.pixelRow(y), shape.width, source.channels, slot, scratch.get());
-            floatPredictionEncodeRow(scratch.get(), shape.width, out);
-            continue;
+        switch (compression) {
+        case ChannelDataCompressionType::none:
+            data_.reserve(shape.planeBytes);
+            break;
+        case ChannelDataCompressionType::rle:
+            // Reserving the worst case maps no memory yet: only the pages written are touched.
+            data_.reserve(checkedMultiply(packBitsRowBound(shape.rowBytes), shape.height));
+            counts_.reserve(shape.height);
+            packed_ = std::make_unique_for_overwrite<std::uint8_t[]>(packBitsRowBound(shape.rowBytes));
+            break;
+        case ChannelDataCompressionType::zip:
+            plane_ = allocateLarge(shape.planeBytes);
+            break;
         }
-        source.extract(source.pixelRow(y), shape.width, source.channels, slot, out);
-        if (predicted) {
-            if (shape.sampleBytes == 1) {
-                deltaEncodeRow8(out, shape.width);
+    }
+
+    // Takes row y; `row` (rowBytes big-endian samples) may be changed.
+    void addRow(std::size_t y, std::uint8_t* row)
+    {
+        switch (compression_) {
+        case ChannelDataCompressionType::none:
+            data_.insert(data_.end(), row, row + shape_.rowBytes);
+            return;
+        case ChannelDataCompressionType::rle: {
+            const std::size_t bound = packBitsRowBound(shape_.rowBytes);
+            const std::size_t n = packBitsEncodeRow({row, shape_.rowBytes}, {packed_.get(), bound});
+            counts_.push_back(static_cast<std::int64_t>(n));
+            data_.insert(data_.end(), packed_.get(), packed_.get() + n);
+            return;
+        }
+        case ChannelDataCompressionType::zip:
+            break;
+        }
+        std::uint8_t* out = plane_.get() + y * shape_.rowBytes;
+        if (prediction_ != PredictionType::prediction) {
+            std::memcpy(out, row, shape_.rowBytes);
+        } else if (shape_.sampleBytes == 4) {
+            floatPredictionEncodeRow(row, shape_.width, out);
+        } else {
+            std::memcpy(out, row, shape_.rowBytes);
+            if (shape_.sampleBytes == 1) {
+                deltaEncodeRow8(out, shape_.width);
             } else {
-                deltaEncodeRow16(out, shape.width);
+                deltaEncodeRow16(out, shape_.width);
             }
         }
     }
-    return {source.sampleType, zlibDeflate({plane.get(), shape.planeBytes}), true,
-            ChannelDataCompressionType::zip, prediction};
-}
 
-AnyChannelData encodeChannel(const PlaneSource& source, std::size_t slot,
-                             ChannelDataCompressionType compression, PredictionType prediction)
-{
-    switch (compression) {
-    case ChannelDataCompressionType::none:
-        return encodeRaw(source, slot);
-    case ChannelDataCompressionType::rle:
-        return encodePackBits(source, slot);
-    case ChannelDataCompressionType::zip:
-        break;
+    // The channel, once every row has been added.
+    AnyChannelData finish()
+    {
+        if (compression_ == ChannelDataCompressionType::zip) {
+            data_ = zlibDeflate({plane_.get(), shape_.planeBytes});
+            plane_.reset();
+        } else {
+            data_.shrink_to_fit();
+        }
+        AnyChannelData channel(sampleType_, std::move(data_), true, compression_, prediction_);
+        channel.rowByteCounts = std::move(counts_);
+        return channel;
     }
-    return encodeZip(source, slot, prediction);
-}
+
+  private:
+    PlaneShape shape_;
+    ChannelDataCompressionType compression_;
+    PredictionType prediction_;
+    SampleType sampleType_;
+    std::vector<std::uint8_t> data_;
+    std::vector<std::int64_t> counts_;
+    std::unique_ptr<std::uint8_t[]> packed_;
+    LargeAllocation plane_;
+};
 
 } // namespace
 
@@ -134,15 +126,35 @@ std::vector<AnyChannelData> encodeChannels(const std::uint8_t* pixels, IntegralS
         throw ImageException(ImageError::unsupportedPrediction);
     }
     const SampleType type = sampleType(format);
-    const PlaneSource source{pixels, PlaneShape::make(size, bytesPerSample(type)), channelCount(format), type,
-                             extractorFor(bytesPerSample(type))};
-    const std::size_t count = source.channels == 4 && colorChannelsOnly ? 3 : source.channels;
+    const PlaneShape shape = PlaneShape::make(size, bytesPerSample(type));
+    const std::size_t samplesPerPixel = channelCount(format);
+    const std::size_t count = samplesPerPixel == 4 && colorChannelsOnly ? 3 : samplesPerPixel;
+    const ExtractRow extract = extractorFor(shape.sampleBytes);
 
+    // Each thread takes every channel of its group row by row, so that a row of pixels is read from
+    // memory once for all of them. With a worker, the groups are the even and the odd channels.
+    const bool useWorker = mayUseWorkerThread && count > 1 && shape.planeBytes >= minimumPlaneBytesForWorker;
+    const std::size_t groups = useWorker ? 2 : 1;
     std::vector<AnyChannelData> result(count);
-    forEachIndex(count, mayUseWorkerThread && source.shape.planeBytes >= minimumPlaneBytesForWorker,
-                 [&](std::size_t c) {
-                     result[c] = encodeChannel(source, memorySlot(format, c), compression, prediction);
-                 });
+    forEachIndex(groups, useWorker, [&](std::size_t group) {
+        std::vector<std::size_t> members;
+        std::vector<ChannelWriter> writers;
+        for (std::size_t c = group; c < count; c += groups) {
+            members.push_back(c);
+            writers.emplace_back(type, shape, compression, prediction);
+        }
+        const auto row = std::make_unique_for_overwrite<std::uint8_t[]>(shape.rowBytes);
+        for (std::size_t y = 0; y < shape.height; ++y) {
+            const std::uint8_t* pixelRow = pixels + y * shape.rowBytes * samplesPerPixel;
+            for (std::size_t k = 0; k < members.size(); ++k) {
+                extract(pixelRow, shape.width, samplesPerPixel, memorySlot(format, members[k]), row.get());
+                writers[k].addRow(y, row.get());
+            }
+        }
+        for (std::size_t k = 0; k < members.size(); ++k) {
+            result[members[k]] = writers[k].finish();
+        }
+    });
     return result;
 }
 
