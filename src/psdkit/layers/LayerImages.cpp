@@ -12,6 +12,15 @@ namespace {
 {
     throw PSDException(PSDError::readParameterError);
 }
+
+// Large images are decoded with the image core's worker thread beside the caller's; the pixels and
+// the error are those of decoding on one thread.
+template <typename P>
+std::shared_ptr<image::PixelBufferType> decoded(image::IntegralSize size,
+                                                std::span<const image::AnyChannelData* const> channels)
+{
+    return std::make_shared<image::PixelBuffer<P>>(size, channels, false, std::string(), true);
+}
 } // namespace
 
 image::AnyChannelData opaqueChannel(std::int64_t bitDepth, image::IntegralSize size,
@@ -73,11 +82,11 @@ std::shared_ptr<image::PixelBufferType> colorImage(std::int64_t bitDepth, image:
 {
     switch (bitDepth) {
     case 8:
-        return std::make_shared<image::PixelBuffer<image::PixelARGB8>>(size, channels, false, std::string());
+        return decoded<image::PixelARGB8>(size, channels);
     case 16:
-        return std::make_shared<image::PixelBuffer<image::PixelRGBA16>>(size, channels, false, std::string());
+        return decoded<image::PixelRGBA16>(size, channels);
     case 32:
-        return std::make_shared<image::PixelBuffer<image::PixelRGBA32>>(size, channels, false, std::string());
+        return decoded<image::PixelRGBA32>(size, channels);
     default:
         unsupportedDepth();
     }
@@ -88,11 +97,11 @@ std::shared_ptr<image::PixelBufferType> grayImage(std::int64_t bitDepth, image::
 {
     switch (bitDepth) {
     case 8:
-        return std::make_shared<image::PixelBuffer<image::PixelGray8>>(size, channels, false, std::string());
+        return decoded<image::PixelGray8>(size, channels);
     case 16:
-        return std::make_shared<image::PixelBuffer<image::PixelGray16>>(size, channels, false, std::string());
+        return decoded<image::PixelGray16>(size, channels);
     case 32:
-        return std::make_shared<image::PixelBuffer<image::PixelGray32>>(size, channels, false, std::string());
+        return decoded<image::PixelGray32>(size, channels);
     default:
         unsupportedDepth();
     }
