@@ -1,19 +1,10 @@
 // The image data section: the composite's planes, kept compressed, and the alpha channels; and
 // the composite as a pixel buffer for the host.
 #include "psdkit/document/PSDDocumentReader.hpp"
+#include "psdkit/layers/DepthFormats.hpp"
 #include "psdkit/layers/LayerImages.hpp"
 
 namespace psdkit {
-namespace {
-
-image::SampleType sampleTypeForDepth(std::int64_t bitDepth)
-{
-    return bitDepth == 32 ? image::SampleType::float32
-           : bitDepth == 16 ? image::SampleType::uint16
-                            : image::SampleType::uint8;
-}
-
-} // namespace
 
 void PSDDocumentReader::readImageData()
 {
@@ -32,7 +23,7 @@ void PSDDocumentReader::readImageData()
     if (code >= 2) {
         throw PSDException(PSDError::readCorruptFile); // ZIP-compressed composites are not read
     }
-    const image::SampleType sampleType = sampleTypeForDepth(doc.bitDepth);
+    const image::SampleType sampleType = sampleTypeForDepth(doc.bitDepth).value_or(image::SampleType::uint8);
     const auto bytesPerSample = static_cast<std::int64_t>(image::bytesPerSample(sampleType));
 
     std::vector<std::vector<std::int64_t>> rowCounts;
@@ -107,12 +98,12 @@ void PSDDocumentReader::buildAlphaChannels()
 std::shared_ptr<image::PixelBufferType> PSDWrapper::compositeImage() const
 {
     const std::size_t needed = compositeImageHasAlphaChannel ? 4 : 3;
-    if (imageDataChannelData.size() < needed || (bitDepth != 8 && bitDepth != 16 && bitDepth != 32)) {
+    const auto expected = sampleTypeForDepth(bitDepth);
+    if (imageDataChannelData.size() < needed || !expected) {
         return nullptr;
     }
-    const image::SampleType expected = sampleTypeForDepth(bitDepth);
     for (std::size_t c = 0; c < needed; ++c) {
-        if (imageDataChannelData[c].sampleType() != expected) {
+        if (imageDataChannelData[c].sampleType() != *expected) {
             return nullptr; // the host changed the depth after reading
         }
     }

@@ -117,15 +117,9 @@ void PSDDocumentReader::readImageResource()
         doc.vResUnit = scanner_.scanInt16();
         doc.heightUnit = scanner_.scanInt16();
         break;
-    case 1006: {
-        std::vector<std::string> names;
-        const std::int64_t end = dataStart + size;
-        while (scanner_.offset() < end) {
-            names.push_back(scanner_.scanPascalString());
-        }
-        doc.alphaChannelsPascalNames = std::move(names);
+    case 1006:
+        doc.alphaChannelsPascalNames = readNames(dataStart + size, &PSDScanner::scanPascalString);
         break;
-    }
     case 1024:
         doc.targetLayerIndex = scanner_.scanInt16();
         break;
@@ -150,15 +144,9 @@ void PSDDocumentReader::readImageResource()
     case 1044:
         doc.minimumNewLayerID = scanner_.scanInt32();
         break;
-    case 1045: {
-        std::vector<std::string> names;
-        const std::int64_t end = dataStart + size;
-        while (scanner_.offset() < end) {
-            names.push_back(scanner_.scanUnicodeString());
-        }
-        doc.alphaChannelsUnicodeNames = std::move(names);
+    case 1045:
+        doc.alphaChannelsUnicodeNames = readNames(dataStart + size, &PSDScanner::scanUnicodeString);
         break;
-    }
     case 1049:
         doc.globalLightAltitude = scanner_.scanInt32();
         break;
@@ -178,6 +166,15 @@ void PSDDocumentReader::readImageResource()
         break;
     }
     scanner_.skip(size % 2 != 0 ? 1 : 0);
+}
+
+std::vector<std::string> PSDDocumentReader::readNames(std::int64_t end, std::string (PSDScanner::*scanName)())
+{
+    std::vector<std::string> names;
+    while (scanner_.offset() < end) {
+        names.push_back((scanner_.*scanName)());
+    }
+    return names;
 }
 
 void PSDDocumentReader::readLayerAndMaskInformation()

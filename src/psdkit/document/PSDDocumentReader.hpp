@@ -34,6 +34,8 @@ private:
     void readColorModeData();
     void readImageResources();
     void readImageResource();
+    // Names one after another until the cursor reaches `end`.
+    std::vector<std::string> readNames(std::int64_t end, std::string (PSDScanner::*scanName)());
     void readLayerAndMaskInformation();
     void readLayerInformation();
     void readDocumentTaggedBlocks(std::int64_t sectionEnd, bool lengthsByKey);

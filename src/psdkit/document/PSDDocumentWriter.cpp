@@ -3,6 +3,7 @@
 #include <limits>
 #include <unordered_map>
 
+#include "psdkit/layers/DepthFormats.hpp"
 #include "psdkit/layers/TaggedBlockWriting.hpp"
 #include "psdkit/platform/LibraryResources.hpp"
 #include "psdkit/platform/PropertyList.hpp"
@@ -15,27 +16,6 @@ namespace {
 [[noreturn]] void refuse()
 {
     throw PSDException(PSDError::writeParameterError);
-}
-
-image::PixelFormat compositeFormat(std::int64_t bitDepth)
-{
-    switch (bitDepth) {
-    case 8:
-        return image::PixelFormat::argb8;
-    case 16:
-        return image::PixelFormat::rgba16;
-    case 32:
-        return image::PixelFormat::rgba32;
-    default:
-        refuse();
-    }
-}
-
-image::PixelFormat alphaFormat(std::int64_t bitDepth)
-{
-    return bitDepth == 32 ? image::PixelFormat::gray32
-           : bitDepth == 16 ? image::PixelFormat::gray16
-                            : image::PixelFormat::gray8;
 }
 
 // Hands out the next new layer ID.
@@ -192,7 +172,7 @@ void PSDDocumentWriter::writeImageData()
         refuse();
     }
     const image::IntegralSize size{doc.imageWidth, doc.imageHeight};
-    if (composite_->format() != compositeFormat(doc.bitDepth) || composite_->size() != size) {
+    if (composite_->format() != colorPixelFormat(doc.bitDepth) || composite_->size() != size) {
         refuse();
     }
     std::vector<image::AnyChannelData> channels =
@@ -202,7 +182,7 @@ void PSDDocumentWriter::writeImageData()
             if (!alpha || !alpha->image) {
                 continue;
             }
-            if (alpha->image->size() != size || alpha->image->format() != alphaFormat(doc.bitDepth)) {
+            if (alpha->image->size() != size || alpha->image->format() != grayPixelFormat(doc.bitDepth)) {
                 refuse();
             }
             auto extra = alpha->image->makeChannelData(false, compression, image::PredictionType::none, false);

@@ -1,26 +1,13 @@
 // Reading one layer record: bounds, channel entries, blend mode, flags, and the extra data (mask
 // data, blending ranges, name and the additional layer information blocks).
 #include "psdkit/core/PSDScanner.hpp"
+#include "psdkit/layers/DepthFormats.hpp"
 #include "psdkit/layers/PSDLayerWrapper.hpp"
 #include "psdkit/platform/support/Diagnostics.hpp"
 #include "psdkit/platform/text/DebugText.hpp"
 
 namespace psdkit {
 namespace {
-
-std::optional<image::SampleType> sampleTypeForDepth(std::int64_t bitDepth)
-{
-    switch (bitDepth) {
-    case 8:
-        return image::SampleType::uint8;
-    case 16:
-        return image::SampleType::uint16;
-    case 32:
-        return image::SampleType::float32;
-    default:
-        return std::nullopt;
-    }
-}
 
 // `base` + `length`, refusing sums that do not fit 64 bits.
 std::int64_t checkedEnd(std::int64_t base, std::int64_t length)

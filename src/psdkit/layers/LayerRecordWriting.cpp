@@ -4,6 +4,7 @@
 
 #include "psdkit/core/PSDWriter.hpp"
 #include "psdkit/core/WriteValues.hpp"
+#include "psdkit/layers/DepthFormats.hpp"
 #include "psdkit/layers/PSDCompressionType.hpp"
 #include "psdkit/layers/PSDLayerWrapper.hpp"
 #include "psdkit/layers/TaggedBlockWriting.hpp"
@@ -15,34 +16,6 @@ namespace {
 [[noreturn]] void refuse()
 {
     throw PSDException(PSDError::writeParameterError);
-}
-
-image::PixelFormat colorFormat(std::int64_t bitDepth)
-{
-    switch (bitDepth) {
-    case 8:
-        return image::PixelFormat::argb8;
-    case 16:
-        return image::PixelFormat::rgba16;
-    case 32:
-        return image::PixelFormat::rgba32;
-    default:
-        refuse();
-    }
-}
-
-image::PixelFormat grayFormat(std::int64_t bitDepth)
-{
-    switch (bitDepth) {
-    case 8:
-        return image::PixelFormat::gray8;
-    case 16:
-        return image::PixelFormat::gray16;
-    case 32:
-        return image::PixelFormat::gray32;
-    default:
-        refuse();
-    }
 }
 
 // Blend modes a 32-bit record cannot hold; they are written as "norm" and remembered in the
@@ -75,7 +48,11 @@ std::int64_t storedChannelLength(const image::AnyChannelData& channel, bool bigF
 void PSDLayerWrapper::prepareChannelDataForExport()
 {
     channelDataPreparedForExport.clear();
-    const image::PixelFormat contentFormat = colorFormat(bitDepth);
+    const auto contentFormat = colorPixelFormat(bitDepth);
+    const auto maskFormat = grayPixelFormat(bitDepth);
+    if (!contentFormat || !maskFormat) {
+        refuse();
+    }
     if (!contentImage) {
         for (const std::int64_t id : {0, 1, 2, -1}) {
             channelDataPreparedForExport.emplace(
@@ -84,7 +61,7 @@ void PSDLayerWrapper::prepareChannelDataForExport()
         }
     } else {
         const image::IntegralSize size = contentImage->size();
-        if (contentImage->format() != contentFormat || size != contentsRect.size()) {
+        if (contentImage->format() != *contentFormat || size != contentsRect.size()) {
             refuse();
         }
         auto compression = image::ChannelDataCompressionType::none;
@@ -108,7 +85,7 @@ void PSDLayerWrapper::prepareChannelDataForExport()
     }
     if (hasLayerMask && maskImage) {
         const image::IntegralSize size = maskImage->size();
-        if (maskImage->format() != grayFormat(bitDepth) || size != maskRect.size()) {
+        if (maskImage->format() != *maskFormat || size != maskRect.size()) {
             refuse();
         }
         auto compression = image::ChannelDataCompressionType::none;
