@@ -1,0 +1,116 @@
+"""The psd-tools side of the interop tests: what psd-tools decodes from a file, in the shape of
+psdkit_interop_tool's dump (per layer record: name, kind, bounds, mask bounds, channels as
+big-endian sample bytes; the composite's channels).
+
+psd-tools is used as a host would use it first (PSDImage.open, a PIL image of every layer and of
+the composite, which must not fail), then through its record-level API for exact samples: its
+high-level images are 8-bit, while the records give every depth's samples unchanged."""
+import logging
+import warnings
+
+from psd_tools import PSDImage
+from psd_tools.constants import Tag
+
+DIVIDER_KINDS = {1: "group", 2: "group", 3: "divider"}
+
+
+def _layer_info(record):
+    """The layer information psd-tools' own layer tree uses: Lr16/Lr32/Layr blocks first."""
+    section = record.layer_and_mask_information
+    blocks = section.tagged_blocks
+    if blocks is not None:
+        for tag in (Tag.LAYER_16, Tag.LAYER_32, Tag.LAYER):
+            info = blocks.get_data(tag)
+            if info is not None:
+                return info
+    return section.layer_info
+
+
+def _name(layer_record):
+    unicode_name = layer_record.tagged_blocks.get_data(Tag.UNICODE_LAYER_NAME)
+    return unicode_name if unicode_name is not None else layer_record.name
+
+
+def _kind(layer_record):
+    setting = layer_record.tagged_blocks.get_data(Tag.SECTION_DIVIDER_SETTING)
+    if setting is None:
+        return "layer"
+    return DIVIDER_KINDS.get(int(setting.kind), "layer")
+
+
+def _opaque(width, height, depth):
+    one = {8: b"\xff", 16: b"\xff\xff", 32: b"\x3f\x80\x00\x00"}[depth]
+    return one * (width * height)
+
+
+def _layer_entry(layer_record, channel_data, depth, version):
+    top, left, bottom, right = layer_record.top, layer_record.left, layer_record.bottom, layer_record.right
+    entry = {"name": _name(layer_record), "kind": _kind(layer_record),
+             "bounds": [top, left, bottom, right], "mask": None, "channels": {}}
+    width, height = right - left, bottom - top
+    mask = layer_record.mask_data
+    if mask is not None:
+        entry["mask"] = [mask.top, mask.left, mask.bottom, mask.right]
+    for info, data in zip(layer_record.channel_info, channel_data):
+        channel_id = int(info.id)
+        if channel_id in (0, 1, 2, -1) and width > 0 and height > 0:
+            entry["channels"][str(channel_id)] = data.get_data(width, height, depth, version)
+        elif channel_id == -2 and mask is not None and mask.width > 0 and mask.height > 0:
+            entry["channels"]["-2"] = data.get_data(mask.width, mask.height, depth, version)
+    if width > 0 and height > 0 and "-1" not in entry["channels"]:
+        entry["channels"]["-1"] = _opaque(width, height, depth)
+    return entry
+
+
+class _Collector(logging.Handler):
+    def __init__(self):
+        super().__init__(logging.WARNING)
+        self.messages = []
+
+    def emit(self, record):
+        self.messages.append(record.getMessage())
+
+
+def decode(path):
+    """What psd-tools sees in the file at `path`, as a dictionary (see the module text). Its
+    warnings and log messages are collected under "warnings" instead of being printed."""
+    collector = _Collector()
+    logger = logging.getLogger("psd_tools")
+    logger.addHandler(collector)
+    logger.propagate = False
+    try:
+        with warnings.catch_warnings():
+            warnings.simplefilter("ignore")
+            result = _decode(path)
+    finally:
+        logger.removeHandler(collector)
+    unique = []
+    for message in collector.messages:
+        if message not in unique:
+            unique.append(message)
+    result["warnings"] = unique
+    return result
+
+
+def _decode(path):
+    psd = PSDImage.open(path)
+    images = 0
+    for layer in psd.descendants():
+        if layer.topil() is not None:
+            images += 1
+    psd.topil()
+
+    record = psd._record  # the record-level API: exact samples at every depth
+    header = record.header
+    info = _layer_info(record)
+    layers = []
+    if info is not None and info.layer_records is not None:
+        for layer_record, channel_data in zip(info.layer_records, info.channel_image_data):
+            layers.append(_layer_entry(layer_record, channel_data, header.depth, header.version))
+    composite = record.image_data.get_data(header)
+    tagged = record.layer_and_mask_information.tagged_blocks
+    keys = [] if tagged is None else [getattr(k, "value", k).decode("latin-1") for k in tagged.keys()]
+    patterns = None if tagged is None else tagged.get_data(Tag.PATTERNS1)
+    return {"width": header.width, "height": header.height, "depth": header.depth,
+            "layers": layers, "composite": list(composite), "blockKeys": keys, "pilImages": images,
+            "patterns": [] if patterns is None else [pattern.name.strip("\0") for pattern in patterns]}
