@@ -16,6 +16,7 @@ run_suite() {
 echo "== build and test (RelWithDebInfo)"
 run_suite build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo
 if [[ -x scripts/test-tool.sh ]]; then scripts/test-tool.sh build/release/tools/psdkit/psdkit; fi
+scripts/test-package.sh build/release
 
 echo "== build and test under AddressSanitizer + UndefinedBehaviorSanitizer"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
