@@ -25,7 +25,8 @@ bool checkFile(const std::string& path, bool roundTrip)
             // A second copy is written: serialization changes the document it writes.
             PSDWrapper written(bytes);
             const auto composite = compositeForWriting(written);
-            const std::vector<std::uint8_t> rewritten = written.serializedRepresentationWithCompositeImage(composite.get());
+            const std::vector<std::uint8_t> rewritten =
+                written.serializedRepresentationWithCompositeImage(composite.get());
             const PSDWrapper reread(rewritten);
             differences = compareDocuments(original, reread);
         }

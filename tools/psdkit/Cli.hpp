@@ -24,28 +24,28 @@ enum ExitStatus : int {
 
 /// A command line that does not make sense; main prints the message and the command's usage.
 class UsageError : public std::runtime_error {
-public:
+  public:
     using std::runtime_error::runtime_error;
 };
 
 /// A file that could not be read or written (missing, unreadable, disk full …). The message
 /// names the cause, not the file: callers attach the file with `onFile` (Failure.hpp).
 class IoError : public std::runtime_error {
-public:
+  public:
     using std::runtime_error::runtime_error;
 };
 
 /// A file whose contents the tool itself refuses (a PNG that does not decode, a layer that does
 /// not fit); reported like the library's own refusals, with exit status 2.
 class InputError : public std::runtime_error {
-public:
+  public:
     using std::runtime_error::runtime_error;
 };
 
 /// The arguments of one command, split into positional arguments and `--name[=value]` options.
 /// Options that take a value accept both `--size 10x10` and `--size=10x10`.
 class Arguments {
-public:
+  public:
     /// `valueOptions` and `flagOptions` name the options the command knows (without dashes);
     /// anything else starting with "--" is a UsageError. A lone "--" ends the options.
     Arguments(std::span<const std::string> args, std::vector<std::string> valueOptions,
@@ -57,7 +57,7 @@ public:
     /// Throws UsageError unless there are between `min` and `max` positional arguments.
     void expectPositional(std::size_t min, std::size_t max) const;
 
-private:
+  private:
     std::vector<std::string> positional_;
     std::vector<std::string> flags_;
     std::vector<std::pair<std::string, std::string>> values_;

@@ -133,7 +133,8 @@ PSDWrapper readDocument(const std::filesystem::path& path)
 void writeFileAtomically(const std::filesystem::path& path, std::span<const std::uint8_t> bytes)
 {
     const std::filesystem::path temporary =
-        path.parent_path() / ("." + path.filename().string() + ".psdkit-" + std::to_string(::getpid()) + ".tmp");
+        path.parent_path() /
+        ("." + path.filename().string() + ".psdkit-" + std::to_string(::getpid()) + ".tmp");
     std::FILE* file = std::fopen(temporary.c_str(), "wb");
     if (!file) {
         throw IoError(systemMessage(errno));
@@ -173,7 +174,10 @@ std::string printable(const std::string& text)
             out += static_cast<char>(c);
         } else {
             // Copy a well-formed UTF-8 sequence whole; escape a stray byte.
-            const std::size_t length = c >= 0xF0 && c < 0xF5 ? 4 : c >= 0xE0 ? 3 : c >= 0xC2 && c < 0xE0 ? 2 : 0;
+            const std::size_t length = c >= 0xF0 && c < 0xF5   ? 4
+                                       : c >= 0xE0             ? 3
+                                       : c >= 0xC2 && c < 0xE0 ? 2
+                                                               : 0;
             bool wellFormed = length > 0 && i + length <= text.size();
             for (std::size_t k = 1; wellFormed && k < length; ++k) {
                 wellFormed = (static_cast<unsigned char>(text[i + k]) & 0xC0) == 0x80;

@@ -23,10 +23,14 @@ struct Canvas {
     std::int64_t height;
     std::vector<float> samples;
 
-    Canvas(std::int64_t w, std::int64_t h) : width(w), height(h), samples(static_cast<std::size_t>(w * h * 4), 0.0f)
+    Canvas(std::int64_t w, std::int64_t h)
+        : width(w), height(h), samples(static_cast<std::size_t>(w * h * 4), 0.0f)
     {
     }
-    float* at(std::int64_t x, std::int64_t y) { return samples.data() + static_cast<std::size_t>((y * width + x) * 4); }
+    float* at(std::int64_t x, std::int64_t y)
+    {
+        return samples.data() + static_cast<std::size_t>((y * width + x) * 4);
+    }
 };
 
 /// One pixel of a colour buffer as non-premultiplied floats 0..1 (32-bit samples as stored).
@@ -146,8 +150,7 @@ float unpremultiplied(const float* pixel, int c)
     return pixel[3] > 0.0f ? std::clamp(pixel[c] / pixel[3], 0.0f, 1.0f) : 0.0f;
 }
 
-template <typename P, typename Store>
-std::shared_ptr<PixelBufferType> toBuffer(Canvas& canvas, Store&& store)
+template <typename P, typename Store> std::shared_ptr<PixelBufferType> toBuffer(Canvas& canvas, Store&& store)
 {
     auto buffer = std::make_shared<PixelBuffer<P>>(IntegralSize{canvas.width, canvas.height});
     auto pixels = buffer->pixels();

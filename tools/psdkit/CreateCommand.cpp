@@ -23,11 +23,13 @@ constexpr std::int64_t kMaximumPsbSide = 300000;
 IntegralSize parseSize(const std::string& text, std::int64_t maximumSide)
 {
     const auto x = text.find('x');
-    const auto width = x == std::string::npos ? std::nullopt : parseInteger(text.substr(0, x), 1, maximumSide);
-    const auto height = x == std::string::npos ? std::nullopt : parseInteger(text.substr(x + 1), 1, maximumSide);
+    const auto width =
+        x == std::string::npos ? std::nullopt : parseInteger(text.substr(0, x), 1, maximumSide);
+    const auto height =
+        x == std::string::npos ? std::nullopt : parseInteger(text.substr(x + 1), 1, maximumSide);
     if (!width || !height) {
-        throw UsageError("--size must be WxH with sides from 1 to " + std::to_string(maximumSide) + ", not '" +
-                         text + "'");
+        throw UsageError("--size must be WxH with sides from 1 to " + std::to_string(maximumSide) +
+                         ", not '" + text + "'");
     }
     return {*width, *height};
 }
@@ -84,13 +86,14 @@ std::shared_ptr<PixelBufferType> layerImage(const RgbaImage& png, std::int64_t d
     }
 }
 
-std::shared_ptr<PSDLayerWrapper> pixelLayer(const LayerSpec& spec, std::int64_t depth, std::int64_t maximumSide)
+std::shared_ptr<PSDLayerWrapper> pixelLayer(const LayerSpec& spec, std::int64_t depth,
+                                            std::int64_t maximumSide)
 {
     const RgbaImage png = onFile(spec.file, [&] { return decodePng(readFile(spec.file)); });
     if (png.width > maximumSide || png.height > maximumSide) {
-        throw FileFailure(spec.file, std::make_exception_ptr(InputError(
-                                         "the image is larger than the format allows (" +
-                                         std::to_string(maximumSide) + " pixels a side)")));
+        throw FileFailure(
+            spec.file, std::make_exception_ptr(InputError("the image is larger than the format allows (" +
+                                                          std::to_string(maximumSide) + " pixels a side)")));
     }
     auto layer = std::make_shared<PSDLayerWrapper>(depth);
     layer->name = spec.name;

@@ -19,7 +19,8 @@ Json descriptorJsonAt(const PSDDescriptor& descriptor, int depth)
     for (const auto& [key, value] : descriptor.properties) {
         items[key.text()] = valueJson(value, depth + 1);
     }
-    return Json{{"name", descriptor.name}, {"classID", descriptor.classID.text()}, {"items", std::move(items)}};
+    return Json{
+        {"name", descriptor.name}, {"classID", descriptor.classID.text()}, {"items", std::move(items)}};
 }
 
 std::string hex(const std::vector<std::uint8_t>& bytes)
@@ -46,7 +47,9 @@ Json valueJson(const PSDDescriptorPropertyValue& value, int depth)
             } else if constexpr (std::is_same_v<T, double>) {
                 return Json{{"type", "doub"}, {"value", v}};
             } else if constexpr (std::is_same_v<T, PSDUnitFloat>) {
-                return Json{{"type", "UntF"}, {"unit", PSDUnitFloat::unitCode(v.unit).rawValue()}, {"value", v.value}};
+                return Json{{"type", "UntF"},
+                            {"unit", PSDUnitFloat::unitCode(v.unit).rawValue()},
+                            {"value", v.value}};
             } else if constexpr (std::is_same_v<T, std::string>) {
                 return Json{{"type", "TEXT"}, {"value", v}};
             } else if constexpr (std::is_same_v<T, Enumerated>) {

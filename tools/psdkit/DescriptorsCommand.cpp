@@ -80,8 +80,8 @@ int runDescriptors(std::span<const std::string> args)
     Json json{{"file", path}};
     if (onlyLayer) {
         if (static_cast<std::uint64_t>(*onlyLayer) >= document.layers.size()) {
-            throw UsageError("there is no layer record " + std::to_string(*onlyLayer) + " (the document has " +
-                             std::to_string(document.layers.size()) + ")");
+            throw UsageError("there is no layer record " + std::to_string(*onlyLayer) +
+                             " (the document has " + std::to_string(document.layers.size()) + ")");
         }
         json["layers"] = Json::array({layerDescriptors(document, static_cast<std::size_t>(*onlyLayer))});
     } else {

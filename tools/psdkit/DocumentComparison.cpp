@@ -34,11 +34,10 @@ std::string text(const PSDMacRect& r)
 
 /// Collects differences under a path prefix.
 class Differences {
-public:
+  public:
     explicit Differences(std::vector<std::string>& out) : out_(out) {}
 
-    template <typename T>
-    void field(const std::string& path, const T& before, const T& after)
+    template <typename T> void field(const std::string& path, const T& before, const T& after)
     {
         if (!(before == after)) {
             out_.push_back(path + ": " + text(before) + " -> " + text(after));
@@ -54,7 +53,7 @@ public:
 
     void note(const std::string& line) { out_.push_back(line); }
 
-private:
+  private:
     std::vector<std::string>& out_;
 };
 
@@ -75,7 +74,8 @@ void comparePixels(Differences& diff, const std::string& path, const image::Pixe
 {
     if (!before || !after) {
         if (before || after) {
-            diff.note(path + ": " + (before ? "present" : "absent") + " -> " + (after ? "present" : "absent"));
+            diff.note(path + ": " + (before ? "present" : "absent") + " -> " +
+                      (after ? "present" : "absent"));
         }
         return;
     }
@@ -115,7 +115,8 @@ void compareLayer(Differences& diff, const std::string& p, const PSDLayerWrapper
     diff.field(p + ".maskDisabled", a.maskDisabled, b.maskDisabled);
     diff.field(p + ".hasRealFlags", a.hasRealFlags, b.hasRealFlags);
     diff.field(p + ".realMaskRect", a.realMaskRect, b.realMaskRect);
-    diff.field(p + ".layerBlendingRanges", a.layerBlendingRanges.has_value(), b.layerBlendingRanges.has_value());
+    diff.field(p + ".layerBlendingRanges", a.layerBlendingRanges.has_value(),
+               b.layerBlendingRanges.has_value());
     std::string keysBefore, keysAfter;
     for (const auto& [key, data] : a.taggedData) {
         keysBefore += (keysBefore.empty() ? "" : " ") + key.rawValue();
@@ -185,7 +186,8 @@ std::vector<std::string> compareDocuments(const PSDWrapper& before, const PSDWra
 
     const std::size_t alphasBefore = before.alphaChannels ? before.alphaChannels->size() : 0;
     const std::size_t alphasAfter = after.alphaChannels ? after.alphaChannels->size() : 0;
-    diff.field("alphaChannels.count", static_cast<std::int64_t>(alphasBefore), static_cast<std::int64_t>(alphasAfter));
+    diff.field("alphaChannels.count", static_cast<std::int64_t>(alphasBefore),
+               static_cast<std::int64_t>(alphasAfter));
     for (std::size_t i = 0; i < std::min(alphasBefore, alphasAfter); ++i) {
         const PSDAlphaChannel& a = *(*before.alphaChannels)[i];
         const PSDAlphaChannel& b = *(*after.alphaChannels)[i];

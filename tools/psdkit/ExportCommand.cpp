@@ -23,7 +23,8 @@ std::string slug(const std::string& name)
     std::string out;
     for (const char c : name) {
         const auto u = static_cast<unsigned char>(c);
-        const bool keep = (u >= '0' && u <= '9') || (u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z') || c == '-';
+        const bool keep =
+            (u >= '0' && u <= '9') || (u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z') || c == '-';
         if (keep) {
             out += c;
         } else if (!out.empty() && out.back() != '_') {
@@ -49,9 +50,10 @@ std::string numbered(const char* prefix, std::size_t index, const std::string& n
 
 /// Writes the files of one export and removes them again unless the export completes.
 class ExportSession {
-public:
+  public:
     ExportSession(fs::path directory, const PSDWrapper& document, std::size_t total)
-        : directory_(std::move(directory)), document_(document), total_(total), showProgress_(::isatty(2) == 1)
+        : directory_(std::move(directory)), document_(document), total_(total),
+          showProgress_(::isatty(2) == 1)
     {
         iccProfile_ = document.colorSpace.iccData();
     }
@@ -101,7 +103,7 @@ public:
     [[nodiscard]] bool toneMapped() const noexcept { return toneMapped_; }
     [[nodiscard]] std::size_t fileCount() const noexcept { return written_.size(); }
 
-private:
+  private:
     void writeFile(const std::string& name, const std::vector<std::uint8_t>& bytes)
     {
         const fs::path path = directory_ / name;
@@ -171,22 +173,24 @@ int runExport(std::span<const std::string> args)
     files.composite = session.writeImage(composite.get(), "composite.png");
     for (std::size_t i = 0; i < document.layers.size(); ++i) {
         const PSDLayerWrapper& layer = *document.layers[i];
-        files.layerContent.push_back(session.writeImage(layer.contentImage.get(), numbered("layer", i, layer.name, ".png")));
+        files.layerContent.push_back(
+            session.writeImage(layer.contentImage.get(), numbered("layer", i, layer.name, ".png")));
         files.layerMask.push_back(
             session.writeImage(layer.maskImage.get(), numbered("layer", i, layer.name, "-mask.png")));
     }
     if (document.alphaChannels) {
         for (std::size_t i = 0; i < document.alphaChannels->size(); ++i) {
             const PSDAlphaChannel& channel = *(*document.alphaChannels)[i];
-            files.alphaChannels.push_back(
-                session.writeImage(channel.image.get(), numbered("alpha", i, channel.name.value_or(""), ".png")));
+            files.alphaChannels.push_back(session.writeImage(
+                channel.image.get(), numbered("alpha", i, channel.name.value_or(""), ".png")));
         }
     }
     session.writeFile("index.html", htmlIndex(input.filename().string(), document, tree, files));
     session.commit();
     if (session.toneMapped()) {
-        std::fprintf(stderr, "note: the document has 32-bit samples; they were clipped to 0..1 and written as "
-                             "16-bit PNGs\n");
+        std::fprintf(stderr,
+                     "note: the document has 32-bit samples; they were clipped to 0..1 and written as "
+                     "16-bit PNGs\n");
     }
     std::printf("%s: %zu files written to %s\n", input.c_str(), session.fileCount(), directory.c_str());
     return exitSuccess;

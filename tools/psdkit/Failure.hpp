@@ -9,7 +9,7 @@ namespace psdkit::cli {
 
 /// A failure while working on one file: the file and the original exception.
 class FileFailure : public std::exception {
-public:
+  public:
     FileFailure(std::filesystem::path path, std::exception_ptr cause)
         : path_(std::move(path)), cause_(std::move(cause))
     {
@@ -18,14 +18,13 @@ public:
     [[nodiscard]] const std::exception_ptr& cause() const noexcept { return cause_; }
     [[nodiscard]] const char* what() const noexcept override { return "failure while working on a file"; }
 
-private:
+  private:
     std::filesystem::path path_;
     std::exception_ptr cause_;
 };
 
 /// Runs `work`; any exception it throws comes out as a FileFailure naming `path`.
-template <typename Work>
-decltype(auto) onFile(const std::filesystem::path& path, Work&& work)
+template <typename Work> decltype(auto) onFile(const std::filesystem::path& path, Work&& work)
 {
     try {
         return std::forward<Work>(work)();

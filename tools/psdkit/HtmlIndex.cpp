@@ -9,13 +9,13 @@ namespace psdkit::cli {
 namespace {
 
 constexpr std::pair<const char*, const char*> kBlendModeNames[] = {
-    {"pass", "Pass Through"}, {"norm", "Normal"},        {"diss", "Dissolve"},      {"dark", "Darken"},
-    {"mul ", "Multiply"},     {"idiv", "Color Burn"},    {"lbrn", "Linear Burn"},   {"dkCl", "Darker Color"},
-    {"lite", "Lighten"},      {"scrn", "Screen"},        {"div ", "Color Dodge"},   {"lddg", "Linear Dodge"},
-    {"lgCl", "Lighter Color"}, {"over", "Overlay"},      {"sLit", "Soft Light"},    {"hLit", "Hard Light"},
-    {"vLit", "Vivid Light"},  {"lLit", "Linear Light"},  {"pLit", "Pin Light"},     {"hMix", "Hard Mix"},
-    {"diff", "Difference"},   {"smud", "Exclusion"},     {"fsub", "Subtract"},      {"fdiv", "Divide"},
-    {"hue ", "Hue"},          {"sat ", "Saturation"},    {"colr", "Color"},         {"lum ", "Luminosity"},
+    {"pass", "Pass Through"},  {"norm", "Normal"},       {"diss", "Dissolve"},    {"dark", "Darken"},
+    {"mul ", "Multiply"},      {"idiv", "Color Burn"},   {"lbrn", "Linear Burn"}, {"dkCl", "Darker Color"},
+    {"lite", "Lighten"},       {"scrn", "Screen"},       {"div ", "Color Dodge"}, {"lddg", "Linear Dodge"},
+    {"lgCl", "Lighter Color"}, {"over", "Overlay"},      {"sLit", "Soft Light"},  {"hLit", "Hard Light"},
+    {"vLit", "Vivid Light"},   {"lLit", "Linear Light"}, {"pLit", "Pin Light"},   {"hMix", "Hard Mix"},
+    {"diff", "Difference"},    {"smud", "Exclusion"},    {"fsub", "Subtract"},    {"fdiv", "Divide"},
+    {"hue ", "Hue"},           {"sat ", "Saturation"},   {"colr", "Color"},       {"lum ", "Luminosity"},
 };
 
 constexpr const char* kStyle = R"(
@@ -70,17 +70,17 @@ std::string format(const char* pattern, auto... values)
     return text;
 }
 
-std::string thumbnail(const std::string& file, const std::string& alt)
+std::string thumbnail(const std::string& file, const std::string& alt, const char* emptyText = "no pixels")
 {
     if (file.empty()) {
-        return "<div class=\"thumb empty\">no pixels</div>";
+        return std::string("<div class=\"thumb empty\">") + emptyText + "</div>";
     }
     return "<div class=\"thumb checker\"><a href=\"" + escape(file) + "\"><img src=\"" + escape(file) +
            "\" alt=\"" + escape(alt) + "\"></a></div>";
 }
 
 class PageWriter {
-public:
+  public:
     PageWriter(const PSDWrapper& document, const ExportedFiles& files) : document_(document), files_(files) {}
 
     void nodes(const std::vector<LayerNode>& list, bool root)
@@ -94,7 +94,7 @@ public:
 
     std::string out;
 
-private:
+  private:
     void layer(const LayerNode& node)
     {
         const PSDLayerWrapper& layer = *document_.layers[node.index];
@@ -102,7 +102,7 @@ private:
         const std::string& content = files_.layerContent[node.index];
         const std::string& mask = files_.layerMask[node.index];
         out += std::string("<li><div class=\"layer") + (layer.visible ? "" : " hidden") + "\">";
-        out += thumbnail(content, layer.name);
+        out += thumbnail(content, layer.name, node.isGroup ? "group" : "no pixels");
         if (!mask.empty()) {
             out += thumbnail(mask, layer.name + " mask");
         }
@@ -110,8 +110,8 @@ private:
                escape(layer.type().description()) + " #" + std::to_string(node.index) + "</span><br>";
         out += "<span class=\"details\">";
         out += r.isEmpty() ? std::string("no bounds")
-                           : format("bounds (%" PRId64 ", %" PRId64 ")&ndash;(%" PRId64 ", %" PRId64 "), %" PRId64
-                                    " &times; %" PRId64 " px",
+                           : format("bounds (%" PRId64 ", %" PRId64 ")&ndash;(%" PRId64 ", %" PRId64
+                                    "), %" PRId64 " &times; %" PRId64 " px",
                                     r.left, r.top, r.right, r.bottom, r.width(), r.height());
         out += format(" &middot; opacity %.0f%%", layer.opacity * 100.0);
         if (layer.fillOpacity != 1.0) {
@@ -156,8 +156,8 @@ std::string htmlIndex(const std::string& title, const PSDWrapper& document, cons
     out += "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<title>" + escape(title) +
            "</title>\n<style>" + kStyle + "</style>\n</head>\n<body>\n";
     out += "<h1>" + escape(title) + "</h1>\n<table class=\"facts\">\n";
-    out += format("<tr><td>Format</td><td>%s, %" PRId64 "-bit RGB</td></tr>\n", document.bigFile ? "PSB" : "PSD",
-                  document.bitDepth);
+    out += format("<tr><td>Format</td><td>%s, %" PRId64 "-bit RGB</td></tr>\n",
+                  document.bigFile ? "PSB" : "PSD", document.bitDepth);
     out += format("<tr><td>Size</td><td>%" PRId64 " &times; %" PRId64 " px</td></tr>\n", document.imageWidth,
                   document.imageHeight);
     out += format("<tr><td>Resolution</td><td>%g &times; %g %s</td></tr>\n", document.hRes, document.vRes,
@@ -166,8 +166,9 @@ std::string htmlIndex(const std::string& title, const PSDWrapper& document, cons
     out += format("<tr><td>Layer records</td><td>%zu</td></tr>\n</table>\n", document.layers.size());
 
     out += "<h2>Composite</h2>\n<div class=\"composite\">";
-    out += files.composite.empty() ? std::string("<p>The document has no composite image.</p>")
-                                   : "<img class=\"checker\" src=\"" + escape(files.composite) + "\" alt=\"composite\">";
+    out += files.composite.empty()
+               ? std::string("<p>The document has no composite image.</p>")
+               : "<img class=\"checker\" src=\"" + escape(files.composite) + "\" alt=\"composite\">";
     out += "</div>\n<h2>Layers (top first)</h2>\n";
     if (tree.roots.empty()) {
         out += "<p>No layers.</p>\n";
@@ -179,8 +180,8 @@ std::string htmlIndex(const std::string& title, const PSDWrapper& document, cons
         for (std::size_t i = 0; i < files.alphaChannels.size(); ++i) {
             const auto& channel = (*document.alphaChannels)[i];
             const std::string name = channel->name.value_or("(unnamed)");
-            out += "<li><div class=\"layer\">" + thumbnail(files.alphaChannels[i], name) + "<span class=\"name\">" +
-                   escape(name) + "</span></div></li>\n";
+            out += "<li><div class=\"layer\">" + thumbnail(files.alphaChannels[i], name) +
+                   "<span class=\"name\">" + escape(name) + "</span></div></li>\n";
         }
         out += "</ul>\n";
     }

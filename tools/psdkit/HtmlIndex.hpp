@@ -23,8 +23,8 @@ struct ExportedFiles {
 /// The page: the document's facts, the composite, the layer tree (top first, groups nested)
 /// with a thumbnail, kind, name, bounds, opacity, blend mode, visibility and mask per layer, and
 /// the alpha channels. Images are referenced by their file names, relative to the page.
-[[nodiscard]] std::string htmlIndex(const std::string& title, const PSDWrapper& document, const LayerTree& tree,
-                                    const ExportedFiles& files);
+[[nodiscard]] std::string htmlIndex(const std::string& title, const PSDWrapper& document,
+                                    const LayerTree& tree, const ExportedFiles& files);
 
 /// A readable name of a layer record's blend-mode key ("Multiply" for "mul "), or nothing.
 [[nodiscard]] std::optional<std::string> blendModeName(const std::string& key);

@@ -23,8 +23,9 @@ std::string percent(double fraction)
 std::string rectText(const PSDMacRect& rect)
 {
     char text[160];
-    std::snprintf(text, sizeof text, "(%" PRId64 ",%" PRId64 ")-(%" PRId64 ",%" PRId64 ") %" PRId64 "x%" PRId64,
-                  rect.left, rect.top, rect.right, rect.bottom, rect.width(), rect.height());
+    std::snprintf(text, sizeof text,
+                  "(%" PRId64 ",%" PRId64 ")-(%" PRId64 ",%" PRId64 ") %" PRId64 "x%" PRId64, rect.left,
+                  rect.top, rect.right, rect.bottom, rect.width(), rect.height());
     return text;
 }
 
@@ -96,8 +97,8 @@ void printText(const std::string& path, const PSDWrapper& document, const LayerT
     std::printf("Channels:    %" PRId64 "%s\n", document.numberOfChannels,
                 document.compositeImageHasAlphaChannel ? " (with merged transparency)" : "");
     std::printf("Profile:     %s\n", printable(document.colorSpace.name()).c_str());
-    std::printf("Layers:      %zu record%s%s\n", document.layers.size(), document.layers.size() == 1 ? "" : "s",
-                document.layers.empty() ? "" : ", top first:");
+    std::printf("Layers:      %zu record%s%s\n", document.layers.size(),
+                document.layers.size() == 1 ? "" : "s", document.layers.empty() ? "" : ", top first:");
     for (const LayerNode& node : tree.roots) {
         printLayer(document, node, 0);
     }

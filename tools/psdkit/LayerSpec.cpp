@@ -14,7 +14,8 @@ namespace {
 
 bool endsWith(const std::string& text, const std::string& suffix)
 {
-    return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
+    return text.size() >= suffix.size() &&
+           text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
 }
 
 // "#50", "#50%", "#12.5": the percentage, or nothing when the text after '#' is not a number.
@@ -28,8 +29,9 @@ std::optional<double> takePercentage(std::string& text)
     if (endsWith(number, "%")) {
         number.pop_back();
     }
-    if (number.empty() || !std::all_of(number.begin(), number.end(),
-                                       [](char c) { return std::isdigit(static_cast<unsigned char>(c)) || c == '.'; })) {
+    if (number.empty() || !std::all_of(number.begin(), number.end(), [](char c) {
+            return std::isdigit(static_cast<unsigned char>(c)) || c == '.';
+        })) {
         return std::nullopt;
     }
     char* end = nullptr;

@@ -72,7 +72,8 @@ PngPixels convert(const image::PixelBufferType& buffer, int channels, int bitDep
     out.height = static_cast<std::uint32_t>(buffer.size().height);
     out.channels = channels;
     out.bitDepth = bitDepth;
-    const std::size_t pixelBytes = static_cast<std::size_t>(channels) * static_cast<std::size_t>(bitDepth / 8);
+    const std::size_t pixelBytes =
+        static_cast<std::size_t>(channels) * static_cast<std::size_t>(bitDepth / 8);
     out.data.resize(typed.pixels().size() * pixelBytes);
     std::uint8_t* cursor = out.data.data();
     for (const P& pixel : typed.pixels()) {
@@ -108,8 +109,8 @@ RgbaImage decodePng(std::span<const std::uint8_t> png)
         throw InputError("the PNG is too large to decode");
     }
     std::vector<std::uint8_t> decoded(size);
-    if (const int error = spng_decode_image(context.get(), decoded.data(), decoded.size(), format,
-                                            SPNG_DECODE_TRNS)) {
+    if (const int error =
+            spng_decode_image(context.get(), decoded.data(), decoded.size(), format, SPNG_DECODE_TRNS)) {
         fail("the PNG cannot be decoded", error);
     }
     RgbaImage image;
@@ -121,7 +122,8 @@ RgbaImage decodePng(std::span<const std::uint8_t> png)
     } else {
         // SPNG_FMT_RGBA16 gives host-order samples.
         image.samples.resize(decoded.size() / 2);
-        std::copy_n(decoded.data(), image.samples.size() * 2, reinterpret_cast<std::uint8_t*>(image.samples.data()));
+        std::copy_n(decoded.data(), image.samples.size() * 2,
+                    reinterpret_cast<std::uint8_t*>(image.samples.data()));
     }
     return image;
 }
@@ -160,10 +162,11 @@ std::optional<PngPixels> pngPixels(const image::PixelBufferType& buffer)
         return out;
     }
     case PixelFormat::gray8:
-        return convert<PixelGray8>(buffer, 1, 8, [](const PixelGray8& p, std::uint8_t* out) { out[0] = p.v; });
+        return convert<PixelGray8>(buffer, 1, 8,
+                                   [](const PixelGray8& p, std::uint8_t* out) { out[0] = p.v; });
     case PixelFormat::gray16:
-        return convert<PixelGray16>(buffer, 1, 16,
-                                    [](const PixelGray16& p, std::uint8_t* out) { putBigEndian16(out, p.v); });
+        return convert<PixelGray16>(
+            buffer, 1, 16, [](const PixelGray16& p, std::uint8_t* out) { putBigEndian16(out, p.v); });
     case PixelFormat::gray32: {
         PngPixels out = convert<PixelGray32>(
             buffer, 1, 16, [](const PixelGray32& p, std::uint8_t* o) { putBigEndian16(o, floatTo16(p.v)); });
@@ -191,7 +194,7 @@ std::vector<std::uint8_t> encodePng(const PngPixels& pixels, const PngOptions& o
     header.height = pixels.height;
     header.bit_depth = static_cast<std::uint8_t>(pixels.bitDepth);
     header.color_type = static_cast<std::uint8_t>(pixels.channels == 4 ? SPNG_COLOR_TYPE_TRUECOLOR_ALPHA
-                                                                      : SPNG_COLOR_TYPE_GRAYSCALE);
+                                                                       : SPNG_COLOR_TYPE_GRAYSCALE);
     if (const int error = spng_set_ihdr(ctx, &header)) {
         fail("cannot write the PNG header", error);
     }
@@ -207,8 +210,8 @@ std::vector<std::uint8_t> encodePng(const PngPixels& pixels, const PngOptions& o
         }
     }
     // SPNG_FMT_RAW: the samples exactly as given, 16-bit ones big-endian as the PNG stores them.
-    if (const int error =
-            spng_encode_image(ctx, pixels.data.data(), pixels.data.size(), SPNG_FMT_RAW, SPNG_ENCODE_FINALIZE)) {
+    if (const int error = spng_encode_image(ctx, pixels.data.data(), pixels.data.size(), SPNG_FMT_RAW,
+                                            SPNG_ENCODE_FINALIZE)) {
         fail("cannot encode the PNG", error);
     }
     std::size_t length = 0;

@@ -40,8 +40,8 @@ int runRewrite(std::span<const std::string> args)
         onFile(output, [&] { return document.serializedRepresentationWithCompositeImage(composite.get()); });
     onFile(output, [&] { writeFileAtomically(output, bytes); });
     std::printf("%s: %s, %" PRId64 "-bit, %" PRId64 " x %" PRId64 " px, %zu layer record%s\n", output.c_str(),
-                document.bigFile ? "PSB" : "PSD", document.bitDepth, document.imageWidth, document.imageHeight,
-                document.layers.size(), document.layers.size() == 1 ? "" : "s");
+                document.bigFile ? "PSB" : "PSD", document.bitDepth, document.imageWidth,
+                document.imageHeight, document.layers.size(), document.layers.size() == 1 ? "" : "s");
     return exitSuccess;
 }
 

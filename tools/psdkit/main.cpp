@@ -30,7 +30,8 @@ FailureReport describeFailure(const std::exception_ptr& failure)
         }
         return {exitRefused, "the library refused the file (" + name + ")"};
     } catch (const image::ImageException& e) {
-        return {exitRefused, "the image data cannot be decoded (" + std::string(image::name(e.error())) + ")"};
+        return {exitRefused,
+                "the image data cannot be decoded (" + std::string(image::name(e.error())) + ")"};
     } catch (const PlatformException& e) {
         return {exitRefused, std::string(e.what()) + " (" + e.code().category().name() + " " +
                                  std::to_string(e.code().value()) + ")"};
