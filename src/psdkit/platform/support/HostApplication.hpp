@@ -1,8 +1,8 @@
 #pragma once
 // What psdkit knows about the application it runs in. The host sets this once, early; the
 // library reads it when it registers its error texts (display name), files the host's property
-// list (bundle identifier) and writes the creator of a document's metadata (software name and
-// version).
+// list (bundle identifier) and names the writing software in a document's version information
+// (software name and version).
 #include <optional>
 #include <string>
 
@@ -10,6 +10,7 @@
 
 namespace psdkit {
 
+/// The host application's identity, set once by the host (`setCurrent`). A plain value.
 struct HostApplication {
     /// Reverse-domain identifier of the host, the key under which the document's host property
     /// list is stored. Absent: documents with a property list cannot be written
@@ -17,8 +18,10 @@ struct HostApplication {
     std::optional<std::string> bundleIdentifier;
     /// Name shown to users in error texts. Absent: the texts use "Vispera".
     std::optional<std::string> displayName;
-    /// Software name and version, written as the creator tool of a document's metadata.
+    /// Software name and version, written as the writer and reader of a document in its version
+    /// information resource.
     std::string softwareName = "psdkit";
+    /// Version written beside `softwareName`.
     std::string softwareVersion = PSDKIT_VERSION;
 
     /// The process-wide description of the host. Starts with the defaults above.
