@@ -11,14 +11,18 @@
 
 namespace psdkit {
 
+/// A map from `Key` to `Value` that iterates in first-insertion order. A plain value: copies are
+/// independent. Keys need only `==`. Iterators and pointers into it are invalidated by any insertion
+/// or removal.
 template <typename Key, typename Value>
 class OrderedMap {
 public:
-    using value_type = std::pair<Key, Value>;
-    using iterator = typename std::vector<value_type>::iterator;
-    using const_iterator = typename std::vector<value_type>::const_iterator;
+    using value_type = std::pair<Key, Value>; ///< One entry: key and value.
+    using iterator = typename std::vector<value_type>::iterator; ///< Iterates entries in order.
+    using const_iterator = typename std::vector<value_type>::const_iterator; ///< The same, read-only.
 
     OrderedMap() = default;
+    /// The entries in the order given; a key given twice keeps its first place and its last value.
     OrderedMap(std::initializer_list<value_type> entries)
     {
         for (const auto& e : entries) {
@@ -26,14 +30,17 @@ public:
         }
     }
 
+    /// The entry under `key`, or `end()`.
     [[nodiscard]] iterator find(const Key& key)
     {
         return std::find_if(entries_.begin(), entries_.end(), [&](const value_type& e) { return e.first == key; });
     }
+    /// The entry under `key`, or `end()`.
     [[nodiscard]] const_iterator find(const Key& key) const
     {
         return std::find_if(entries_.begin(), entries_.end(), [&](const value_type& e) { return e.first == key; });
     }
+    /// True when `key` has an entry.
     [[nodiscard]] bool contains(const Key& key) const { return find(key) != entries_.end(); }
     /// The value under `key`, or nullptr.
     [[nodiscard]] const Value* get(const Key& key) const
@@ -41,6 +48,7 @@ public:
         const auto it = find(key);
         return it == entries_.end() ? nullptr : &it->second;
     }
+    /// The value under `key`, or nullptr; valid until the map next changes.
     [[nodiscard]] Value* get(const Key& key)
     {
         const auto it = find(key);
@@ -77,12 +85,16 @@ public:
         return true;
     }
 
-    [[nodiscard]] std::size_t size() const noexcept { return entries_.size(); }
-    [[nodiscard]] bool empty() const noexcept { return entries_.empty(); }
-    void clear() noexcept { entries_.clear(); }
+    [[nodiscard]] std::size_t size() const noexcept { return entries_.size(); } ///< Number of entries.
+    [[nodiscard]] bool empty() const noexcept { return entries_.empty(); }      ///< True without entries.
+    void clear() noexcept { entries_.clear(); }                                 ///< Removes every entry.
+    /// The first entry (in insertion order).
     [[nodiscard]] iterator begin() noexcept { return entries_.begin(); }
+    /// Past the last entry.
     [[nodiscard]] iterator end() noexcept { return entries_.end(); }
+    /// The first entry (in insertion order).
     [[nodiscard]] const_iterator begin() const noexcept { return entries_.begin(); }
+    /// Past the last entry.
     [[nodiscard]] const_iterator end() const noexcept { return entries_.end(); }
 
     /// Equal when both hold the same entries in the same order.

@@ -20,29 +20,36 @@ enum class PSDErrorTextKey {
 /// part of the interface and never changes.
 class PSDError {
 public:
+    /// The cases; the comment of each is the condition that raises it.
     enum Code : int {
-        readUnknownError = 0,
-        readUnknownFileVersion = 1,
-        readUnsupportedColorMode = 2,
-        readUnsupportedImageCompression = 3,
-        readCorruptFile = 4,
-        readUnexpectedEndOfFile = 5,
-        readInvalidImageData = 6,
-        readParameterError = 7,
-        readUnsupportedDescriptorVersion = 8,
-        readUnsupportedDescriptorValueType = 9,
-        readUnsupportedContentVersion = 10, ///< never raised by the library; keeps its code
-        readUnsupportedContentType = 11,
-        writeUnknownError = 12,
-        writeUnableToCreateMetaData = 13,
-        writeParameterError = 14,
+        readUnknownError = 0,                   ///< layer information that runs past its section
+        readUnknownFileVersion = 1,             ///< a header version other than 1 (PSD) or 2 (PSB)
+        readUnsupportedColorMode = 2,           ///< a colour mode other than RGB
+        readUnsupportedImageCompression = 3,    ///< a channel's compression code is not 0 to 3
+        readCorruptFile = 4,                    ///< a structure that contradicts itself or its bounds
+        readUnexpectedEndOfFile = 5,            ///< bytes a structure needs are missing
+        readInvalidImageData = 6,               ///< a layer's channels that cannot form its images
+        readParameterError = 7,                 ///< a value out of its allowed range
+        readUnsupportedDescriptorVersion = 8,   ///< a descriptor version other than 16
+        readUnsupportedDescriptorValueType = 9, ///< an unknown descriptor value type
+        readUnsupportedContentVersion = 10,     ///< never raised by the library; keeps its code
+        readUnsupportedContentType = 11,        ///< a descriptor of another class or unit than expected
+        writeUnknownError = 12,                 ///< text that cannot be encoded as the format needs
+        writeUnableToCreateMetaData = 13,       ///< no metadata packet could be made
+        writeParameterError = 14,               ///< a value that does not fit its field
     };
+    /// Number of cases.
     static constexpr int caseCount = 15;
 
+    /// The error of case `code`.
     constexpr PSDError(Code code) noexcept : code_(code) {} // NOLINT: implicit by design
+    /// The case.
     [[nodiscard]] constexpr Code code() const noexcept { return code_; }
+    /// The case, so that errors can be used in `switch` and compared with cases.
     [[nodiscard]] constexpr operator Code() const noexcept { return code_; } // NOLINT
+    /// Equal when of the same case.
     friend constexpr bool operator==(PSDError, PSDError) noexcept = default;
+    /// True when `a` is of case `b`.
     friend constexpr bool operator==(PSDError a, Code b) noexcept { return a.code_ == b; }
 
     /// The case's name as written above, for example "readCorruptFile".
@@ -73,10 +80,12 @@ private:
 /// value of an error code is the case's code 0 to 14.
 [[nodiscard]] const std::error_category& psdErrorCategory() noexcept;
 
+/// The `std::error_code` of `error` in the psdkit category.
 [[nodiscard]] inline std::error_code make_error_code(PSDError error) noexcept
 {
     return {static_cast<int>(error.code()), psdErrorCategory()};
 }
+/// The `std::error_code` of case `code` in the psdkit category.
 [[nodiscard]] inline std::error_code make_error_code(PSDError::Code code) noexcept
 {
     return {static_cast<int>(code), psdErrorCategory()};
@@ -86,6 +95,7 @@ private:
 /// image core are other `std::system_error`s with their own categories and are never rewrapped.
 class PSDException : public std::system_error {
 public:
+    /// An exception carrying `error`; `code()` is its error code in the psdkit category.
     explicit PSDException(PSDError error) : std::system_error(make_error_code(error)), error_(error) {}
     /// The case that was thrown.
     [[nodiscard]] PSDError error() const noexcept { return error_; }
@@ -96,10 +106,13 @@ private:
 
 } // namespace psdkit
 
+/// Lets a `PSDError::Code` convert to `std::error_code`.
 template <>
 struct std::is_error_code_enum<psdkit::PSDError::Code> : std::true_type {};
 
+/// Hashes errors by their case, for unordered containers.
 template <>
 struct std::hash<psdkit::PSDError> {
+    /// The hash of the case's code.
     std::size_t operator()(psdkit::PSDError e) const noexcept { return std::hash<int>{}(e.code()); }
 };

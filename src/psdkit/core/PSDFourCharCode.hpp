@@ -9,6 +9,7 @@
 
 namespace psdkit {
 
+/// A four-character code, compared as canonically equivalent Unicode text. A plain value.
 class PSDFourCharCode {
 public:
     /// A code from a literal in program text: `PSDFourCharCode("8BIM")`. The literal must be four
@@ -44,6 +45,7 @@ public:
     {
         return a.key_ == b.key_;
     }
+    /// An order consistent with equality (by canonical text), for ordered containers.
     friend bool operator<(const PSDFourCharCode& a, const PSDFourCharCode& b) noexcept
     {
         return a.key_ < b.key_;
@@ -59,7 +61,9 @@ private:
 
 } // namespace psdkit
 
+/// Hashes codes consistently with their equality, for unordered containers.
 template <>
 struct std::hash<psdkit::PSDFourCharCode> {
+    /// `code.hash()`.
     std::size_t operator()(const psdkit::PSDFourCharCode& code) const noexcept { return code.hash(); }
 };

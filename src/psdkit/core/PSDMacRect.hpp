@@ -6,11 +6,12 @@
 
 namespace psdkit {
 
+/// A rectangle by its four edges in pixels (document coordinates; y grows downwards). A plain value.
 struct PSDMacRect {
-    std::int64_t top = 0;
-    std::int64_t left = 0;
-    std::int64_t bottom = 0;
-    std::int64_t right = 0;
+    std::int64_t top = 0;    ///< First row inside.
+    std::int64_t left = 0;   ///< First column inside.
+    std::int64_t bottom = 0; ///< First row below the rectangle.
+    std::int64_t right = 0;  ///< First column right of the rectangle.
 
     constexpr PSDMacRect() = default;
     /// Stores the four edges unchecked (an inverted rectangle is allowed).
@@ -25,8 +26,11 @@ struct PSDMacRect {
     /// not fit signed 64-bit integers.
     explicit PSDMacRect(const CGRect& rect);
 
+    /// `right - left` (negative for an inverted rectangle).
     [[nodiscard]] constexpr std::int64_t width() const noexcept { return right - left; }
+    /// `bottom - top` (negative for an inverted rectangle).
     [[nodiscard]] constexpr std::int64_t height() const noexcept { return bottom - top; }
+    /// Width and height.
     [[nodiscard]] constexpr image::IntegralSize size() const noexcept { return {width(), height()}; }
     /// True when the width or the height is exactly zero (a negative extent is not empty).
     [[nodiscard]] constexpr bool isEmpty() const noexcept { return right == left || bottom == top; }
@@ -37,6 +41,7 @@ struct PSDMacRect {
                       static_cast<double>(height())};
     }
 
+    /// Equal when all four edges are.
     friend constexpr bool operator==(const PSDMacRect&, const PSDMacRect&) = default;
 };
 

@@ -14,6 +14,8 @@
 
 namespace psdkit {
 
+/// A bounds-checked big-endian reader over borrowed bytes. It does not own the bytes: they must
+/// outlive the scanner and stay unchanged. Not copyable; one thread at a time.
 class PSDScanner {
 public:
     /// A scanner over `buffer`, cursor at 0. The bytes are borrowed, not copied.
@@ -36,15 +38,18 @@ public:
     /// A negative position is refused with `readParameterError`.
     void seek(std::int64_t position);
 
-    // Fixed-size reads; each throws readUnexpectedEndOfFile (cursor unchanged) when short.
-    [[nodiscard]] std::int64_t scanUInt8();
-    [[nodiscard]] std::int64_t scanInt16();
-    [[nodiscard]] std::int64_t scanUInt16();
-    [[nodiscard]] std::int64_t scanInt32();
-    [[nodiscard]] std::int64_t scanUInt32();
-    [[nodiscard]] std::int64_t scanInt64();
-    [[nodiscard]] double scanFloat32();
-    [[nodiscard]] double scanFloat64();
+    /// @name Fixed-size reads
+    /// Each throws `PSDException(readUnexpectedEndOfFile)` (cursor unchanged) when short.
+    ///@{
+    [[nodiscard]] std::int64_t scanUInt8();  ///< One byte, 0 to 255.
+    [[nodiscard]] std::int64_t scanInt16();  ///< Two bytes, signed.
+    [[nodiscard]] std::int64_t scanUInt16(); ///< Two bytes, unsigned.
+    [[nodiscard]] std::int64_t scanInt32();  ///< Four bytes, signed.
+    [[nodiscard]] std::int64_t scanUInt32(); ///< Four bytes, unsigned.
+    [[nodiscard]] std::int64_t scanInt64();  ///< Eight bytes, signed.
+    [[nodiscard]] double scanFloat32();      ///< An IEEE single-precision float, widened.
+    [[nodiscard]] double scanFloat64();      ///< An IEEE double-precision float.
+    ///@}
     /// 16.16 fixed point: signed integer part plus fraction / 65535.
     [[nodiscard]] double scanFixed32();
     /// Four Mac OS Roman bytes; readParameterError (cursor advanced) when they do not form four

@@ -17,6 +17,8 @@
 
 namespace psdkit {
 
+/// A growing big-endian byte buffer with range-checked appends. It owns its bytes until
+/// `takeData()` hands them over. Not copyable; one thread at a time.
 class PSDWriter {
 public:
     PSDWriter() = default;
@@ -32,7 +34,9 @@ public:
     /// Reserves room for `bytes` more bytes (a hint; never needed for correctness).
     void reserve(std::size_t bytes) { data_.reserve(data_.size() + bytes); }
 
-    // Appends; each checks the value's range (writeParameterError) before writing.
+    /// @name Appending numbers
+    /// Each checks the value's range (`PSDException(writeParameterError)`) before writing.
+    ///@{
     void appendUInt8(std::int64_t value);   ///< 0 to 255
     void appendInt16(std::int64_t value);   ///< -32768 to 32767
     void appendUInt16(std::int64_t value);  ///< 0 to 65535
@@ -41,6 +45,7 @@ public:
     void appendInt64(std::int64_t value);   ///< any
     void appendFloat32(double value);       ///< rounded to single precision
     void appendFloat64(double value);       ///< any
+    ///@}
     /// 16.16 fixed point: integer part unsigned, fraction × 65535 truncated. The value must be
     /// finite with 0 <= value < 65536 (writeParameterError otherwise).
     void appendFixed32(double value);
@@ -63,10 +68,13 @@ public:
     /// Mac OS Roman form.
     void appendCString(std::string_view text);
 
-    // Overwrites of bytes already written; the range must lie inside `data()` (writeParameterError).
-    void setInt16(std::int64_t value, std::int64_t offset);
-    void setInt32(std::int64_t value, std::int64_t offset);
-    void setInt64(std::int64_t value, std::int64_t offset);
+    /// @name Overwriting bytes already written
+    /// The value must fit and the range must lie inside `data()` (`PSDException(writeParameterError)`).
+    ///@{
+    void setInt16(std::int64_t value, std::int64_t offset); ///< Two bytes at `offset`, signed 16-bit range.
+    void setInt32(std::int64_t value, std::int64_t offset); ///< Four bytes at `offset`, signed 32-bit range.
+    void setInt64(std::int64_t value, std::int64_t offset); ///< Eight bytes at `offset`.
+    ///@}
     /// Overwrites the bytes at `offset` with the memory bytes of `value`, in the host's byte order.
     template <typename T>
         requires std::is_trivially_copyable_v<T>

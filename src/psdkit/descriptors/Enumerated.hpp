@@ -7,10 +7,12 @@
 
 namespace psdkit {
 
+/// An enumerated descriptor value. A plain value.
 struct Enumerated {
-    UnifiedStringValue type;
-    UnifiedStringValue value;
+    UnifiedStringValue type;  ///< The enumeration, such as the code "BlnM" (blend modes).
+    UnifiedStringValue value; ///< The chosen case, such as the code "Nrml".
 
+    /// The value `value_` of enumeration `type_`.
     Enumerated(UnifiedStringValue type_, UnifiedStringValue value_)
         : type(std::move(type_)), value(std::move(value_))
     {
@@ -22,6 +24,7 @@ struct Enumerated {
         return "[Enum(" + type.description() + ") " + value.description() + "]";
     }
 
+    /// Equal when both identifiers are.
     friend bool operator==(const Enumerated&, const Enumerated&) = default;
 };
 

@@ -30,10 +30,12 @@
 
 namespace psdkit {
 
+/// A descriptor: a name, a class ID and ordered items. Held by `std::shared_ptr` and shared by
+/// everyone who holds it; not copyable. One thread at a time per tree.
 class PSDDescriptor {
   public:
-    using UnifiedStringValue = psdkit::UnifiedStringValue;
-    using Enumerated = psdkit::Enumerated;
+    using UnifiedStringValue = psdkit::UnifiedStringValue; ///< An identifier (code or string).
+    using Enumerated = psdkit::Enumerated;                 ///< An enumerated value.
 
     /// How deeply descriptors and lists may nest below a top-level descriptor. Real files nest a
     /// handful of levels; a file nesting deeper is refused on reading with readCorruptFile, and a
@@ -55,6 +57,7 @@ class PSDDescriptor {
     bool isNested = false;
     /// The name, exactly as stored (a stored trailing NUL stays the last character).
     std::string name = std::string(1, '\0');
+    /// The class ID, such as the code "RGBC" for a colour.
     UnifiedStringValue classID = PSDFourCharCode("null");
     /// The items, in the order their keys were first stored.
     PSDDescriptorProperties properties;
@@ -70,6 +73,7 @@ class PSDDescriptor {
         const auto* value = properties.find(key);
         return value ? value->getIf<T>() : nullptr;
     }
+    /// The value under `key` when it is of kind `T`, else nullptr; it may be changed in place.
     template <typename T> [[nodiscard]] T* valueAs(const UnifiedStringValue& key)
     {
         auto* value = properties.find(key);

@@ -16,10 +16,12 @@ namespace psdkit {
 
 class PSDDescriptor;
 
+/// The value of one descriptor item: one of nine kinds (see `Variant`). A value type, except that
+/// a nested descriptor is shared, not copied.
 class PSDDescriptorPropertyValue {
   public:
-    using List = std::vector<PSDDescriptorPropertyValue>;
-    using Bytes = std::vector<std::uint8_t>;
+    using List = std::vector<PSDDescriptorPropertyValue>; ///< A list of values of any kinds.
+    using Bytes = std::vector<std::uint8_t>;              ///< Raw bytes.
     /// The nine kinds, in the order the writer tests them. A 64-bit integer is not among them:
     /// descriptor integers are signed 32-bit.
     using Variant = std::variant<std::shared_ptr<PSDDescriptor>, // "Objc" (read also from "GlbO")
@@ -34,18 +36,27 @@ class PSDDescriptorPropertyValue {
 
     // One constructor per kind. A null descriptor handle is accepted but is not a value: writing
     // it fails with writeParameterError and the conversions treat it as missing.
+    /// A nested descriptor, shared with the caller (see above for a null handle).
     PSDDescriptorPropertyValue(std::shared_ptr<PSDDescriptor> descriptor)
-        : value_(std::move(descriptor)) {}                                    // NOLINT
-    PSDDescriptorPropertyValue(double number) : value_(number) {}             // NOLINT
+        : value_(std::move(descriptor)) {} // NOLINT
+    /// A double.
+    PSDDescriptorPropertyValue(double number) : value_(number) {} // NOLINT
+    /// A number with a unit.
     PSDDescriptorPropertyValue(PSDUnitFloat unitFloat) : value_(unitFloat) {} // NOLINT
+    /// UTF-8 text.
     PSDDescriptorPropertyValue(std::string text) : value_(std::move(text)) {} // NOLINT
     /// Text from a literal is a string (not a boolean).
-    PSDDescriptorPropertyValue(const char* text) : value_(std::string(text)) {}          // NOLINT
+    PSDDescriptorPropertyValue(const char* text) : value_(std::string(text)) {} // NOLINT
+    /// An enumerated value.
     PSDDescriptorPropertyValue(Enumerated enumerated) : value_(std::move(enumerated)) {} // NOLINT
-    PSDDescriptorPropertyValue(std::int32_t integer) : value_(integer) {}                // NOLINT
-    PSDDescriptorPropertyValue(bool flag) : value_(flag) {}                              // NOLINT
-    PSDDescriptorPropertyValue(List list) : value_(std::move(list)) {}                   // NOLINT
-    PSDDescriptorPropertyValue(Bytes bytes) : value_(std::move(bytes)) {}                // NOLINT
+    /// A signed 32-bit integer.
+    PSDDescriptorPropertyValue(std::int32_t integer) : value_(integer) {} // NOLINT
+    /// A boolean.
+    PSDDescriptorPropertyValue(bool flag) : value_(flag) {} // NOLINT
+    /// A list.
+    PSDDescriptorPropertyValue(List list) : value_(std::move(list)) {} // NOLINT
+    /// Raw bytes.
+    PSDDescriptorPropertyValue(Bytes bytes) : value_(std::move(bytes)) {} // NOLINT
 
     /// True when the value is of kind `T` (one of the `Variant` alternatives).
     template <typename T> [[nodiscard]] bool holds() const noexcept
@@ -54,6 +65,7 @@ class PSDDescriptorPropertyValue {
     }
     /// The value as kind `T`, or nullptr when it is of another kind.
     template <typename T> [[nodiscard]] const T* getIf() const noexcept { return std::get_if<T>(&value_); }
+    /// The value as kind `T`, or nullptr; it may be changed in place.
     template <typename T> [[nodiscard]] T* getIf() noexcept { return std::get_if<T>(&value_); }
     /// The nested descriptor, or nullptr when the value is not a descriptor (or a null handle).
     [[nodiscard]] PSDDescriptor* descriptor() const noexcept
@@ -62,7 +74,9 @@ class PSDDescriptorPropertyValue {
         return handle ? handle->get() : nullptr;
     }
 
+    /// The value as a `std::variant`, for `std::visit`.
     [[nodiscard]] const Variant& variant() const noexcept { return value_; }
+    /// The same, changeable in place.
     [[nodiscard]] Variant& variant() noexcept { return value_; }
 
     /// Equal kinds and equal contents; nested descriptors are compared by their contents (see

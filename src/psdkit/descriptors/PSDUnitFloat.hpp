@@ -8,7 +8,9 @@
 
 namespace psdkit {
 
+/// A number and its unit. A plain value.
 struct PSDUnitFloat {
+    /// The six units a file can name.
     enum class Unit {
         angle,      ///< "#Ang", degrees
         resolution, ///< "#Rsl"
@@ -18,8 +20,8 @@ struct PSDUnitFloat {
         pixels,     ///< "#Pxl"
     };
 
-    Unit unit = Unit::none;
-    double value = 0;
+    Unit unit = Unit::none; ///< The unit.
+    double value = 0;       ///< The number, in that unit.
 
     /// The unit's code in a file, such as "#Prc".
     [[nodiscard]] static PSDFourCharCode unitCode(Unit unit);
@@ -32,6 +34,7 @@ struct PSDUnitFloat {
     /// non-finite values as "nan", "inf" and "-inf".
     [[nodiscard]] std::string debugDescription() const;
 
+    /// Equal when unit and number are (NaN is unequal to itself).
     friend bool operator==(const PSDUnitFloat&, const PSDUnitFloat&) = default;
 };
 

@@ -10,6 +10,7 @@
 
 namespace psdkit {
 
+/// A descriptor identifier: a four-character code or a string. A plain value.
 class UnifiedStringValue {
   public:
     /// The two cases; their numbers take part in the hash.
@@ -23,6 +24,7 @@ class UnifiedStringValue {
     /// A string identifier holding `text` (UTF-8), exactly as given.
     [[nodiscard]] static UnifiedStringValue string(std::string text);
 
+    /// Which case the identifier is.
     [[nodiscard]] Case which() const noexcept { return static_cast<Case>(value_.index()); }
     /// The code, or nullptr for a string identifier.
     [[nodiscard]] const PSDFourCharCode* fourCharCodeValue() const noexcept
@@ -57,6 +59,8 @@ class UnifiedStringValue {
 
 } // namespace psdkit
 
+/// Hashes identifiers consistently with their equality, for unordered containers.
 template <> struct std::hash<psdkit::UnifiedStringValue> {
+    /// `value.hash()`.
     std::size_t operator()(const psdkit::UnifiedStringValue& value) const noexcept { return value.hash(); }
 };

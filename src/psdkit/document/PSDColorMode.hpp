@@ -5,15 +5,17 @@
 
 namespace psdkit {
 
+/// The colour modes a header can name, by their stored values. psdkit reads and writes `rgb`
+/// documents only; the others are refused with `readUnsupportedColorMode`.
 enum class PSDColorMode : std::int64_t {
-    bitmap = 0,
-    grayscale = 1,
-    indexed = 2,
-    rgb = 3,
-    cmyk = 4,
-    multichannel = 7,
-    duotone = 8,
-    lab = 9,
+    bitmap = 0,       ///< one bit per pixel
+    grayscale = 1,    ///< one grey channel
+    indexed = 2,      ///< a colour table
+    rgb = 3,          ///< red, green, blue
+    cmyk = 4,         ///< cyan, magenta, yellow, black
+    multichannel = 7, ///< independent channels
+    duotone = 8,      ///< grey with ink settings
+    lab = 9,          ///< L*a*b*
 };
 
 /// The mode for a stored value; nothing for 5, 6, negative values and values above 9.

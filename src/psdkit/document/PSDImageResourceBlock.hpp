@@ -6,6 +6,7 @@
 
 namespace psdkit {
 
+/// An image resource as stored: identifier, name and data. A plain value.
 struct PSDImageResourceBlock {
     /// The resource identifier (a signed 16-bit value in the file).
     std::int64_t identifier = 0;
@@ -14,6 +15,7 @@ struct PSDImageResourceBlock {
     /// The resource data exactly as stored, without its pad byte.
     std::vector<std::uint8_t> data;
 
+    /// Equal when identifier, name and data are.
     friend bool operator==(const PSDImageResourceBlock&, const PSDImageResourceBlock&) = default;
 };
 

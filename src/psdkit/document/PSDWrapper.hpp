@@ -1,10 +1,5 @@
 #pragma once
-// PSDWrapper: one PSD or PSB document in memory — read from a file's bytes, or built by the host —
-// and its serialization back into the bytes of a complete file. The library never touches the disk.
-//
-// Ownership: the host owns documents. A document owns its layers, alpha channels, resources and
-// raw blocks; layers and alpha channels are shared with the host through std::shared_ptr.
-// A document is used by one thread at a time.
+// PSDWrapper: one PSD or PSB document in memory, and its serialization into a file's bytes.
 #include <any>
 #include <cstdint>
 #include <memory>
@@ -30,6 +25,13 @@ namespace psdkit {
 class PSDScanner;
 class PSDWriter;
 
+/// One PSD or PSB document in memory — read from a file's bytes, or built by the host — and its
+/// serialization back into the bytes of a complete file. The library never touches the disk.
+///
+/// Ownership: the host owns documents. A document owns its layers, alpha channels, resources and
+/// raw blocks; layers and alpha channels are shared with the host through std::shared_ptr.
+/// A document is used by one thread at a time. Fields marked library-internal are kept so that a
+/// document read and written again loses nothing; hosts leave them alone.
 class PSDWrapper {
 public:
     /// A document with every field at its default: 8-bit RGB, 72 ppi, no layers.
@@ -46,7 +48,9 @@ public:
 
     PSDWrapper(const PSDWrapper&) = delete;
     PSDWrapper& operator=(const PSDWrapper&) = delete;
+    /// Takes over every field of `other` (layers stay shared with whoever else holds them).
     PSDWrapper(PSDWrapper&&) noexcept = default;
+    /// Takes over every field of the right-hand side.
     PSDWrapper& operator=(PSDWrapper&&) noexcept = default;
 
     /// A flag kept for the host; neither reading nor writing changes it.
@@ -55,17 +59,25 @@ public:
     bool bigFile = false;
     /// Channel count of the composite image, from the header.
     std::int64_t numberOfChannels = 0;
+    /// Canvas width in pixels.
     std::int64_t imageWidth = 0;
+    /// Canvas height in pixels.
     std::int64_t imageHeight = 0;
     /// Bits per sample: 8, 16 or 32.
     std::int64_t bitDepth = 8;
+    /// Horizontal resolution, in the unit `hResUnit`.
     double hRes = 72.0;
-    /// 1 pixels per inch, 2 pixels per centimetre.
+    /// Unit of `hRes`: 1 pixels per inch, 2 pixels per centimetre.
     std::int64_t hResUnit = 1;
+    /// Display unit of the width, as stored in the resolution resource.
     std::int64_t widthUnit = 3;
+    /// Vertical resolution, in the unit `vResUnit`.
     double vRes = 72.0;
+    /// Unit of `vRes`: 1 pixels per inch, 2 pixels per centimetre.
     std::int64_t vResUnit = 1;
+    /// Display unit of the height, as stored in the resolution resource.
     std::int64_t heightUnit = 3;
+    /// Colour mode from the header; always `rgb` in a document that was read.
     PSDColorMode colorMode = PSDColorMode::rgb;
     /// The raw colour mode data section; absent when the file has none. Library-internal.
     std::optional<std::vector<std::uint8_t>> colorModeData;
@@ -91,8 +103,11 @@ public:
     OrderedMap<PSDFourCharCode, std::vector<std::uint8_t>> additionalLayerAndMaskInfo;
     /// Raw contents of the last pattern block ("Patt", "Pat2" or "Pat3"); written back as "Patt".
     std::optional<std::vector<std::uint8_t>> patternData;
+    /// Whether layer effects are shown.
     bool enableLayerEffects = true;
+    /// Angle of the global light that layer effects share, in degrees.
     std::int64_t globalLightAngle = 30;
+    /// Altitude of the global light, in degrees.
     std::int64_t globalLightAltitude = 30;
     /// Host-private document properties, stored in the file under the host's bundle identifier.
     PropertyDictionary propertiesDictionary;

@@ -7,11 +7,12 @@
 
 namespace psdkit {
 
+/// How one channel's image data is stored, by its stored code.
 enum class PSDCompressionType : std::int64_t {
-    uncompressed = 0,
-    rle = 1,
-    zip = 2,
-    zipWithPrediction = 3,
+    uncompressed = 0,      ///< raw samples
+    rle = 1,               ///< PackBits rows with their byte counts
+    zip = 2,               ///< one zlib stream
+    zipWithPrediction = 3, ///< one zlib stream of per-row differences
 };
 
 /// The case for a stored code 0 to 3; nothing for any other value.

@@ -42,21 +42,33 @@ enum class PSDAdjustmentLayerType {
 /// The kind of a layer. `adjustmentLayer` carries the adjustment or fill kind.
 class PSDLayerType {
 public:
-    enum class Kind { adjustmentLayer, regular, group, sectionDivider, sceneGroup, artboard };
+    /// The kinds of layer.
+    enum class Kind {
+        adjustmentLayer, ///< an adjustment or fill layer (see `adjustmentType()`)
+        regular,         ///< a layer of pixels
+        group,           ///< the record that opens a group (it lies above the group's members)
+        sectionDivider,  ///< the record that closes a group (it lies below the group's members)
+        sceneGroup,      ///< a scene group (a refinement of `group`, see `PSDLayerWrapper::subtype`)
+        artboard,        ///< an artboard
+    };
 
+    /// A type of kind `kind` (for `adjustmentLayer`, of adjustment kind solidColor).
     constexpr PSDLayerType(Kind kind = Kind::regular) noexcept : kind_(kind) {} // NOLINT: implicit by design
+    /// An adjustment or fill layer of kind `type`.
     static constexpr PSDLayerType adjustmentLayer(PSDAdjustmentLayerType type) noexcept
     {
         PSDLayerType t(Kind::adjustmentLayer);
         t.adjustment_ = type;
         return t;
     }
-    static constexpr PSDLayerType regular() noexcept { return Kind::regular; }
-    static constexpr PSDLayerType group() noexcept { return Kind::group; }
+    static constexpr PSDLayerType regular() noexcept { return Kind::regular; } ///< A layer of pixels.
+    static constexpr PSDLayerType group() noexcept { return Kind::group; }     ///< A group's opening record.
+    /// A group's closing record.
     static constexpr PSDLayerType sectionDivider() noexcept { return Kind::sectionDivider; }
-    static constexpr PSDLayerType sceneGroup() noexcept { return Kind::sceneGroup; }
-    static constexpr PSDLayerType artboard() noexcept { return Kind::artboard; }
+    static constexpr PSDLayerType sceneGroup() noexcept { return Kind::sceneGroup; } ///< A scene group.
+    static constexpr PSDLayerType artboard() noexcept { return Kind::artboard; }     ///< An artboard.
 
+    /// The kind.
     [[nodiscard]] constexpr Kind kind() const noexcept { return kind_; }
     /// The adjustment kind; meaningful only when `kind()` is `adjustmentLayer`.
     [[nodiscard]] constexpr PSDAdjustmentLayerType adjustmentType() const noexcept { return adjustment_; }

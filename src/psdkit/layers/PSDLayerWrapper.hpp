@@ -1,10 +1,5 @@
 #pragma once
-// PSDLayerWrapper: one layer of a document — the values of its layer record (bounds, blend mode,
-// opacity, flags, mask parameters, name, identity, kind), its channel data, and the two images a
-// host works with: the colour content and the user mask.
-//
-// Layers are reference objects, held by std::shared_ptr in the document's `layers`. A host that
-// reads `contentImage` or `maskImage` shares the buffer the layer keeps.
+// PSDLayerWrapper: one layer of a document, its record's values, channel data and images.
 #include <array>
 #include <cstdint>
 #include <map>
@@ -29,6 +24,15 @@ class PSDWriter;
 /// Raw additional layer information blocks kept for writing back, in the order they were read.
 using PSDTaggedData = OrderedMap<PSDFourCharCode, std::vector<std::uint8_t>>;
 
+/// One layer of a document — the values of its layer record (bounds, blend mode, opacity, flags,
+/// mask parameters, name, identity, kind), its channel data, and the two images a host works with:
+/// the colour content and the user mask.
+///
+/// Layers are reference objects, held by std::shared_ptr in the document's `layers`. A host that
+/// reads `contentImage` or `maskImage` shares the buffer the layer keeps; a host that assigns them
+/// hands the buffer to the layer (and may keep sharing it). Fractions (opacities, densities,
+/// default colours) are 0.0 to 1.0 and stored as bytes (value × 255, cut toward zero); writing
+/// refuses values outside that range with `writeParameterError`.
 class PSDLayerWrapper {
 public:
     /// A layer with every field at its default. `bitDepth` (8, 16 or 32) selects the sample type of
@@ -38,20 +42,29 @@ public:
 
     /// Bits per channel sample of the owning document. Library-internal.
     std::int64_t bitDepth = 8;
+    /// The layer's name (UTF-8).
     std::string name;
+    /// The layer's identifier within the document; 0 and duplicates are renumbered on writing.
     std::int64_t layerID = 0;
+    /// Index of the colour label editing applications show (signed 16-bit in the file).
     std::int64_t colorLabel = 0;
 
     /// The layer's kind. Setting a kind other than `regular` or `sceneGroup` also sets
     /// `pixelDataIrrelevantToAppearanceOfDocument` (it is never cleared by this).
     [[nodiscard]] const PSDLayerType& type() const noexcept { return type_; }
+    /// Sets the layer's kind, with the effect described at `type()`.
     void setType(PSDLayerType type);
 
     /// Refinement of a group: `sceneGroup` or `regular`.
     PSDLayerType subtype = PSDLayerType::regular();
+    /// In the document's selection: set on reading for the layers the document lists as selected;
+    /// writing stores the selection from it.
     bool selected = false;
+    /// The document's target layer; set by the host (reading never sets it), used on writing.
     bool targeted = false;
+    /// For a group: shown open.
     bool expanded = true;
+    /// Bounds of the layer's pixels in document coordinates; `contentImage` has its size.
     PSDMacRect contentsRect;
 
     /// One entry per channel record, in record order (sorted by channel ID once the content image
@@ -61,35 +74,46 @@ public:
     /// written. Library-internal.
     std::map<std::int64_t, image::AnyChannelData> channelDataPreparedForExport;
 
+    /// Blend-mode key of the record ("norm", "mul ", "pass" for a group that passes through, …).
     PSDFourCharCode blendMode = "norm";
+    /// Opacity of the whole layer, 0.0 to 1.0.
     double opacity = 1.0;
+    /// Opacity of the layer's fill (its pixels, not its effects), 0.0 to 1.0.
     double fillOpacity = 1.0;
+    /// Clipped to the layer below.
     bool clipping = false;
     /// Lock bits as the protection settings store them (unsigned 32-bit); bit 0: transparency.
     std::int64_t lockFlags = 0;
+    /// Shown.
     bool visible = true;
+    /// The layer's pixels do not contribute to the document's appearance (groups, dividers,
+    /// adjustment and fill layers).
     bool pixelDataIrrelevantToAppearanceOfDocument = false;
 
+    /// The record carries layer mask data; the mask fields below are written only when set.
     bool hasLayerMask = false;
+    /// Bounds of the user mask in document coordinates; `maskImage` has its size.
     PSDMacRect maskRect;
+    /// Mask value outside `maskRect`, 0.0 to 1.0.
     double maskDefaultColor = 1.0;
-    bool maskIsPositionedRelativeToLayer = false;
-    bool maskDisabled = false;
-    bool maskCameFromRenderingOtherData = false;
-    bool maskHasUserMaskDensity = false;
-    double userMaskDensity = 1.0;
-    bool maskHasUserMaskFeather = false;
-    double userMaskFeather = 0.0;
-    bool maskHasVectorMaskDensity = false;
-    double vectorMaskDensity = 1.0;
-    bool maskHasVectorMaskFeather = false;
-    double vectorMaskFeather = 0.0;
+    bool maskIsPositionedRelativeToLayer = false; ///< Position relative to the layer (flag bit 0).
+    bool maskDisabled = false;                    ///< The mask is switched off (flag bit 1).
+    bool maskCameFromRenderingOtherData = false;  ///< The mask was rendered from other data (flag bit 3).
+    bool maskHasUserMaskDensity = false;          ///< `userMaskDensity` is stored.
+    double userMaskDensity = 1.0;                 ///< User mask density, 0.0 to 1.0.
+    bool maskHasUserMaskFeather = false;          ///< `userMaskFeather` is stored.
+    double userMaskFeather = 0.0;                 ///< User mask feather, as stored.
+    bool maskHasVectorMaskDensity = false;        ///< `vectorMaskDensity` is stored.
+    double vectorMaskDensity = 1.0;               ///< Vector mask density, 0.0 to 1.0.
+    bool maskHasVectorMaskFeather = false;        ///< `vectorMaskFeather` is stored.
+    double vectorMaskFeather = 0.0;               ///< Vector mask feather, as stored.
+    /// The record carries the second ("real") mask flags, default colour and rectangle.
     bool hasRealFlags = false;
-    bool realMaskIsPositionedRelativeToLayer = false;
-    bool realMaskDisabled = false;
-    bool realMaskCameFromRenderingOtherData = false;
-    double realMaskDefaultColor = 1.0;
-    PSDMacRect realMaskRect;
+    bool realMaskIsPositionedRelativeToLayer = false; ///< Real mask flag bit 0.
+    bool realMaskDisabled = false;                    ///< Real mask flag bit 1.
+    bool realMaskCameFromRenderingOtherData = false;  ///< Real mask flag bit 3.
+    double realMaskDefaultColor = 1.0;                ///< Real mask value outside its bounds, 0.0 to 1.0.
+    PSDMacRect realMaskRect;                          ///< Bounds of the real mask.
 
     /// The record's blending ranges, raw; absent when the record has none.
     std::optional<std::vector<std::uint8_t>> layerBlendingRanges;
@@ -103,6 +127,7 @@ public:
     /// Host-visible extra properties. Storing a dictionary whose "PSD Blend Mode" holds a
     /// `PSDFourCharCode` also sets `blendMode` to it.
     [[nodiscard]] const PropertyDictionary& propertiesDictionary() const noexcept { return properties_; }
+    /// Replaces the extra properties (with the "PSD Blend Mode" effect described above).
     void setPropertiesDictionary(PropertyDictionary properties);
     /// Stores one property (running the same observer).
     void setProperty(const std::string& key, PropertyValue value);

@@ -11,6 +11,8 @@
 
 namespace psdkit {
 
+/// A document's colour space: device RGB or an embedded ICC profile's. A value type; copies
+/// share the immutable profile and may be used from several threads.
 class ColorSpace {
   public:
     /// The device RGB space (the same as `deviceRGB()`).

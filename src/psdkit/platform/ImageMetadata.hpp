@@ -17,13 +17,19 @@
 
 namespace psdkit {
 
+/// A document's descriptive metadata as an XMP tree. A value type with deep copies; one value is
+/// used by one thread at a time.
 class ImageMetadata {
   public:
     /// Metadata without any property. A moved-from value is empty as well.
     ImageMetadata();
+    /// A deep copy of `other`.
     ImageMetadata(const ImageMetadata& other);
+    /// Takes over the tree of `other`, which is left empty.
     ImageMetadata(ImageMetadata&& other) noexcept;
+    /// Replaces this tree with a deep copy of `other`'s.
     ImageMetadata& operator=(const ImageMetadata& other);
+    /// Takes over the tree of `other`, which is left empty.
     ImageMetadata& operator=(ImageMetadata&& other) noexcept;
     ~ImageMetadata();
 

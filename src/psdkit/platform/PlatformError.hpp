@@ -25,6 +25,7 @@ enum class PlatformErrorCode : int {
 /// The category of platform errors; `name()` is "psdkit.platform".
 [[nodiscard]] const std::error_category& platformErrorCategory() noexcept;
 
+/// The `std::error_code` of `code` in the platform category.
 [[nodiscard]] inline std::error_code make_error_code(PlatformErrorCode code) noexcept
 {
     return {static_cast<int>(code), platformErrorCategory()};
@@ -35,10 +36,12 @@ enum class PlatformErrorCode : int {
 /// `error()` or `code()`).
 class PlatformException : public std::system_error {
   public:
+    /// An exception carrying `code`.
     explicit PlatformException(PlatformErrorCode code)
         : std::system_error(make_error_code(code)), error_(code)
     {
     }
+    /// An exception carrying `code`, with `detail` (the underlying library's message) in `what()`.
     PlatformException(PlatformErrorCode code, const std::string& detail)
         : std::system_error(make_error_code(code), detail), error_(code)
     {
@@ -52,5 +55,6 @@ class PlatformException : public std::system_error {
 
 } // namespace psdkit
 
+/// Lets a `PlatformErrorCode` convert to `std::error_code`.
 template <> struct std::is_error_code_enum<psdkit::PlatformErrorCode> : std::true_type {
 };

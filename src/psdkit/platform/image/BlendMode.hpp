@@ -6,6 +6,7 @@
 
 namespace psdkit::image {
 
+/// The blend modes, with their raw values.
 enum class BlendMode : int {
     normal = 1,
     dissolve = 2,

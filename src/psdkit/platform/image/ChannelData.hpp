@@ -50,6 +50,7 @@ class AnyChannelData {
     /// Free-form properties of the channel (the document reader keeps a channel's ID and length here).
     std::map<std::string, ChannelPropertyValue> properties;
 
+    /// Equal when sample type and every field are.
     friend bool operator==(const AnyChannelData&, const AnyChannelData&) = default;
 
   private:
@@ -58,6 +59,7 @@ class AnyChannelData {
 
 /// The sample type of a C++ sample: std::uint8_t, std::uint16_t or float.
 template <typename Sample> constexpr SampleType sampleTypeOf() noexcept;
+/// @cond
 template <> constexpr SampleType sampleTypeOf<std::uint8_t>() noexcept
 {
     return SampleType::uint8;
@@ -70,11 +72,13 @@ template <> constexpr SampleType sampleTypeOf<float>() noexcept
 {
     return SampleType::float32;
 }
+/// @endcond
 
 /// A channel whose sample type is fixed by `Sample` (std::uint8_t, std::uint16_t or float). It adds
 /// no members, so it can be stored in a list of `AnyChannelData` by value without losing anything.
 template <typename Sample> class ChannelData final : public AnyChannelData {
   public:
+    /// A channel of `Sample` samples; the arguments as for `AnyChannelData`.
     ChannelData(std::vector<std::uint8_t> data, bool isBigEndian, ChannelDataCompressionType compression,
                 PredictionType prediction)
         : AnyChannelData(sampleTypeOf<Sample>(), std::move(data), isBigEndian, compression, prediction)

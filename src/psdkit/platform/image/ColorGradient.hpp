@@ -14,20 +14,24 @@ namespace psdkit::image {
 /// A colour stop: its colour, its place along the gradient (0 to 1) and the midpoint between it and
 /// the next stop (0 to 1, 0.5 halfway).
 struct ColorStop {
-    RGBAPixel color;
-    double location = 0;
-    double midpoint = 0.5;
+    RGBAPixel color;       ///< The colour at the stop.
+    double location = 0;   ///< Place along the gradient, 0 to 1.
+    double midpoint = 0.5; ///< Where between this stop and the next the colours mix half and half.
+    /// Equal when all fields are.
     friend bool operator==(const ColorStop&, const ColorStop&) = default;
 };
 
 /// An opacity stop: its opacity (0 to 1), place and midpoint as for colour stops.
 struct OpacityStop {
-    double opacity = 1;
-    double location = 0;
-    double midpoint = 0.5;
+    double opacity = 1;    ///< The opacity at the stop, 0 to 1.
+    double location = 0;   ///< Place along the gradient, 0 to 1.
+    double midpoint = 0.5; ///< Where between this stop and the next the opacities mix half and half.
+    /// Equal when all fields are.
     friend bool operator==(const OpacityStop&, const OpacityStop&) = default;
 };
 
+/// A gradient of at least two colour stops and two opacity stops, optionally named. A plain
+/// value; only `make` creates one, so the stop counts always hold.
 class ColorGradient {
   public:
     /// A gradient needs at least this many stops of each kind.
@@ -47,9 +51,12 @@ class ColorGradient {
     /// The gradient's name, or nothing for an unnamed gradient.
     std::optional<std::string> name;
 
+    /// The colour stops, in the order given.
     [[nodiscard]] const std::vector<ColorStop>& colorStops() const noexcept { return colorStops_; }
+    /// The opacity stops, in the order given.
     [[nodiscard]] const std::vector<OpacityStop>& opacityStops() const noexcept { return opacityStops_; }
 
+    /// Equal when names and both stop lists are.
     friend bool operator==(const ColorGradient&, const ColorGradient&) = default;
 
   private:

@@ -7,18 +7,20 @@ namespace psdkit::image {
 
 /// A size in whole pixels. Width and height may be negative only where a caller says so.
 struct IntegralSize {
-    std::int64_t width = 0;
-    std::int64_t height = 0;
+    std::int64_t width = 0;  ///< Columns.
+    std::int64_t height = 0; ///< Rows.
+    /// Equal when width and height are.
     friend bool operator==(const IntegralSize&, const IntegralSize&) = default;
 };
 
 /// An integer rectangle as origin and extent; width and height may be negative (the rectangle
 /// then extends to the left of / above its origin).
 struct IntegralRect {
-    std::int64_t x = 0;
-    std::int64_t y = 0;
-    std::int64_t width = 0;
-    std::int64_t height = 0;
+    std::int64_t x = 0;      ///< Column of the origin.
+    std::int64_t y = 0;      ///< Row of the origin.
+    std::int64_t width = 0;  ///< Extent to the right (negative: to the left).
+    std::int64_t height = 0; ///< Extent downwards (negative: upwards).
+    /// Equal when origin and extent are.
     friend bool operator==(const IntegralRect&, const IntegralRect&) = default;
 };
 
@@ -28,10 +30,11 @@ namespace psdkit {
 
 /// A floating-point rectangle as origin and extent (the extent may be negative).
 struct CGRect {
-    double x = 0;
-    double y = 0;
-    double width = 0;
-    double height = 0;
+    double x = 0;      ///< Horizontal position of the origin.
+    double y = 0;      ///< Vertical position of the origin.
+    double width = 0;  ///< Horizontal extent.
+    double height = 0; ///< Vertical extent.
+    /// Equal when origin and extent are.
     friend bool operator==(const CGRect&, const CGRect&) = default;
 };
 

@@ -40,6 +40,7 @@ enum class ImageError : int {
 /// The error category of the image core: `name()` is "psdkit.image", `value()` an `ImageError`.
 [[nodiscard]] const std::error_category& imageErrorCategory() noexcept;
 
+/// The `std::error_code` of `error` in the image core's category.
 [[nodiscard]] inline std::error_code make_error_code(ImageError error) noexcept
 {
     return {static_cast<int>(error), imageErrorCategory()};
@@ -51,11 +52,14 @@ enum class ImageError : int {
 /// The exception the image core throws. It carries one `ImageError` and no further context.
 class ImageException : public std::system_error {
   public:
+    /// An exception carrying `error`.
     explicit ImageException(ImageError error) : std::system_error(make_error_code(error)) {}
+    /// The error that was thrown.
     [[nodiscard]] ImageError error() const noexcept { return static_cast<ImageError>(code().value()); }
 };
 
 } // namespace psdkit::image
 
+/// Lets an `ImageError` convert to `std::error_code`.
 template <> struct std::is_error_code_enum<psdkit::image::ImageError> : std::true_type {
 };

@@ -31,11 +31,13 @@ class PixelBufferType {
     [[nodiscard]] PixelFormat format() const noexcept { return format_; }
     /// A free-form title given at creation.
     [[nodiscard]] const std::string& title() const noexcept { return title_; }
+    /// Replaces the title.
     void setTitle(std::string title) { title_ = std::move(title); }
 
     /// The pixels as bytes: width × height × `bytesPerPixel(format())`, in memory order of the pixel
     /// type (samples native-endian). Valid as long as the buffer lives.
     [[nodiscard]] virtual std::span<const std::uint8_t> bytes() const noexcept = 0;
+    /// The same bytes, writable: changing them changes the pixels.
     [[nodiscard]] virtual std::span<std::uint8_t> mutableBytes() noexcept = 0;
 
     /// Splits the buffer into channels, compressed ready for a file.
@@ -61,6 +63,7 @@ class PixelBufferType {
                                                                       bool mayUseWorkerThread) const = 0;
 
   protected:
+    /// For the concrete buffers: records size, pixel type and title.
     PixelBufferType(IntegralSize size, PixelFormat format, std::string title)
         : size_(size), format_(format), title_(std::move(title))
     {
@@ -75,7 +78,7 @@ class PixelBufferType {
 /// A pixel buffer of pixel type `P` (one of the six types of PixelTypes.hpp).
 template <typename P> class PixelBuffer final : public PixelBufferType {
   public:
-    using Traits = PixelTraits<P>;
+    using Traits = PixelTraits<P>; ///< What the pixel type is made of.
 
     /// Decodes `channels` into pixels. Colour types take exactly four channels in the order red,
     /// green, blue, transparency, and place each by its role (for `PixelARGB8` the fourth channel
@@ -105,12 +108,15 @@ template <typename P> class PixelBuffer final : public PixelBufferType {
 
     /// The pixels, row after row.
     [[nodiscard]] std::span<P> pixels() noexcept { return {pixels_, count_}; }
+    /// The pixels, row after row, read-only.
     [[nodiscard]] std::span<const P> pixels() const noexcept { return {pixels_, count_}; }
     /// The pixel at column `x`, row `y`; both must lie inside the buffer (not checked).
     [[nodiscard]] P& at(std::int64_t x, std::int64_t y) noexcept { return pixels_[index(x, y)]; }
+    /// The same, read-only.
     [[nodiscard]] const P& at(std::int64_t x, std::int64_t y) const noexcept { return pixels_[index(x, y)]; }
 
     [[nodiscard]] std::span<const std::uint8_t> bytes() const noexcept override;
+    /// The pixels' bytes, writable (see `PixelBufferType::mutableBytes`).
     [[nodiscard]] std::span<std::uint8_t> mutableBytes() noexcept override;
     [[nodiscard]] std::vector<AnyChannelData> makeChannelData(bool colorChannelsOnly,
                                                               ChannelDataCompressionType compression,

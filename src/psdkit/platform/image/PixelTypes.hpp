@@ -9,42 +9,62 @@ namespace psdkit::image {
 
 /// Four 8-bit samples in memory order transparency, red, green, blue.
 struct PixelARGB8 {
-    std::uint8_t a, r, g, b;
+    std::uint8_t a; ///< Transparency, 255 opaque.
+    std::uint8_t r; ///< Red.
+    std::uint8_t g; ///< Green.
+    std::uint8_t b; ///< Blue.
+    /// Equal when all samples are.
     friend bool operator==(const PixelARGB8&, const PixelARGB8&) = default;
 };
 /// Four native-endian 16-bit samples red, green, blue, transparency.
 struct PixelRGBA16 {
-    std::uint16_t r, g, b, a;
+    std::uint16_t r; ///< Red.
+    std::uint16_t g; ///< Green.
+    std::uint16_t b; ///< Blue.
+    std::uint16_t a; ///< Transparency, 65535 opaque.
+    /// Equal when all samples are.
     friend bool operator==(const PixelRGBA16&, const PixelRGBA16&) = default;
 };
 /// Four single-precision samples red, green, blue, transparency.
 struct PixelRGBA32 {
-    float r, g, b, a;
+    float r; ///< Red.
+    float g; ///< Green.
+    float b; ///< Blue.
+    float a; ///< Transparency, 1.0 opaque.
+    /// Equal when all samples are (NaN is unequal to itself).
     friend bool operator==(const PixelRGBA32&, const PixelRGBA32&) = default;
 };
 /// One 8-bit grey (or mask) sample.
 struct PixelGray8 {
-    std::uint8_t v;
+    std::uint8_t v; ///< The sample.
+    /// Equal when the samples are.
     friend bool operator==(const PixelGray8&, const PixelGray8&) = default;
 };
 /// One native-endian 16-bit grey (or mask) sample.
 struct PixelGray16 {
-    std::uint16_t v;
+    std::uint16_t v; ///< The sample.
+    /// Equal when the samples are.
     friend bool operator==(const PixelGray16&, const PixelGray16&) = default;
 };
 /// One single-precision grey (or mask) sample.
 struct PixelGray32 {
-    float v;
+    float v; ///< The sample.
+    /// Equal when the samples are (NaN is unequal to itself).
     friend bool operator==(const PixelGray32&, const PixelGray32&) = default;
 };
 
 /// The pixel types as a runtime value.
 enum class PixelFormat { argb8, rgba16, rgba32, gray8, gray16, gray32 };
 
-/// What a pixel type is made of. `channelCount` is 4 for colour (red, green, blue, transparency)
-/// and 1 for grey; `memoryIndex[c]` is the position in the pixel of logical channel c, where the
-/// logical order is red, green, blue, transparency (or the single grey channel).
+/// What a pixel type is made of. `Sample` is the C++ type of one sample, `format` and `sampleType`
+/// the runtime values of the pixel type and its sample type. `channelCount` is 4 for colour (red,
+/// green, blue, transparency) and 1 for grey; `memoryIndex[c]` is the position in the pixel of
+/// logical channel c, where the logical order is red, green, blue, transparency (or the single grey
+/// channel). Specialised for the six pixel types (the specialisations are left out of the API
+/// reference: their members are the ones described here).
 template <typename P> struct PixelTraits;
+
+/// @cond
 
 template <> struct PixelTraits<PixelARGB8> {
     using Sample = std::uint8_t;
@@ -88,6 +108,7 @@ template <> struct PixelTraits<PixelGray32> {
     static constexpr std::size_t channelCount = 1;
     static constexpr std::size_t memoryIndex[1] = {0};
 };
+/// @endcond
 
 /// The number of channels of a pixel format: 4 for colour, 1 for grey.
 [[nodiscard]] constexpr std::size_t channelCount(PixelFormat format) noexcept

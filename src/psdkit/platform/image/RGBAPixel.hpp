@@ -29,22 +29,24 @@ concept RGBAPixelType = std::constructible_from<P, float, float, float, float> &
 /// A colour held as four single-precision components. Components are stored exactly as given,
 /// also outside 0 to 1 (a descriptor may hold such values; nothing is clamped).
 struct RGBAPixel {
-    float red = 0;
-    float green = 0;
-    float blue = 0;
-    float alpha = 0;
+    float red = 0;   ///< Red, normally 0 to 1.
+    float green = 0; ///< Green, normally 0 to 1.
+    float blue = 0;  ///< Blue, normally 0 to 1.
+    float alpha = 0; ///< Opacity, normally 0 (transparent) to 1 (opaque).
 
     constexpr RGBAPixel() noexcept = default;
+    /// A colour of the four components, stored as given.
     constexpr RGBAPixel(float red_, float green_, float blue_, float alpha_) noexcept
         : red(red_), green(green_), blue(blue_), alpha(alpha_)
     {
     }
 
-    [[nodiscard]] constexpr float redFloat() const noexcept { return red; }
-    [[nodiscard]] constexpr float greenFloat() const noexcept { return green; }
-    [[nodiscard]] constexpr float blueFloat() const noexcept { return blue; }
-    [[nodiscard]] constexpr float alphaFloat() const noexcept { return alpha; }
+    [[nodiscard]] constexpr float redFloat() const noexcept { return red; }     ///< `red`.
+    [[nodiscard]] constexpr float greenFloat() const noexcept { return green; } ///< `green`.
+    [[nodiscard]] constexpr float blueFloat() const noexcept { return blue; }   ///< `blue`.
+    [[nodiscard]] constexpr float alphaFloat() const noexcept { return alpha; } ///< `alpha`.
 
+    /// Equal when all four components are.
     friend constexpr bool operator==(const RGBAPixel&, const RGBAPixel&) = default;
 };
 
