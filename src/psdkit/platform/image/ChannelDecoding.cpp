@@ -211,11 +211,18 @@ void decodeChannels(IntegralSize size, std::span<const AnyChannelData* const> ch
 
     // ZIP planes are inflated whole first (channels spread over the threads), then all channels are
     // read row by row and interleaved, the rows split into two bands when a worker may help.
-    std::vector<LargeAllocation> planes(count);
+    // A grey buffer's single plane is inflated straight into the pixels and finished there.
+    std::vector<LargeAllocation> ownedPlanes(count);
+    std::vector<std::uint8_t*> planes(count, nullptr);
     forEachIndex(count, useWorker, [&](std::size_t c) {
         if (channels[c]->compressionType == ChannelDataCompressionType::zip) {
-            planes[c] = allocateLarge(shape.planeBytes);
-            zlibInflate(channels[c]->compressedData, {planes[c].get(), shape.planeBytes});
+            if (count == 1) {
+                planes[c] = pixels;
+            } else {
+                ownedPlanes[c] = allocateLarge(shape.planeBytes);
+                planes[c] = ownedPlanes[c].get();
+            }
+            zlibInflate(channels[c]->compressedData, {planes[c], shape.planeBytes});
         }
     });
     if (shape.planeBytes == 0) {
@@ -227,12 +234,15 @@ void decodeChannels(IntegralSize size, std::span<const AnyChannelData* const> ch
         std::vector<ChannelRowReader> readers;
         readers.reserve(count);
         for (std::size_t c = 0; c < count; ++c) {
-            readers.emplace_back(*channels[c], shape, planes[c].get(), firstRow);
+            readers.emplace_back(*channels[c], shape, planes[c], firstRow);
         }
         for (std::size_t y = firstRow; y < endRow; ++y) {
             std::uint8_t* out = pixels + y * pixelRowBytes;
             if (count == 1) {
-                std::memcpy(out, readers[0].row(y), shape.rowBytes);
+                const std::uint8_t* row = readers[0].row(y);
+                if (row != out) {
+                    std::memcpy(out, row, shape.rowBytes);
+                }
                 continue;
             }
             const std::uint8_t* rows[4];
