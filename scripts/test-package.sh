@@ -6,7 +6,8 @@
 #  3. builds examples/ against the prefix four ways: CMake find_package (static and shared
 #     library) and pkg-config (shared and static);
 #  4. runs each on a corpus document, checks that all four write the same bytes, and reads the
-#     written file back with the installed psdkit tool and with psd-tools.
+#     written file back with the installed psdkit tool and with psd-tools;
+#  5. builds the API reference, which fails on any undocumented public member.
 # usage: scripts/test-package.sh [BUILD_DIR]   (default build/release, already built)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -100,4 +101,6 @@ for (x, y) in [(0, 0), (31, 0), (0, 26), (31, 26), (17, 9)]:
     expected = [x * 255 // 32, y * 255 // 27, 96, 255]
     assert list(pixels[y, x]) == expected, (x, y, list(pixels[y, x]), expected)
 EOF
+echo "== API reference"
+scripts/docs.sh
 echo "== package test passed"
