@@ -261,6 +261,9 @@ PropertyValue parsePropertyList(std::span<const std::uint8_t> data)
     if (!acceptable) {
         failParse("property list too large or too deeply nested");
     }
+    if (!detail::propertyListKeysHaveNoNul(data)) {
+        failParse("a dictionary key holds a NUL character");
+    }
     plist_t root = nullptr; // must start null: a non-null pointer is taken as the backend's own
     plist_from_memory(reinterpret_cast<const char*>(data.data()), static_cast<std::uint32_t>(data.size()),
                       &root);

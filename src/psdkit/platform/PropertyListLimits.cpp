@@ -1,6 +1,7 @@
 #include "psdkit/platform/PropertyListLimits.hpp"
 
 #include <algorithm>
+#include <cctype>
 #include <cstring>
 #include <string_view>
 #include <vector>
@@ -98,6 +99,46 @@ struct BinaryLayout {
             return false;
         }
         count = isDictionary ? entries * 2 : entries;
+        return true;
+    }
+
+    // False when the object is a string (ASCII or UTF-16) holding a zero code unit. Strings whose
+    // bytes are not all present are left to the backend, which refuses them.
+    bool stringHasNoNul(std::uint64_t object) const noexcept
+    {
+        if (object >= objectCount) {
+            return true;
+        }
+        const std::size_t offset = offsetOf(object);
+        if (offset == 0) {
+            return true;
+        }
+        const unsigned kind = data[offset] >> 4;
+        if (kind != 0x5 && kind != 0x6) {
+            return true;
+        }
+        std::size_t first = offset + 1;
+        std::uint64_t length = data[offset] & 0x0Fu;
+        if (length == 0x0F) {
+            if (first >= tableOffset || (data[first] >> 4) != 0x1) {
+                return true;
+            }
+            const std::size_t width = std::size_t{1} << (data[first] & 0x0Fu);
+            if (width > 8 || tableOffset - first - 1 < width) {
+                return true;
+            }
+            length = readBigEndian(data.data() + first + 1, width);
+            first += 1 + width;
+        }
+        const std::size_t unit = kind == 0x6 ? 2 : 1;
+        if (length > (tableOffset - first) / unit) {
+            return true;
+        }
+        for (std::size_t at = first; at < first + static_cast<std::size_t>(length) * unit; at += unit) {
+            if (data[at] == 0 && (unit == 1 || data[at + 1] == 0)) {
+                return false;
+            }
+        }
         return true;
     }
 
@@ -215,6 +256,59 @@ bool binaryPropertyListIsBounded(std::span<const std::uint8_t> data) noexcept
     } catch (const std::bad_alloc&) {
         return false;
     }
+}
+
+bool propertyListKeysHaveNoNul(std::span<const std::uint8_t> data) noexcept
+{
+    constexpr std::string_view kBinaryMagic = "bplist00";
+    if (!matchesAt(data, 0, kBinaryMagic)) {
+        // NUL bytes after the text (a terminator some writers count in) are not part of it.
+        std::size_t end = data.size();
+        while (end > 0 && data[end - 1] == 0) {
+            --end;
+        }
+        data = data.first(end);
+        for (std::size_t i = 0; i < data.size(); ++i) {
+            if (data[i] == 0) {
+                return false;
+            }
+            if (data[i] != '&' || !matchesAt(data, i + 1, "#")) {
+                continue;
+            }
+            // A character reference: &#digits; or &#xhexdigits;, of value zero?
+            std::size_t at = i + 2;
+            const bool hex = at < data.size() && (data[at] == 'x' || data[at] == 'X');
+            at += hex ? 1 : 0;
+            bool nonZero = false;
+            const std::size_t digitsStart = at;
+            while (at < data.size() && std::isxdigit(data[at]) != 0 && (hex || std::isdigit(data[at]) != 0)) {
+                nonZero = nonZero || data[at] != '0';
+                ++at;
+            }
+            if (at > digitsStart && !nonZero) {
+                return false;
+            }
+        }
+        return true;
+    }
+    BinaryLayout layout{data};
+    if (!layout.read()) {
+        return true; // malformed: refused elsewhere
+    }
+    for (std::uint64_t object = 0; object < layout.objectCount; ++object) {
+        const std::size_t offset = layout.offsetOf(object);
+        std::size_t first = 0;
+        std::uint64_t count = 0;
+        if (offset == 0 || (data[offset] >> 4) != 0xD || !layout.references(object, first, count)) {
+            continue;
+        }
+        for (std::uint64_t key = 0; key < count / 2; ++key) {
+            if (!layout.stringHasNoNul(layout.referenceAt(first, key))) {
+                return false;
+            }
+        }
+    }
+    return true;
 }
 
 } // namespace psdkit::detail

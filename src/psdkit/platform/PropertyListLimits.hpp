@@ -24,4 +24,10 @@ inline constexpr std::size_t kMaxPropertyListDepth = 512;
 /// more values than allowed.
 [[nodiscard]] bool binaryPropertyListIsBounded(std::span<const std::uint8_t> data) noexcept;
 
+/// False when a dictionary key would hold a NUL character: the backend cannot hand such a key
+/// back (it stops the process on it). XML allows no NUL character at all, so XML text with a NUL
+/// byte or a character reference to U+0000 is refused whole; in a binary list, a key string with
+/// a zero code unit.
+[[nodiscard]] bool propertyListKeysHaveNoNul(std::span<const std::uint8_t> data) noexcept;
+
 } // namespace psdkit::detail
