@@ -36,6 +36,10 @@ struct FreeDeleter {
     throw PlatformException(PlatformErrorCode::propertyListUnsupportedValue, detail);
 }
 
+// Text the writer accepts (defined with the writing below); the reader refuses any other text,
+// which could not be written back.
+bool isValidUtf8WithoutNul(std::string_view text);
+
 // ---- reading ---------------------------------------------------------------------------------
 
 PropertyValue valueFromNode(plist_t node, std::size_t depth)
@@ -70,7 +74,11 @@ PropertyValue valueFromNode(plist_t node, std::size_t depth)
     case PLIST_KEY: {
         std::uint64_t length = 0;
         const char* text = plist_get_string_ptr(node, &length);
-        return PropertyValue(text == nullptr ? std::string() : std::string(text, length));
+        std::string value = text == nullptr ? std::string() : std::string(text, length);
+        if (!isValidUtf8WithoutNul(value)) {
+            failParse("text is not valid UTF-8 or holds a NUL character");
+        }
+        return PropertyValue(std::move(value));
     }
     case PLIST_DATA: {
         std::uint64_t length = 0;
@@ -112,9 +120,12 @@ PropertyValue valueFromNode(plist_t node, std::size_t depth)
             if (item == nullptr) {
                 break;
             }
+            std::string name = key ? std::string(key.get()) : std::string();
+            if (!isValidUtf8WithoutNul(name)) {
+                failParse("key is not valid UTF-8");
+            }
             // A key that appears twice keeps its last value.
-            dictionary.insert_or_assign(key ? std::string(key.get()) : std::string(),
-                                        valueFromNode(item, depth + 1));
+            dictionary.insert_or_assign(std::move(name), valueFromNode(item, depth + 1));
         }
         return PropertyValue(std::move(dictionary));
     }

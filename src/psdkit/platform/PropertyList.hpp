@@ -24,7 +24,8 @@ namespace psdkit {
 /// Parses an XML or binary property list. A UTF-8 byte order mark in front of an XML property
 /// list is skipped. The result is whatever the top level holds (usually a dictionary).
 /// Throws `PlatformException(propertyListParse)` when the bytes are not a property list (empty
-/// input included). The input is only read during the call.
+/// input included), or when a key or string is not valid UTF-8 or holds a NUL character (text
+/// that `xmlPropertyList` could not write back). The input is only read during the call.
 [[nodiscard]] PropertyValue parsePropertyList(std::span<const std::uint8_t> data);
 
 /// Writes a dictionary as an XML property list (UTF-8, with the usual XML declaration and
