@@ -12,6 +12,7 @@
 #include <new>
 
 #include "psdkit/platform/PlatformError.hpp"
+#include "psdkit/platform/text/TextEncoding.hpp"
 
 namespace psdkit {
 
@@ -220,10 +221,12 @@ Exiv2::XmpData decodeMetadata(const MetadataResources& resources)
         });
     }
     // The XMP packet is the newest statement of each property: converted EXIF and IPTC values
-    // only fill in what it does not say.
+    // only fill in what it does not say. EXIF and IPTC text is copied as stored; a value that is
+    // not valid UTF-8 could never be written into a packet again, so it is dropped.
     for (const Exiv2::Xmpdatum& datum : converted) {
         ignoringMalformedInput([&] {
-            if (result.findKey(Exiv2::XmpKey(datum.key())) == result.end()) {
+            if (result.findKey(Exiv2::XmpKey(datum.key())) == result.end() &&
+                text::utf8ToUtf16be(datum.toString()).has_value()) {
                 result.add(datum);
             }
         });
