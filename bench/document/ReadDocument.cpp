@@ -30,26 +30,31 @@ namespace {
 using namespace psdkit;
 using Clock = std::chrono::steady_clock;
 
-std::vector<std::uint8_t> readFile(const char* path)
+/// A whole file in memory, read with one call into a buffer that is not cleared first (as a host
+/// that reads a file for a library would do).
+struct FileBytes {
+    std::unique_ptr<std::uint8_t[]> data;
+    std::size_t size = 0;
+    [[nodiscard]] std::span<const std::uint8_t> span() const { return {data.get(), size}; }
+};
+
+FileBytes readFile(const char* path)
 {
     std::FILE* file = std::fopen(path, "rb");
     if (file == nullptr) {
         throw std::system_error(errno, std::generic_category(), path);
     }
-    std::vector<std::uint8_t> bytes;
-    std::uint8_t chunk[1 << 16];
-    std::size_t n = 0;
+    FileBytes bytes;
+    long size = -1;
     if (std::fseek(file, 0, SEEK_END) == 0) {
-        const long size = std::ftell(file);
-        if (size > 0) {
-            bytes.reserve(static_cast<std::size_t>(size));
-        }
+        size = std::ftell(file);
         std::rewind(file);
     }
-    while ((n = std::fread(chunk, 1, sizeof chunk, file)) > 0) {
-        bytes.insert(bytes.end(), chunk, chunk + n);
+    if (size > 0) {
+        bytes.size = static_cast<std::size_t>(size);
+        bytes.data.reset(new std::uint8_t[bytes.size]);
     }
-    const bool failed = std::ferror(file) != 0;
+    const bool failed = size < 0 || std::fread(bytes.data.get(), 1, bytes.size, file) != bytes.size;
     std::fclose(file);
     if (failed) {
         throw std::system_error(EIO, std::generic_category(), path);
@@ -143,8 +148,11 @@ int run(int argc, char** argv)
     setDiagnosticsSink({});
 
     const auto start = Clock::now();
-    std::vector<std::uint8_t> bytes = readFile(argv[1]);
-    PSDWrapper document{std::span<const std::uint8_t>(bytes)};
+    FileBytes bytes = readFile(argv[1]);
+    const std::size_t fileSize = bytes.size;
+    PSDWrapper document{bytes.span()};
+    // The document keeps what it needs: the file's bytes can go before the composite is made.
+    bytes = FileBytes();
     std::shared_ptr<image::PixelBufferType> composite = document.compositeImage();
     const double readSeconds = secondsSince(start);
 
@@ -157,15 +165,13 @@ int run(int argc, char** argv)
         }
         std::printf("file_bytes=%zu\nlayer_records=%zu\nlayer_images=%zu\nlayer_pixel_bytes=%zu\n"
                     "composite_pixel_bytes=%zu\ndecoded_bytes=%zu\nread_seconds=%.3f\n",
-                    bytes.size(), document.layers.size(), layerImages, layerBytes,
+                    fileSize, document.layers.size(), layerImages, layerBytes,
                     decodedBytes(composite.get()), layerBytes + decodedBytes(composite.get()), readSeconds);
         return 0;
     }
     if (!writes) {
         return composite ? 0 : 1;
     }
-    // The input is no longer needed; a host writing a document it read would have let it go too.
-    std::vector<std::uint8_t>().swap(bytes);
     if (mode == "--widen16") {
         composite = widenTo16Bits(document, std::move(composite));
     }
