@@ -35,7 +35,8 @@ class ImageMetadata {
 
     /// The metadata of a whole PSD or PSB file: the image resources XMP (1060), EXIF (1058) and
     /// IPTC-NAA (1028) are located on a cursor of its own and combined into one XMP tree; where
-    /// the XMP packet and EXIF or IPTC name the same property, the XMP packet wins. Never throws
+    /// the XMP packet and EXIF or IPTC name the same property, the XMP packet wins. EXIF and IPTC
+    /// values whose text is not valid UTF-8 are dropped (no packet could hold them). Never throws
     /// (except `std::bad_alloc`): a file that is not PSD or PSB, is truncated, or holds
     /// malformed metadata yields the metadata that could be read, possibly none. The input is
     /// only read during the call.
