@@ -21,4 +21,5 @@ scripts/test-package.sh build/release
 echo "== build and test under AddressSanitizer + UndefinedBehaviorSanitizer"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   run_suite build/sanitize -DCMAKE_BUILD_TYPE=Debug -DPSDKIT_SANITIZE=ON -DPSDKIT_BUILD_TOOLS=OFF
+if command -v clang++-14 >/dev/null; then echo "== fuzzing smoke run"; scripts/fuzz-smoke.sh; fi
 echo "== all tests passed"

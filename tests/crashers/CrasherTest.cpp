@@ -1,0 +1,82 @@
+// Every input a fuzzer ever stopped on (manifest.txt), run through the fuzz target that found it:
+// it must end with the recorded outcome — an error of the library, or "ok" — and break no promise
+// of the library. The sanitizer build runs these under AddressSanitizer and UBSan.
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "targets/FuzzTargets.hpp"
+
+namespace psdkit {
+namespace {
+namespace fs = std::filesystem;
+
+const fs::path crashersDir = PSDKIT_CRASHERS_DIR;
+const fs::path manifestName = "manifest.txt";
+
+struct Crasher {
+    std::string target;
+    std::string outcome;
+};
+
+// The manifest's entries by file name; a file listed twice fails the test.
+std::map<std::string, Crasher> readManifest()
+{
+    std::ifstream in(crashersDir / manifestName);
+    EXPECT_TRUE(in.good()) << "missing " << (crashersDir / manifestName);
+    std::map<std::string, Crasher> entries;
+    std::string line;
+    while (std::getline(in, line)) {
+        std::istringstream fields(line);
+        std::string file;
+        Crasher crasher;
+        if (!(fields >> file) || file.starts_with("#")) {
+            continue;
+        }
+        EXPECT_TRUE(fields >> crasher.target >> crasher.outcome) << "incomplete entry: " << line;
+        EXPECT_TRUE(entries.emplace(file, crasher).second) << file << " is listed twice";
+    }
+    return entries;
+}
+
+std::vector<std::uint8_t> readFile(const fs::path& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    EXPECT_TRUE(in.good()) << "cannot read " << path;
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+TEST(CrasherTest, EveryCrasherEndsWithItsRecordedOutcome)
+{
+    fuzz::prepareLibrary();
+    const auto manifest = readManifest();
+    ASSERT_FALSE(manifest.empty());
+    for (const auto& [file, crasher] : manifest) {
+        SCOPED_TRACE(file);
+        const fuzz::Target* target = fuzz::findTarget(crasher.target);
+        ASSERT_NE(target, nullptr) << "no fuzz target called " << crasher.target;
+        const fuzz::Outcome outcome = target->run(readFile(crashersDir / file));
+        EXPECT_EQ(outcome.violation.value_or("none"), "none");
+        EXPECT_EQ(outcome.result, crasher.outcome);
+    }
+}
+
+TEST(CrasherTest, EveryInputInTheFolderIsInTheManifest)
+{
+    const auto manifest = readManifest();
+    for (const auto& entry : fs::directory_iterator(crashersDir)) {
+        const fs::path name = entry.path().filename();
+        if (name != manifestName && name.extension() != ".cpp") {
+            EXPECT_TRUE(manifest.contains(name.string())) << name << " is not in the manifest";
+        }
+    }
+}
+
+} // namespace
+} // namespace psdkit
