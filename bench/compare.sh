@@ -38,7 +38,10 @@ done
 out=${out:-$build/documents}
 
 for tool in hyperfine node npm /usr/bin/time; do
-  command -v "$tool" >/dev/null || { echo "compare: $tool is missing (PSDKIT_SETUP_BENCH=1 scripts/setup.sh)" >&2; exit 1; }
+  if ! command -v "$tool" >/dev/null; then
+    echo "compare: $tool is missing (PSDKIT_SETUP_BENCH=1 scripts/setup.sh)" >&2
+    exit 1
+  fi
 done
 /usr/bin/python3 -c 'import psd_tools' 2>/dev/null ||
   { echo "compare: psd-tools is missing (scripts/setup.sh installs python3-psd-tools)" >&2; exit 1; }

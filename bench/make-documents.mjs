@@ -181,7 +181,8 @@ function maskImage(width, height, kind) {
 let nextSeed = 1000;
 function pixelLayer(name, kind, left, top, width, height, extra = {}) {
     const seed = nextSeed++;
-    const content = kind === 'photo' ? photo(width, height, seed) : shapes(width, height, seed, 4 + (seed % 5));
+    const content =
+        kind === 'photo' ? photo(width, height, seed) : shapes(width, height, seed, 4 + (seed % 5));
     const layer = { name, left, top, imageData: content, opacity: 1, blendMode: 'normal', ...extra };
     if (extra.mask) {
         const m = extra.mask;
@@ -197,6 +198,11 @@ function pixelLayer(name, kind, left, top, width, height, extra = {}) {
     return layer;
 }
 
+// A mask over the whole layer.
+function wholeMask(width, height, kind) {
+    return { left: 0, top: 0, width, height, kind };
+}
+
 function group(name, children, extra = {}) {
     return { name, opened: true, children, ...extra };
 }
@@ -206,21 +212,29 @@ function buildDocument() {
     const children = [
         pixelLayer('Background', 'photo', 0, 0, SIDE, SIDE),
         group('Landscape', [
-            pixelLayer('Sky', 'photo', 0, 0, SIDE, 1700, { mask: { left: 0, top: 0, width: SIDE, height: 1700, kind: 'ramp' } }),
+            pixelLayer('Sky', 'photo', 0, 0, SIDE, 1700, { mask: wholeMask(SIDE, 1700, 'ramp') }),
             pixelLayer('Distant hills', 'shapes', 0, 1400, SIDE, 1400),
             pixelLayer('Haze', 'photo', 548, 1000, 3000, 1200, { opacity: 0.45, blendMode: 'screen' }),
             pixelLayer('Field', 'photo', 0, 2596, SIDE, 1500),
             pixelLayer('Trees', 'shapes', 200, 2200, 2400, 1600),
             group('Details', [
                 pixelLayer('Rocks', 'shapes', 2300, 3000, 1400, 900),
-                pixelLayer('Path', 'shapes', 1700, 2296, 900, 1800, { mask: { left: 0, top: 0, width: 900, height: 1800, kind: 'ramp' } }),
+                pixelLayer('Path', 'shapes', 1700, 2296, 900, 1800, { mask: wholeMask(900, 1800, 'ramp') }),
                 pixelLayer('Flowers', 'shapes', 300, 3300, 1200, 700),
-                pixelLayer('Shadow', 'shapes', 1200, 3400, 1600, 600, { opacity: 0.6, blendMode: 'multiply' }),
+                pixelLayer('Shadow', 'shapes', 1200, 3400, 1600, 600, {
+                    opacity: 0.6,
+                    blendMode: 'multiply',
+                }),
             ]),
         ]),
         group('Subject', [
-            pixelLayer('Portrait', 'photo', 1150, 900, 1800, 2400, { mask: { left: 0, top: 0, width: 1800, height: 2400, kind: 'ellipse' } }),
-            pixelLayer('Portrait light', 'photo', 1250, 1100, 1600, 1600, { opacity: 0.35, blendMode: 'overlay' }),
+            pixelLayer('Portrait', 'photo', 1150, 900, 1800, 2400, {
+                mask: wholeMask(1800, 2400, 'ellipse'),
+            }),
+            pixelLayer('Portrait light', 'photo', 1250, 1100, 1600, 1600, {
+                opacity: 0.35,
+                blendMode: 'overlay',
+            }),
             pixelLayer('Hair', 'shapes', 1450, 800, 1200, 900),
             pixelLayer('Clothes', 'shapes', 1200, 2500, 1700, 1300),
             pixelLayer('Reflection', 'photo', 1300, 3000, 1500, 1000, { opacity: 0.3 }),
@@ -232,7 +246,11 @@ function buildDocument() {
         pixelLayer('Logo', 'shapes', 150, 150, 500, 500),
         pixelLayer('Sticker 1', 'shapes', 3500, 3500, 400, 400, { hidden: true }),
         pixelLayer('Sticker 2', 'shapes', 3400, 1000, 450, 380),
-        pixelLayer('Light leak', 'photo', 2096, 0, 2000, 1200, { opacity: 0.5, blendMode: 'screen', mask: { left: 0, top: 0, width: 2000, height: 1200, kind: 'ellipse' } }),
+        pixelLayer('Light leak', 'photo', 2096, 0, 2000, 1200, {
+            opacity: 0.5,
+            blendMode: 'screen',
+            mask: wholeMask(2000, 1200, 'ellipse'),
+        }),
         pixelLayer('Grain', 'photo', 1536, 1536, 1024, 1024, { opacity: 0.15 }),
     ];
     return { width: SIDE, height: SIDE, children, imageData: composite(children) };
@@ -296,5 +314,6 @@ for (const [name, options] of [['bench-8bit-rle.psd', {}], ['bench-8bit-zip.psd'
     const t = Date.now();
     const bytes = writePsdBuffer(document, options);
     writeFileSync(join(folder, name), bytes);
-    console.error(`${name}: ${(bytes.length / 1e6).toFixed(1)} MB in ${((Date.now() - t) / 1000).toFixed(1)} s`);
+    const seconds = ((Date.now() - t) / 1000).toFixed(1);
+    console.error(`${name}: ${(bytes.length / 1e6).toFixed(1)} MB in ${seconds} s`);
 }

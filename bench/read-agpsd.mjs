@@ -8,7 +8,10 @@ import { readFileSync } from 'node:fs';
 import { readPsd } from '../tests/interop/agpsd.mjs';
 
 const skipComposite = process.argv.includes('--skip-composite');
-const psd = readPsd(readFileSync(process.argv[2]), { useImageData: true, skipCompositeImageData: skipComposite });
+const psd = readPsd(readFileSync(process.argv[2]), {
+    useImageData: true,
+    skipCompositeImageData: skipComposite,
+});
 let images = psd.imageData ? 1 : 0;
 const visit = (layers) => {
     for (const layer of layers ?? []) {

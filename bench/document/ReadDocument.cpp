@@ -165,8 +165,8 @@ int run(int argc, char** argv)
         }
         std::printf("file_bytes=%zu\nlayer_records=%zu\nlayer_images=%zu\nlayer_pixel_bytes=%zu\n"
                     "composite_pixel_bytes=%zu\ndecoded_bytes=%zu\nread_seconds=%.3f\n",
-                    fileSize, document.layers.size(), layerImages, layerBytes,
-                    decodedBytes(composite.get()), layerBytes + decodedBytes(composite.get()), readSeconds);
+                    fileSize, document.layers.size(), layerImages, layerBytes, decodedBytes(composite.get()),
+                    layerBytes + decodedBytes(composite.get()), readSeconds);
         return 0;
     }
     if (!writes) {
@@ -176,7 +176,8 @@ int run(int argc, char** argv)
         composite = widenTo16Bits(document, std::move(composite));
     }
     const auto writeStart = Clock::now();
-    const std::vector<std::uint8_t> written = document.serializedRepresentationWithCompositeImage(composite.get());
+    const std::vector<std::uint8_t> written =
+        document.serializedRepresentationWithCompositeImage(composite.get());
     const double writeSeconds = secondsSince(writeStart);
     writeFile(argv[3], written);
     std::fprintf(stderr, "read %.3f s, write %.3f s, %zu bytes written\n", readSeconds, writeSeconds,

@@ -67,8 +67,7 @@ void writeFile(const fs::path& path, std::span<const std::uint8_t> bytes)
 }
 
 /// Appends `sample` big-endian.
-template <typename Sample>
-void appendBigEndian(std::vector<std::uint8_t>& out, Sample sample)
+template <typename Sample> void appendBigEndian(std::vector<std::uint8_t>& out, Sample sample)
 {
     std::uint8_t bytes[sizeof(Sample)];
     std::memcpy(bytes, &sample, sizeof(Sample));
@@ -82,8 +81,7 @@ void appendBigEndian(std::vector<std::uint8_t>& out, Sample sample)
 }
 
 /// The logical channels (red, green, blue, transparency; or the single grey one) of a buffer.
-template <typename P>
-std::vector<std::vector<std::uint8_t>> planesOf(const image::PixelBuffer<P>& buffer)
+template <typename P> std::vector<std::vector<std::uint8_t>> planesOf(const image::PixelBuffer<P>& buffer)
 {
     using Traits = image::PixelTraits<P>;
     using Sample = typename Traits::Sample;
@@ -211,7 +209,8 @@ int dump(const fs::path& input, const fs::path& folder)
         {"composite", std::move(composite)},
     };
     const std::string text = summary.dump(1, ' ', false, ordered_json::error_handler_t::replace);
-    writeFile(folder / "document.json", std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
+    writeFile(folder / "document.json",
+              std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
     return 0;
 }
 

@@ -69,7 +69,9 @@ function dumpDocument(psd, folder, depth) {
         }
     };
     visit(psd.children);
-    const composite = psd.imageData ? [0, 1, 2, 3].map((c) => writePlane(plane(psd.imageData.data, c, 4, depth))) : [];
+    const composite = psd.imageData
+        ? [0, 1, 2, 3].map((c) => writePlane(plane(psd.imageData.data, c, 4, depth)))
+        : [];
     const patterns = (psd.patterns ?? []).map((p) => ({
         name: p.name,
         size: [p.bounds.w, p.bounds.h],
@@ -134,14 +136,25 @@ function patternDocument() {
     const w = 9;
     const h = 7;
     const data = new Uint8Array(w * h * 4);
-    for (let i = 0; i < w * h; ++i) data.set([(i * 29) % 256, (i * 53) % 256, i % 3 === 0 ? 255 : 10, 255 - i], i * 4);
+    for (let i = 0; i < w * h; ++i) {
+        data.set([(i * 29) % 256, (i * 53) % 256, i % 3 === 0 ? 255 : 10, 255 - i], i * 4);
+    }
     const image = { width: 16, height: 12, data: new Uint8ClampedArray(16 * 12 * 4).fill(200) };
     return {
         width: 16,
         height: 12,
         children: [{ name: 'Paper', left: 0, top: 0, imageData: image }],
         imageData: image,
-        patterns: [{ name: 'Woven', id: '6a7c2e10-4b1d-11ee-9c1a-0242ac120002', x: 0, y: 0, bounds: { x: 0, y: 0, w, h }, data }],
+        patterns: [
+            {
+                name: 'Woven',
+                id: '6a7c2e10-4b1d-11ee-9c1a-0242ac120002',
+                x: 0,
+                y: 0,
+                bounds: { x: 0, y: 0, w, h },
+                data,
+            },
+        ],
     };
 }
 
