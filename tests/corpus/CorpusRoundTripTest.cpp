@@ -10,17 +10,17 @@ namespace {
 using namespace psdkit::testing;
 using V = std::vector<std::uint8_t>;
 
+// The corpus files whose header says RGB (colour mode 3); the others are refused by design. Only
+// the header is looked at, so listing the tests stays cheap.
 std::vector<std::string> rgbCorpusFiles()
 {
     std::vector<std::string> names;
     for (const auto& name : corpusFileNames()) {
-        try {
-            PSDWrapper probe(readCorpusFile(name));
+        std::ifstream in(corpusDir() / name, std::ios::binary);
+        char header[26] = {};
+        in.read(header, sizeof header);
+        if (in && header[24] == 0 && header[25] == 3) {
             names.push_back(name);
-        } catch (const PSDException& e) {
-            if (e.error() != PSDError::readUnsupportedColorMode) {
-                names.push_back(name); // must read: let the test report it
-            }
         }
     }
     return names;
