@@ -39,13 +39,18 @@ done
 for pid in "${pids[@]}"; do wait "$pid"; done
 
 findings=0
-printf '%-13s %10s %8s %8s %8s %6s %s\n' target execs exec/s cov ft corpus findings
+printf '%-13s %10s %8s %8s %8s %8s %s\n' target execs exec/s cov ft corpus findings
 for target in "${targets[@]}"; do
-  # The last progress line of fork mode: "#<execs>: cov: C ft: F corp: N exec/s: E oom/timeout/crash: ..."
+  # The last progress line of fork mode:
+  # "#<execs>: cov: C ft: F corp: N exec/s E oom/timeout/crash: a/b/c time: Ts job: …";
+  # its exec/s is the last job's, so the rate shown is executions over the whole run.
   line=$(grep -E '^#[0-9]+: cov:' "$out/logs/$target.log" | tail -1 || true)
-  read -r execs cov ft corp rate <<<"$(sed -E 's/^#([0-9]+): cov: ([0-9]+) ft: ([0-9]+) corp: ([0-9]+) exec\/s:? ([0-9]+).*/\1 \2 \3 \4 \5/' <<<"$line")"
+  read -r execs cov ft corp time <<<"$(sed -E \
+    's/^#([0-9]+): cov: ([0-9]+) ft: ([0-9]+) corp: ([0-9]+) .* time: ([0-9]+)s.*/\1 \2 \3 \4 \5/' <<<"$line")"
+  rate='?'
+  [[ "${time:-0}" =~ ^[1-9][0-9]*$ ]] && rate=$((execs / time))
   found=$(find "$out/artifacts/$target" -type f | wc -l)
   findings=$((findings + found))
-  printf '%-13s %10s %8s %8s %8s %6s %s\n' "$target" "${execs:-?}" "${rate:-?}" "${cov:-?}" "${ft:-?}" "${corp:-?}" "$found"
+  printf '%-13s %10s %8s %8s %8s %8s %s\n' "$target" "${execs:-?}" "$rate" "${cov:-?}" "${ft:-?}" "${corp:-?}" "$found"
 done
 ((findings == 0))
