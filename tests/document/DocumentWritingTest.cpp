@@ -173,6 +173,19 @@ TEST(LayerWritingTest, BlendModesDividersFillOpacityAndMasksReadBack)
     EXPECT_EQ(*m.taggedData.get("SoCo"), (V{1, 2, 3, 4, 5, 0, 0, 0})) << "raw blocks are padded to 4";
     EXPECT_EQ(m.type(), PSDLayerType::adjustmentLayer(PSDAdjustmentLayerType::solidColor));
 
+    // An artboard keeps its group opening, so the divider that closes it stays balanced.
+    PSDWrapper boards;
+    boards.imageWidth = boards.imageHeight = 2;
+    boards.addSectionDivider();
+    auto board = std::make_shared<PSDLayerWrapper>();
+    board->taggedData.insertOrAssign("artb", V{0, 0, 0, 16});
+    board->setType(PSDLayerType::artboard());
+    board->expanded = false;
+    boards.addLayerWrapper(board);
+    PSDWrapper boardsBack(serialize(boards));
+    EXPECT_EQ(boardsBack.layers[1]->type(), PSDLayerType::artboard());
+    EXPECT_FALSE(boardsBack.layers[1]->expanded);
+
     PSDLayerWrapper deep(32);
     deep.blendMode = "scrn";
     PSDWriter w;

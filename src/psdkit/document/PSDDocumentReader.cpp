@@ -199,28 +199,10 @@ void PSDDocumentReader::readLayerAndMaskInformation()
             }
         }
         if (scanner_.offset() < end) {
-            if (!big) {
-                readDocumentTaggedBlocks(end, false);
+            if (big) {
+                readBigFileDocumentTaggedBlocks(end);
             } else {
-                const std::int64_t blocksStart = scanner_.offset();
-                auto savedLayers = document_.layers;
-                const bool savedFlag = document_.compositeImageHasAlphaChannel;
-                auto savedPatterns = document_.patternData;
-                try {
-                    readDocumentTaggedBlocks(end, false);
-                } catch (const PSDException&) {
-                    const std::exception_ptr firstError = std::current_exception();
-                    document_.layers = std::move(savedLayers);
-                    document_.compositeImageHasAlphaChannel = savedFlag;
-                    document_.patternData = std::move(savedPatterns);
-                    propertyListData_.reset();
-                    scanner_.seek(blocksStart);
-                    try {
-                        readDocumentTaggedBlocks(end, true);
-                    } catch (const PSDException&) {
-                        std::rethrow_exception(firstError);
-                    }
-                }
+                readDocumentTaggedBlocks(end, false);
             }
             if (propertyListData_) {
                 applyHostPropertyList();
@@ -229,6 +211,35 @@ void PSDDocumentReader::readLayerAndMaskInformation()
     }
     markSelectedLayers();
     scanner_.seek(end);
+}
+
+void PSDDocumentReader::readBigFileDocumentTaggedBlocks(std::int64_t end)
+{
+    const std::int64_t blocksStart = scanner_.offset();
+    // What the blocks can change, kept for a second attempt. (Pattern bytes are kept apart from
+    // their presence: a copied optional vector upsets some compilers' uninitialised-use analysis.)
+    auto savedLayers = document_.layers;
+    const bool savedFlag = document_.compositeImageHasAlphaChannel;
+    const bool hadPatterns = document_.patternData.has_value();
+    std::vector<std::uint8_t> savedPatterns = hadPatterns ? *document_.patternData : std::vector<std::uint8_t>{};
+    try {
+        readDocumentTaggedBlocks(end, false);
+    } catch (const PSDException&) {
+        const std::exception_ptr firstError = std::current_exception();
+        document_.layers = std::move(savedLayers);
+        document_.compositeImageHasAlphaChannel = savedFlag;
+        document_.patternData.reset();
+        if (hadPatterns) {
+            document_.patternData = std::move(savedPatterns);
+        }
+        propertyListData_.reset();
+        scanner_.seek(blocksStart);
+        try {
+            readDocumentTaggedBlocks(end, true);
+        } catch (const PSDException&) {
+            std::rethrow_exception(firstError);
+        }
+    }
 }
 
 void PSDDocumentReader::readLayerInformation()

@@ -39,6 +39,8 @@ private:
     void readLayerAndMaskInformation();
     void readLayerInformation();
     void readDocumentTaggedBlocks(std::int64_t sectionEnd, bool lengthsByKey);
+    // The same for a big file, with the second attempt described above.
+    void readBigFileDocumentTaggedBlocks(std::int64_t sectionEnd);
     void applyHostPropertyList();
     void markSelectedLayers();
     void readImageData();

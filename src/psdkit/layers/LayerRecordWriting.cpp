@@ -219,7 +219,12 @@ void PSDLayerWrapper::writeTaggedBlocks(PSDWriter& writer, bool bigFile) const
         w.appendPadding(6);
     });
     writeTaggedBlock(writer, level, bigFile, "lspf", [&](PSDWriter& w) { w.appendUInt32(lockFlags); });
-    if (type_.kind() == PSDLayerType::Kind::group || type_.kind() == PSDLayerType::Kind::sectionDivider) {
+    // Artboards open a group too: without their divider setting, the divider that closes them
+    // would be left unbalanced for every reader. Read back, "lsct" makes the record a group and
+    // the kept "artb" block makes it an artboard again.
+    const auto kind = type_.kind();
+    if (kind == PSDLayerType::Kind::group || kind == PSDLayerType::Kind::sectionDivider ||
+        kind == PSDLayerType::Kind::artboard) {
         writeTaggedBlock(writer, level, bigFile, "lsct", [&](PSDWriter& w) {
             if (type_.kind() == PSDLayerType::Kind::sectionDivider) {
                 w.appendInt32(3);
