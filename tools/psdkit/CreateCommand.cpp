@@ -86,32 +86,32 @@ std::shared_ptr<PixelBufferType> layerImage(const RgbaImage& png, std::int64_t d
     }
 }
 
-std::shared_ptr<PSDLayerWrapper> pixelLayer(const LayerSpec& spec, std::int64_t depth,
+std::shared_ptr<PSDLayerWrapper> pixelLayer(const LayerSpec& entry, std::int64_t depth,
                                             std::int64_t maximumSide)
 {
-    const RgbaImage png = onFile(spec.file, [&] { return decodePng(readFile(spec.file)); });
+    const RgbaImage png = onFile(entry.file, [&] { return decodePng(readFile(entry.file)); });
     if (png.width > maximumSide || png.height > maximumSide) {
         throw FileFailure(
-            spec.file, std::make_exception_ptr(InputError("the image is larger than the format allows (" +
+            entry.file, std::make_exception_ptr(InputError("the image is larger than the format allows (" +
                                                           std::to_string(maximumSide) + " pixels a side)")));
     }
     auto layer = std::make_shared<PSDLayerWrapper>(depth);
-    layer->name = spec.name;
-    layer->contentsRect = PSDMacRect(spec.y, spec.x, spec.y + png.height, spec.x + png.width);
-    layer->opacity = spec.opacity;
-    layer->visible = !spec.hidden;
+    layer->name = entry.name;
+    layer->contentsRect = PSDMacRect(entry.y, entry.x, entry.y + png.height, entry.x + png.width);
+    layer->opacity = entry.opacity;
+    layer->visible = !entry.hidden;
     layer->contentImage = layerImage(png, depth);
     return layer;
 }
 
-std::shared_ptr<PSDLayerWrapper> groupLayer(const LayerSpec& spec, std::int64_t depth)
+std::shared_ptr<PSDLayerWrapper> groupLayer(const LayerSpec& entry, std::int64_t depth)
 {
     auto group = std::make_shared<PSDLayerWrapper>(depth);
     group->setType(PSDLayerType::group());
-    group->name = spec.name;
+    group->name = entry.name;
     group->blendMode = PSDFourCharCode("pass");
-    group->opacity = spec.opacity;
-    group->visible = !spec.hidden;
+    group->opacity = entry.opacity;
+    group->visible = !entry.hidden;
     return group;
 }
 
@@ -121,12 +121,12 @@ void addLayers(PSDWrapper& document, std::span<const std::string> arguments, std
 {
     std::vector<LayerSpec> openGroups;
     for (const std::string& argument : arguments) {
-        const LayerSpec spec = parseLayerSpec(argument);
-        switch (spec.kind) {
+        const LayerSpec entry = parseLayerSpec(argument);
+        switch (entry.kind) {
         case LayerSpec::Kind::openGroup:
             document.addSectionDivider();
             document.layers.back()->name = "</Layer group>"; // the name editors give the closing record
-            openGroups.push_back(spec);
+            openGroups.push_back(entry);
             break;
         case LayerSpec::Kind::closeGroup:
             if (openGroups.empty()) {
@@ -136,7 +136,7 @@ void addLayers(PSDWrapper& document, std::span<const std::string> arguments, std
             openGroups.pop_back();
             break;
         case LayerSpec::Kind::layer:
-            document.addLayerWrapper(pixelLayer(spec, document.bitDepth, maximumSide));
+            document.addLayerWrapper(pixelLayer(entry, document.bitDepth, maximumSide));
             break;
         }
     }

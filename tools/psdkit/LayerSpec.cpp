@@ -44,7 +44,7 @@ std::optional<double> takePercentage(std::string& text)
 }
 
 // "@x,y": the position, or nothing when the text after '@' is not two integers.
-bool takePosition(std::string& text, LayerSpec& spec)
+bool takePosition(std::string& text, LayerSpec& entry)
 {
     const auto at = text.rfind('@');
     if (at == std::string::npos) {
@@ -61,20 +61,20 @@ bool takePosition(std::string& text, LayerSpec& spec)
     if (!x || !y) {
         return false;
     }
-    spec.x = *x;
-    spec.y = *y;
+    entry.x = *x;
+    entry.y = *y;
     text.resize(at);
     return true;
 }
 
-void takeSuffixes(std::string& text, LayerSpec& spec)
+void takeSuffixes(std::string& text, LayerSpec& entry)
 {
     if (endsWith(text, "!hidden")) {
-        spec.hidden = true;
+        entry.hidden = true;
         text.resize(text.size() - 7);
     }
     if (const auto opacity = takePercentage(text)) {
-        spec.opacity = *opacity;
+        entry.opacity = *opacity;
     }
 }
 
@@ -82,38 +82,38 @@ void takeSuffixes(std::string& text, LayerSpec& spec)
 
 LayerSpec parseLayerSpec(const std::string& argument)
 {
-    LayerSpec spec;
+    LayerSpec entry;
     if (argument == "]") {
-        spec.kind = LayerSpec::Kind::closeGroup;
-        return spec;
+        entry.kind = LayerSpec::Kind::closeGroup;
+        return entry;
     }
     std::string text = argument;
     if (text.rfind("[group", 0) == 0) {
-        spec.kind = LayerSpec::Kind::openGroup;
-        takeSuffixes(text, spec);
+        entry.kind = LayerSpec::Kind::openGroup;
+        takeSuffixes(text, entry);
         text.erase(0, 6);
         if (!text.empty() && text[0] != ':') {
             throw UsageError("a group marker is '[group' or '[group:Name', not '" + argument + "'");
         }
-        spec.name = text.empty() ? "Group" : text.substr(1);
-        return spec;
+        entry.name = text.empty() ? "Group" : text.substr(1);
+        return entry;
     }
-    takeSuffixes(text, spec);
-    takePosition(text, spec);
+    takeSuffixes(text, entry);
+    takePosition(text, entry);
     std::string lower = text;
     std::transform(lower.begin(), lower.end(), lower.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     if (const auto split = lower.find(".png:"); split != std::string::npos) {
-        spec.file = text.substr(0, split + 4);
-        spec.name = text.substr(split + 5);
+        entry.file = text.substr(0, split + 4);
+        entry.name = text.substr(split + 5);
     } else {
-        spec.file = text;
-        spec.name = std::filesystem::path(text).stem().string();
+        entry.file = text;
+        entry.name = std::filesystem::path(text).stem().string();
     }
-    if (spec.file.empty()) {
+    if (entry.file.empty()) {
         throw UsageError("a layer needs a PNG file: '" + argument + "'");
     }
-    return spec;
+    return entry;
 }
 
 } // namespace psdkit::cli
