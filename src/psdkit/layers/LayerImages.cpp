@@ -1,5 +1,6 @@
 #include "psdkit/layers/LayerImages.hpp"
 
+#include <algorithm>
 #include <cstring>
 
 #include "psdkit/core/PSDError.hpp"
@@ -67,7 +68,7 @@ image::AnyChannelData opaqueChannel(std::int64_t bitDepth, image::IntegralSize s
     }
     std::vector<std::uint8_t> data(static_cast<std::size_t>(bytes));
     if (sampleSize == 1) {
-        std::memset(data.data(), 0xFF, data.size());
+        std::fill(data.begin(), data.end(), std::uint8_t{0xFF}); // memset would be given null for no bytes
     } else {
         for (std::size_t i = 0; i < data.size(); i += sampleSize) {
             std::memcpy(data.data() + i, sample, sampleSize);
