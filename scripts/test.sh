@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# Builds psdkit and runs the whole test suite twice: once in a normal build, and once more
-# under AddressSanitizer + UndefinedBehaviorSanitizer in a separate build folder.
+# Builds psdkit and runs the whole test suite twice: once in a normal build (with the tool's tests,
+# the interop tests and the installed-package test), and once more under AddressSanitizer +
+# UndefinedBehaviorSanitizer in a separate build folder; then a one-minute fuzzing run per target.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/setup.sh
+PSDKIT_SETUP_FUZZ=1 scripts/setup.sh
 
 jobs=$(nproc)
 run_suite() {
@@ -21,5 +22,6 @@ scripts/test-package.sh build/release
 echo "== build and test under AddressSanitizer + UndefinedBehaviorSanitizer"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   run_suite build/sanitize -DCMAKE_BUILD_TYPE=Debug -DPSDKIT_SANITIZE=ON -DPSDKIT_BUILD_TOOLS=OFF
-if command -v clang++-14 >/dev/null; then echo "== fuzzing smoke run"; scripts/fuzz-smoke.sh; fi
+echo "== fuzzing smoke run (clang-14, libFuzzer)"
+scripts/fuzz-smoke.sh
 echo "== all tests passed"
