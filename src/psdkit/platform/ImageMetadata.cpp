@@ -355,7 +355,7 @@ std::vector<std::pair<std::string, std::string>> ImageMetadata::properties() con
         return result;
     }
     auto lock = lockExiv2();
-    result.reserve(tree_->xmp.count());
+    result.reserve(static_cast<std::size_t>(tree_->xmp.count()));
     for (const Exiv2::Xmpdatum& datum : tree_->xmp) {
         result.emplace_back(datum.key(), datum.toString());
     }
