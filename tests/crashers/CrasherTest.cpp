@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include "psdkit/document/PSDWrapper.hpp"
 #include "targets/FuzzTargets.hpp"
 
 namespace psdkit {
@@ -76,6 +77,21 @@ TEST(CrasherTest, EveryInputInTheFolderIsInTheManifest)
             EXPECT_TRUE(manifest.contains(name.string())) << name << " is not in the manifest";
         }
     }
+}
+
+// The zero-width canvas of 167772412 rows: its composite holds no bytes, so the written file is no
+// larger than the one read (no run-length row byte counts for empty rows).
+TEST(CrasherTest, AnEmptyCanvasWritesNoRowByteCounts)
+{
+    fuzz::prepareLibrary();
+    const auto input = readFile(crashersDir / "document-zero-width-tall-canvas.psd");
+    PSDWrapper document(input);
+    ASSERT_EQ(document.imageWidth, 0);
+    ASSERT_EQ(document.imageHeight, 167772412);
+    const auto composite = document.compositeImage();
+    ASSERT_NE(composite, nullptr);
+    const auto written = document.serializedRepresentationWithCompositeImage(composite.get());
+    EXPECT_LT(written.size(), input.size());
 }
 
 } // namespace

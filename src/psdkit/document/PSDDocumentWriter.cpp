@@ -166,7 +166,10 @@ void PSDDocumentWriter::writeLayerAndMaskInformation()
 void PSDDocumentWriter::writeImageData()
 {
     const auto& doc = document_;
-    const bool rle = doc.bitDepth == 8 && (doc.imageWidth > 8 || doc.imageHeight > 8);
+    // An empty composite is written uncompressed: run-length coding would still need a row byte
+    // count per row, rows that hold nothing (a zero-width canvas of 10^8 rows: gigabytes).
+    const bool empty = doc.imageWidth <= 0 || doc.imageHeight <= 0;
+    const bool rle = doc.bitDepth == 8 && !empty && (doc.imageWidth > 8 || doc.imageHeight > 8);
     const auto compression = rle ? image::ChannelDataCompressionType::rle : image::ChannelDataCompressionType::none;
     if (composite_ == nullptr) {
         refuse();

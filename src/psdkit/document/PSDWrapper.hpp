@@ -144,7 +144,8 @@ public:
     [[nodiscard]] std::shared_ptr<image::PixelBufferType> compositeImage() const;
 
     /// The bytes of a complete PSD (or PSB, when `bigFile`) file of this document with `composite`
-    /// as its merged image (four channels, the document's size).
+    /// as its merged image (four channels, the document's size). An empty composite (zero width or
+    /// height) is written uncompressed, so that no row byte counts are written for empty rows.
     /// Changes that remain, also after a failure: layer IDs repaired (0 and duplicates renumbered),
     /// `minimumNewLayerID`, `selectedLayerIDs`, `targetLayerIndex`, and the "PSD Blend Mode"
     /// property of 32-bit layers whose blend mode has to be written as "norm".

@@ -144,7 +144,11 @@ std::vector<AnyChannelData> encodeChannels(const std::uint8_t* pixels, IntegralS
             writers.emplace_back(type, shape, compression, prediction);
         }
         const auto row = std::make_unique_for_overwrite<std::uint8_t[]>(shape.rowBytes);
-        for (std::size_t y = 0; y < shape.height; ++y) {
+        // Empty rows add nothing, except a row byte count each for PackBits: a zero-width plane of
+        // many rows is not walked row by row.
+        const bool rowsAddNothing = shape.rowBytes == 0 && compression != ChannelDataCompressionType::rle;
+        const std::size_t rows = rowsAddNothing ? 0 : shape.height;
+        for (std::size_t y = 0; y < rows; ++y) {
             const std::uint8_t* pixelRow = pixels + y * shape.rowBytes * samplesPerPixel;
             for (std::size_t k = 0; k < members.size(); ++k) {
                 extract(pixelRow, shape.width, samplesPerPixel, memorySlot(format, members[k]), row.get());
