@@ -75,12 +75,17 @@ Outcome runDocument(std::span<const std::uint8_t> input)
     std::vector<std::uint8_t> written;
     const Outcome write =
         attempt([&] { written = document->serializedRepresentationWithCompositeImage(composite.get()); });
-    if (!composite) {
-        // Without a composite the writer must refuse, and only when it reaches the image data.
+    // Resolutions are read signed but written unsigned (16.16 fixed point), so a negative one
+    // read from a file must be refused by the writer; so must a missing composite, detected only
+    // when the image data is reached.
+    const bool negativeResolution = document->hRes < 0 || document->vRes < 0;
+    if (negativeResolution || !composite) {
         if (write.result != "PSDError.writeParameterError") {
-            return violation("a document without composite did not fail with writeParameterError", write);
+            return violation("a negative resolution or a missing composite did not fail to write "
+                             "with writeParameterError",
+                             write);
         }
-        return {};
+        return write;
     }
     if (write.result != "ok") {
         return violation("a document that was read does not write", write);
