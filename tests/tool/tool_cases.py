@@ -7,7 +7,7 @@ import subprocess
 import pngio
 
 # Files psdkit reads although the corpus facts predict a refusal: big files whose "8BIM" blocks
-# carry 8-byte lengths are read on a second pass (see docs/decisions/document.md).
+# carry 8-byte lengths are read on a second pass (see docs/decisions.md).
 READ_DESPITE_FACTS = {"psdtools-16bit5x5.psb", "psdtools-32bit5x5.psb"}
 
 

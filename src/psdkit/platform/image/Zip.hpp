@@ -9,7 +9,7 @@
 
 namespace psdkit::image::detail {
 
-/// The deflate level of the ZIP channels we write (see docs/decisions/image-core.md for the figures
+/// The deflate level of the ZIP channels we write (see docs/decisions.md, "Image core" for the figures
 /// behind the choice).
 inline constexpr int zipCompressionLevel = 1;
 
