@@ -62,7 +62,7 @@ int main(int argc, char** argv)
         auto layer = std::make_shared<PSDLayerWrapper>(doc.bitDepth);
         layer->name = "Painted ramp";
         layer->contentsRect = PSDMacRect(0, 0, size.height, size.width); // top, left, bottom, right
-        layer->contentImage = pixels;
+        layer->setContentImage(pixels);
         doc.addLayerWrapper(layer); // on top of the others
         // Rendering the merged image is the host's business; this one keeps the original's.
         auto composite = doc.compositeImage();

@@ -138,11 +138,11 @@ std::shared_ptr<image::PixelBufferType> widenTo16Bits(PSDWrapper& document,
     for (const auto& layer : document.layers) {
         layer->bitDepth = 16;
         layer->channelInfo.clear();
-        if (layer->contentImage) {
-            layer->contentImage = widenColor(*layer->contentImage);
+        if (layer->contentImage()) {
+            layer->setContentImage(widenColor(*layer->contentImage()));
         }
-        if (layer->maskImage) {
-            layer->maskImage = widenGray(*layer->maskImage);
+        if (layer->maskImage()) {
+            layer->setMaskImage(widenGray(*layer->maskImage()));
         }
     }
     document.imageDataChannelData.clear();
@@ -176,8 +176,8 @@ int run(int argc, char** argv)
         std::size_t layerBytes = 0;
         std::size_t layerImages = 0;
         for (const auto& layer : document.layers) {
-            layerBytes += decodedBytes(layer->contentImage.get()) + decodedBytes(layer->maskImage.get());
-            layerImages += (layer->contentImage ? 1 : 0) + (layer->maskImage ? 1 : 0);
+            layerBytes += decodedBytes(layer->contentImage().get()) + decodedBytes(layer->maskImage().get());
+            layerImages += (layer->contentImage() ? 1 : 0) + (layer->maskImage() ? 1 : 0);
         }
         std::printf("file_bytes=%zu\nlayer_records=%zu\nlayer_images=%zu\nlayer_pixel_bytes=%zu\n"
                     "composite_pixel_bytes=%zu\ndecoded_bytes=%zu\nread_seconds=%.3f\n",

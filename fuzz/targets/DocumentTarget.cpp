@@ -27,7 +27,7 @@ std::uint32_t touchImages(const PSDWrapper& document)
 {
     std::uint32_t sum = 0;
     for (const auto& layer : document.layers) {
-        sum += checksum(layer->contentImage) + checksum(layer->maskImage);
+        sum += checksum(layer->contentImage()) + checksum(layer->maskImage());
     }
     if (document.alphaChannels) {
         for (const auto& channel : *document.alphaChannels) {

@@ -166,8 +166,8 @@ TEST_P(CorpusReadingTest, ReadsAsOurRulesSay)
         if (!f["channelOrderAfterRead"].is_null()) { // null: no content image, record order kept
             EXPECT_EQ(order, f["channelOrderAfterRead"]);
         }
-        EXPECT_EQ(static_cast<bool>(layer.contentImage), f["hasContentImage"]);
-        EXPECT_EQ(static_cast<bool>(layer.maskImage), f["hasMaskImage"]);
+        EXPECT_EQ(static_cast<bool>(layer.contentImage()), f["hasContentImage"]);
+        EXPECT_EQ(static_cast<bool>(layer.maskImage()), f["hasMaskImage"]);
     }
     json alphas;
     if (doc->alphaChannels) {

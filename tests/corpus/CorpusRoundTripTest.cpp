@@ -90,8 +90,8 @@ void expectSameLayer(const PSDLayerWrapper& a, const PSDLayerWrapper& b, std::in
         EXPECT_EQ(ia->first, ib->first);
         EXPECT_EQ(paddedTo4(ia->second), ib->second);
     }
-    EXPECT_EQ(bytesOf(a.contentImage), bytesOf(b.contentImage));
-    EXPECT_EQ(bytesOf(a.maskImage), bytesOf(b.maskImage));
+    EXPECT_EQ(bytesOf(a.contentImage()), bytesOf(b.contentImage()));
+    EXPECT_EQ(bytesOf(a.maskImage()), bytesOf(b.maskImage()));
 }
 
 class CorpusRoundTripTest : public ::testing::TestWithParam<std::string> {};

@@ -111,13 +111,13 @@ TEST(LayerWritingTest, CompressionFollowsSizeAndDepth)
         if (c.mask) {
             layer.hasLayerMask = true;
             layer.maskRect = PSDMacRect(0, 0, c.height, c.width);
-            layer.maskImage = c.depth == 8 ? std::shared_ptr<image::PixelBufferType>(blank<image::PixelGray8>(c.width, c.height))
-                                           : blank<image::PixelGray16>(c.width, c.height);
+            layer.setMaskImage(c.depth == 8 ? std::shared_ptr<image::PixelBufferType>(blank<image::PixelGray8>(c.width, c.height))
+                                           : blank<image::PixelGray16>(c.width, c.height));
         } else {
             layer.contentsRect = PSDMacRect(0, 0, c.height, c.width);
-            layer.contentImage = c.depth == 8    ? std::shared_ptr<image::PixelBufferType>(blank<image::PixelARGB8>(c.width, c.height))
+            layer.setContentImage(c.depth == 8    ? std::shared_ptr<image::PixelBufferType>(blank<image::PixelARGB8>(c.width, c.height))
                                  : c.depth == 16 ? std::shared_ptr<image::PixelBufferType>(blank<image::PixelRGBA16>(c.width, c.height))
-                                                 : blank<image::PixelRGBA32>(c.width, c.height);
+                                                 : blank<image::PixelRGBA32>(c.width, c.height));
         }
         PSDWriter record;
         layer.writeLayerRecord(record, false);
@@ -146,7 +146,7 @@ TEST(LayerWritingTest, BlendModesDividersFillOpacityAndMasksReadBack)
     auto masked = std::make_shared<PSDLayerWrapper>();
     masked->hasLayerMask = true;
     masked->maskRect = PSDMacRect(0, 0, 2, 2);
-    masked->maskImage = blank<image::PixelGray8>(2, 2);
+    masked->setMaskImage(blank<image::PixelGray8>(2, 2));
     masked->maskHasUserMaskFeather = true;
     masked->userMaskFeather = 2.5;
     masked->maskHasVectorMaskFeather = true;
@@ -333,7 +333,7 @@ TEST(DocumentWritingTest, ValuesThatDoNotFitAreRefused)
         [](PSDWrapper& d) { d.layers[0]->contentsRect = PSDMacRect(0, 0, std::int64_t{1} << 33, 1); },
         [](PSDWrapper& d) { d.hRes = 70000; },
         [](PSDWrapper& d) { d.imageWidth = std::int64_t{1} << 31; },
-        [](PSDWrapper& d) { d.layers[0]->contentImage = blank<image::PixelARGB8>(3, 3); },
+        [](PSDWrapper& d) { d.layers[0]->setContentImage(blank<image::PixelARGB8>(3, 3)); },
         [](PSDWrapper& d) {
             auto alpha = std::make_shared<PSDAlphaChannel>();
             alpha->image = blank<image::PixelGray8>(1, 1);

@@ -229,15 +229,15 @@ TEST(LayerChannelDataTest, SortsChannelsAndBuildsContentAndMaskImages)
         order.push_back(std::get<std::int64_t>(c.properties.at("channelID")));
     }
     EXPECT_EQ(order, (std::vector<std::int64_t>{-2, -1, 0, 1, 2}));
-    ASSERT_TRUE(layer.contentImage);
-    const auto* px = reinterpret_cast<const image::PixelARGB8*>(layer.contentImage->bytes().data());
+    ASSERT_TRUE(layer.contentImage());
+    const auto* px = reinterpret_cast<const image::PixelARGB8*>(layer.contentImage()->bytes().data());
     EXPECT_EQ(px[1].a, 8);
     EXPECT_EQ(px[1].r, 2);
     EXPECT_EQ(px[1].g, 4);
     EXPECT_EQ(px[1].b, 6);
-    ASSERT_TRUE(layer.maskImage);
-    EXPECT_EQ(layer.maskImage->size(), (image::IntegralSize{1, 2}));
-    EXPECT_EQ(layer.maskImage->bytes()[1], 10);
+    ASSERT_TRUE(layer.maskImage());
+    EXPECT_EQ(layer.maskImage()->size(), (image::IntegralSize{1, 2}));
+    EXPECT_EQ(layer.maskImage()->bytes()[1], 10);
 }
 
 TEST(LayerChannelDataTest, RefusesWhatCannotBecomeAnImage)
@@ -271,7 +271,7 @@ TEST(LayerChannelDataTest, EmptyBoundsAndBigFileEntries)
                                   HeaderFields{.version = 2}));
     ASSERT_EQ(doc.layers.size(), 1u);
     EXPECT_TRUE(doc.compositeImageHasAlphaChannel);
-    EXPECT_FALSE(doc.layers[0]->contentImage);
+    EXPECT_FALSE(doc.layers[0]->contentImage());
     EXPECT_EQ(doc.layers[0]->channelInfo.size(), 4u);
 }
 

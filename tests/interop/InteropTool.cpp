@@ -176,8 +176,8 @@ int dump(const fs::path& input, const fs::path& folder)
                               {"bounds", bounds(layer->contentsRect)},
                               {"mask", nullptr},
                               {"channels", ordered_json::object()}};
-        if (layer->contentImage) {
-            const auto content = planes(*layer->contentImage);
+        if (layer->contentImage()) {
+            const auto content = planes(*layer->contentImage());
             const char* ids[] = {"0", "1", "2", "-1"};
             for (std::size_t c = 0; c < content.size(); ++c) {
                 entry["channels"][ids[c]] = writePlane(content[c]);
@@ -185,8 +185,8 @@ int dump(const fs::path& input, const fs::path& folder)
         }
         if (layer->hasLayerMask) {
             entry["mask"] = bounds(layer->maskRect);
-            if (layer->maskImage) {
-                entry["channels"]["-2"] = writePlane(planes(*layer->maskImage).front());
+            if (layer->maskImage()) {
+                entry["channels"]["-2"] = writePlane(planes(*layer->maskImage()).front());
             }
         }
         layers.push_back(std::move(entry));

@@ -75,21 +75,21 @@ float greyAt(const PixelBufferType& buffer, std::int64_t x, std::int64_t y)
 /// mask's default colour; 1 when the layer has no enabled mask.
 float maskAt(const PSDLayerWrapper& layer, std::int64_t x, std::int64_t y)
 {
-    if (!layer.hasLayerMask || layer.maskDisabled || !layer.maskImage) {
+    if (!layer.hasLayerMask || layer.maskDisabled || !layer.maskImage()) {
         return 1.0f;
     }
     const std::int64_t mx = x - layer.maskRect.left;
     const std::int64_t my = y - layer.maskRect.top;
-    const IntegralSize size = layer.maskImage->size();
+    const IntegralSize size = layer.maskImage()->size();
     if (mx < 0 || my < 0 || mx >= size.width || my >= size.height) {
         return static_cast<float>(layer.maskDefaultColor);
     }
-    return greyAt(*layer.maskImage, mx, my);
+    return greyAt(*layer.maskImage(), mx, my);
 }
 
 void blendLayer(Canvas& canvas, const PSDLayerWrapper& layer)
 {
-    const PixelBufferType* image = layer.contentImage.get();
+    const PixelBufferType* image = layer.contentImage().get();
     if (!image || channelCount(image->format()) != 4) {
         return;
     }

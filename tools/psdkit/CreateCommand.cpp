@@ -100,7 +100,7 @@ std::shared_ptr<PSDLayerWrapper> pixelLayer(const LayerSpec& entry, std::int64_t
     layer->contentsRect = PSDMacRect(entry.y, entry.x, entry.y + png.height, entry.x + png.width);
     layer->opacity = entry.opacity;
     layer->visible = !entry.hidden;
-    layer->contentImage = layerImage(png, depth);
+    layer->setContentImage(layerImage(png, depth));
     return layer;
 }
 

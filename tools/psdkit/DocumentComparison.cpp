@@ -129,8 +129,8 @@ void compareLayer(Differences& diff, const std::string& p, const PSDLayerWrapper
         keysAfter += (keysAfter.empty() ? "" : " ") + key.rawValue();
     }
     diff.field(p + ".taggedData keys", keysBefore, keysAfter);
-    comparePixels(diff, p + ".contentImage", a.contentImage.get(), b.contentImage.get());
-    comparePixels(diff, p + ".maskImage", a.maskImage.get(), b.maskImage.get());
+    comparePixels(diff, p + ".contentImage", a.contentImage().get(), b.contentImage().get());
+    comparePixels(diff, p + ".maskImage", a.maskImage().get(), b.maskImage().get());
 }
 
 } // namespace

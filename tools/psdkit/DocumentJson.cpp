@@ -59,7 +59,7 @@ Json maskJson(const PSDLayerWrapper& layer)
         mask["realMaskDefaultColor"] = layer.realMaskDefaultColor;
         mask["realMaskDisabled"] = layer.realMaskDisabled;
     }
-    mask["maskImageSize"] = imageSizeJson(layer.maskImage.get());
+    mask["maskImageSize"] = imageSizeJson(layer.maskImage().get());
     return mask;
 }
 
@@ -97,7 +97,7 @@ Json layerJson(const PSDWrapper& document, const LayerTree& tree, std::size_t in
     json["selected"] = layer.selected;
     json["expanded"] = layer.expanded;
     json["pixelDataIrrelevantToAppearanceOfDocument"] = layer.pixelDataIrrelevantToAppearanceOfDocument;
-    json["contentImageSize"] = imageSizeJson(layer.contentImage.get());
+    json["contentImageSize"] = imageSizeJson(layer.contentImage().get());
     json["hasLayerMask"] = layer.hasLayerMask;
     json["mask"] = layer.hasLayerMask ? maskJson(layer) : Json(nullptr);
     Json blocks = Json::array();

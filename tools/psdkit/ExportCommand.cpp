@@ -142,7 +142,7 @@ std::size_t countImages(const PSDWrapper& document)
 {
     std::size_t count = 1; // the composite
     for (const auto& layer : document.layers) {
-        count += (layer->contentImage ? 1 : 0) + (layer->maskImage ? 1 : 0);
+        count += (layer->contentImage() ? 1 : 0) + (layer->maskImage() ? 1 : 0);
     }
     return count + (document.alphaChannels ? document.alphaChannels->size() : 0);
 }
@@ -174,9 +174,9 @@ int runExport(std::span<const std::string> args)
     for (std::size_t i = 0; i < document.layers.size(); ++i) {
         const PSDLayerWrapper& layer = *document.layers[i];
         files.layerContent.push_back(
-            session.writeImage(layer.contentImage.get(), numbered("layer", i, layer.name, ".png")));
+            session.writeImage(layer.contentImage().get(), numbered("layer", i, layer.name, ".png")));
         files.layerMask.push_back(
-            session.writeImage(layer.maskImage.get(), numbered("layer", i, layer.name, "-mask.png")));
+            session.writeImage(layer.maskImage().get(), numbered("layer", i, layer.name, "-mask.png")));
     }
     if (document.alphaChannels) {
         for (std::size_t i = 0; i < document.alphaChannels->size(); ++i) {

@@ -16,14 +16,15 @@
 #include <vector>
 
 #include "psdkit/core/PSDScanner.hpp"
+#include "psdkit/document/PSDReadOptions.hpp"
 #include "psdkit/document/PSDWrapper.hpp"
 
 namespace psdkit {
 
 class PSDDocumentReader {
 public:
-    PSDDocumentReader(PSDWrapper& document, std::span<const std::uint8_t> data)
-        : document_(document), data_(data), scanner_(data)
+    PSDDocumentReader(PSDWrapper& document, std::span<const std::uint8_t> data, const PSDReadOptions& options = {})
+        : document_(document), data_(data), scanner_(data), options_(options)
     {
     }
     /// Reads the whole file into the document; throws on the first failure.
@@ -49,6 +50,7 @@ private:
     PSDWrapper& document_;
     std::span<const std::uint8_t> data_;
     PSDScanner scanner_;
+    PSDReadOptions options_;
     std::optional<std::vector<std::uint8_t>> propertyListData_;
 };
 

@@ -18,9 +18,11 @@ struct PSDAuxiliaryFileData {
 
 PSDWrapper::PSDWrapper() = default;
 
-PSDWrapper::PSDWrapper(std::span<const std::uint8_t> data)
+PSDWrapper::PSDWrapper(std::span<const std::uint8_t> data) : PSDWrapper(data, PSDReadOptions{}) {}
+
+PSDWrapper::PSDWrapper(std::span<const std::uint8_t> data, const PSDReadOptions& options)
 {
-    PSDDocumentReader(*this, data).read();
+    PSDDocumentReader(*this, data, options).read();
 }
 
 void PSDWrapper::addLayerWrapper(std::shared_ptr<PSDLayerWrapper> layer)

@@ -13,6 +13,7 @@
 #include "psdkit/document/PSDAlphaChannel.hpp"
 #include "psdkit/document/PSDColorMode.hpp"
 #include "psdkit/document/PSDImageResourceBlock.hpp"
+#include "psdkit/document/PSDReadOptions.hpp"
 #include "psdkit/layers/PSDLayerWrapper.hpp"
 #include "psdkit/platform/ColorSpace.hpp"
 #include "psdkit/platform/ImageMetadata.hpp"
@@ -45,6 +46,8 @@ public:
     /// PlatformException when the stored host property list cannot be parsed. No partial document
     /// is ever returned.
     explicit PSDWrapper(std::span<const std::uint8_t> data);
+    /// Reads a complete PSD or PSB file as `options` say. Throws as the constructor above.
+    PSDWrapper(std::span<const std::uint8_t> data, const PSDReadOptions& options);
 
     PSDWrapper(const PSDWrapper&) = delete;
     PSDWrapper& operator=(const PSDWrapper&) = delete;
@@ -101,6 +104,10 @@ public:
     /// Document-level tagged blocks the host wants written back (reading leaves it empty), in
     /// insertion order. Library-internal.
     OrderedMap<PSDFourCharCode, std::vector<std::uint8_t>> additionalLayerAndMaskInfo;
+    /// Document-level tagged blocks the reader did not interpret, kept whole when the host reads
+    /// with `PSDReadOptions::keepUnknownBlocks`, in file order; written back after the generated
+    /// blocks, each under its own key and length width.
+    std::vector<PSDRawBlock> uninterpretedBlocks;
     /// Raw contents of the last pattern block ("Patt", "Pat2" or "Pat3"); written back as "Patt".
     std::optional<std::vector<std::uint8_t>> patternData;
     /// Whether layer effects are shown.

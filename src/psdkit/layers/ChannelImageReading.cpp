@@ -98,7 +98,7 @@ void PSDLayerWrapper::buildContentImage()
     if (channels.size() != 4) {
         throw PSDException(PSDError::readInvalidImageData);
     }
-    contentImage = layerimages::colorImage(bitDepth, contentsRect.size(), channels);
+    setContentImage(layerimages::colorImage(bitDepth, contentsRect.size(), channels));
 }
 
 void PSDLayerWrapper::buildMaskImage()
@@ -109,7 +109,7 @@ void PSDLayerWrapper::buildMaskImage()
         throw PSDException(PSDError::readInvalidImageData);
     }
     const image::AnyChannelData* channel = &*it;
-    maskImage = layerimages::grayImage(bitDepth, maskRect.size(), {&channel, 1});
+    setMaskImage(layerimages::grayImage(bitDepth, maskRect.size(), {&channel, 1}));
 }
 
 } // namespace psdkit

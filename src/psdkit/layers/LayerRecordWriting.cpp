@@ -53,15 +53,15 @@ void PSDLayerWrapper::prepareChannelDataForExport()
     if (!contentFormat || !maskFormat) {
         refuse();
     }
-    if (!contentImage) {
+    if (!contentImage_) {
         for (const std::int64_t id : {0, 1, 2, -1}) {
             channelDataPreparedForExport.emplace(
                 id, image::AnyChannelData(image::SampleType::uint8, {}, true, image::ChannelDataCompressionType::none,
                                           image::PredictionType::none));
         }
     } else {
-        const image::IntegralSize size = contentImage->size();
-        if (contentImage->format() != *contentFormat || size != contentsRect.size()) {
+        const image::IntegralSize size = contentImage_->size();
+        if (contentImage_->format() != *contentFormat || size != contentsRect.size()) {
             refuse();
         }
         auto compression = image::ChannelDataCompressionType::none;
@@ -74,7 +74,7 @@ void PSDLayerWrapper::prepareChannelDataForExport()
                 prediction = image::PredictionType::prediction;
             }
         }
-        auto channels = contentImage->makeChannelData(false, compression, prediction, true);
+        auto channels = contentImage_->makeChannelData(false, compression, prediction, true);
         if (channels.size() < 4) {
             refuse();
         }
@@ -83,9 +83,9 @@ void PSDLayerWrapper::prepareChannelDataForExport()
             channelDataPreparedForExport.emplace(ids[i], std::move(channels[i]));
         }
     }
-    if (hasLayerMask && maskImage) {
-        const image::IntegralSize size = maskImage->size();
-        if (maskImage->format() != *maskFormat || size != maskRect.size()) {
+    if (hasLayerMask && maskImage_) {
+        const image::IntegralSize size = maskImage_->size();
+        if (maskImage_->format() != *maskFormat || size != maskRect.size()) {
             refuse();
         }
         auto compression = image::ChannelDataCompressionType::none;
@@ -96,7 +96,7 @@ void PSDLayerWrapper::prepareChannelDataForExport()
         } else if (size.width > 8 || size.height > 8) {
             compression = image::ChannelDataCompressionType::rle;
         }
-        auto channels = maskImage->makeChannelData(false, compression, prediction, true);
+        auto channels = maskImage_->makeChannelData(false, compression, prediction, true);
         if (channels.empty()) {
             refuse();
         }

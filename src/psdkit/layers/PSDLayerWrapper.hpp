@@ -12,6 +12,7 @@
 #include "psdkit/core/PSDFourCharCode.hpp"
 #include "psdkit/core/PSDMacRect.hpp"
 #include "psdkit/layers/PSDLayerType.hpp"
+#include "psdkit/layers/PSDRawBlock.hpp"
 #include "psdkit/platform/PropertyValue.hpp"
 #include "psdkit/platform/image/ChannelData.hpp"
 #include "psdkit/platform/image/PixelBuffer.hpp"
@@ -119,10 +120,18 @@ public:
     std::optional<std::vector<std::uint8_t>> layerBlendingRanges;
     /// Kept raw blocks (fill and adjustment settings, effects, artboards) by key, in file order.
     PSDTaggedData taggedData;
-    /// Colour and transparency, `contentsRect` sized.
-    std::shared_ptr<image::PixelBufferType> contentImage;
-    /// The user mask, one channel, `maskRect` sized.
-    std::shared_ptr<image::PixelBufferType> maskImage;
+    /// Tagged blocks the reader did not interpret, kept whole when the host reads with
+    /// `PSDReadOptions::keepUnknownBlocks`, in file order; written back after the generated blocks.
+    std::vector<PSDRawBlock> uninterpretedBlocks;
+
+    /// Colour and transparency, `contentsRect` sized; null when the layer has no pixels.
+    [[nodiscard]] std::shared_ptr<image::PixelBufferType> contentImage() const { return contentImage_; }
+    /// Replaces the content image (the layer shares the buffer with the caller).
+    void setContentImage(std::shared_ptr<image::PixelBufferType> image) { contentImage_ = std::move(image); }
+    /// The user mask, one channel, `maskRect` sized; null when the layer has none.
+    [[nodiscard]] std::shared_ptr<image::PixelBufferType> maskImage() const { return maskImage_; }
+    /// Replaces the mask image (the layer shares the buffer with the caller).
+    void setMaskImage(std::shared_ptr<image::PixelBufferType> image) { maskImage_ = std::move(image); }
 
     /// Host-visible extra properties. Storing a dictionary whose "PSD Blend Mode" holds a
     /// `PSDFourCharCode` also sets `blendMode` to it.
@@ -176,6 +185,8 @@ private:
 
     PSDLayerType type_ = PSDLayerType::regular();
     PropertyDictionary properties_;
+    std::shared_ptr<image::PixelBufferType> contentImage_;
+    std::shared_ptr<image::PixelBufferType> maskImage_;
 };
 
 } // namespace psdkit
