@@ -97,11 +97,20 @@ class PSDException : public std::system_error {
 public:
     /// An exception carrying `error`; `code()` is its error code in the psdkit category.
     explicit PSDException(PSDError error) : std::system_error(make_error_code(error)), error_(error) {}
+    /// The same, with `detail` saying what was wrong (which layer, which field, which value); the
+    /// case and the code stay those of `error`.
+    PSDException(PSDError error, const std::string& detail)
+        : std::system_error(make_error_code(error), detail), error_(error), detail_(detail)
+    {
+    }
     /// The case that was thrown.
     [[nodiscard]] PSDError error() const noexcept { return error_; }
+    /// What the thrower said beyond the case (empty when nothing).
+    [[nodiscard]] const std::string& detail() const noexcept { return detail_; }
 
 private:
     PSDError error_;
+    std::string detail_;
 };
 
 } // namespace psdkit
