@@ -4,15 +4,12 @@
 # psdkit_development (static library, CMake package, psdkit.pc, the shared library's link name) and
 # psdkit_runtime (the versioned shared library and the tool).
 include(CMakePackageConfigHelpers)
-include(${CMAKE_CURRENT_LIST_DIR}/PsdkitPublicHeaders.cmake)
 
 set(PSDKIT_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/psdkit)
 
-foreach(header IN LISTS PSDKIT_PUBLIC_HEADERS)
-  cmake_path(GET header PARENT_PATH folder)
-  install(FILES ${PROJECT_SOURCE_DIR}/src/psdkit/${header}
-          DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/psdkit/${folder} COMPONENT psdkit_headers)
-endforeach()
+# The public headers are exactly the tree include/psdkit; internal headers stay in src/.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/psdkit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+        COMPONENT psdkit_headers FILES_MATCHING PATTERN "*.hpp")
 install(FILES ${PROJECT_BINARY_DIR}/generated/psdkit/Version.hpp
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/psdkit COMPONENT psdkit_headers)
 

@@ -8,9 +8,7 @@
 #include <memory>
 #include <vector>
 
-#include <psdkit/document/PSDWrapper.hpp>
-#include <psdkit/platform/support/Diagnostics.hpp>
-#include <psdkit/platform/support/HostApplication.hpp>
+#include <psdkit/psdkit.hpp>
 
 using namespace psdkit;
 using image::PixelARGB8, image::PixelBuffer;

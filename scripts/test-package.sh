@@ -50,6 +50,23 @@ export -f check_header
 export prefix work
 xargs -P "$jobs" -I{} bash -c 'check_header "$@"' _ {} <<<"$headers" || fail "public header check failed"
 
+echo "== the umbrella header names every public header, and the install holds nothing else"
+for header in $headers; do
+    case $header in psdkit/psdkit.hpp) continue ;; esac
+    grep -qx "#include \"$header\"" "$prefix/include/psdkit/psdkit.hpp" \
+        || fail "psdkit/psdkit.hpp does not include $header"
+done
+(cd include && find psdkit -name '*.hpp' | sort) | diff - <(grep -v '^psdkit/Version.hpp$' <<<"$headers") \
+    || fail "the installed headers differ from include/psdkit"
+
+echo "== the shared library exports psdkit's public API and nothing else"
+exported=$(nm -DC --defined-only "$libdir/libpsdkit.so" | cut -d' ' -f3-)
+strays=$(grep -v '^\(typeinfo for \|typeinfo name for \|vtable for \)\?psdkit::' <<<"$exported" \
+    | grep -v '^PSDKIT_\|^_init$\|^_fini$' || true)
+[[ -z $strays ]] || fail "the shared library exports symbols outside psdkit: $(head -5 <<<"$strays")"
+internal=$(grep -E 'psdkit::([A-Za-z]+::)*detail::' <<<"$exported" || true)
+[[ -z $internal ]] || fail "the shared library exports internal symbols: $(head -5 <<<"$internal")"
+
 echo "== build the example: find_package (static, shared) and pkg-config (shared, static)"
 for kind in static shared; do
     shared=OFF; [[ $kind == shared ]] && shared=ON

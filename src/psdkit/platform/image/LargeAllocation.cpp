@@ -15,6 +15,11 @@ constexpr std::size_t hugePageThreshold = 2 * hugePageBytes;
 
 } // namespace
 
+void releaseLarge(std::uint8_t* p) noexcept
+{
+    std::free(p);
+}
+
 void LargeAllocationFree::operator()(void* p) const noexcept
 {
     std::free(p);

@@ -16,5 +16,7 @@ struct LargeAllocationFree {
 /// `std::bad_alloc` when none can be had.
 using LargeAllocation = std::unique_ptr<std::uint8_t[], LargeAllocationFree>;
 [[nodiscard]] LargeAllocation allocateLarge(std::size_t bytes);
+/// Releases memory from `allocateLarge` (null is ignored); for owners that hold a plain pointer.
+void releaseLarge(std::uint8_t* p) noexcept;
 
 } // namespace psdkit::image::detail

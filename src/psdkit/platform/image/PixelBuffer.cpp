@@ -1,5 +1,7 @@
 #include "psdkit/platform/image/PixelBuffer.hpp"
 
+#include "psdkit/platform/image/LargeAllocation.hpp"
+
 #include <cstring>
 
 #include "psdkit/platform/image/ChannelDecoding.hpp"
@@ -30,7 +32,7 @@ PixelBuffer<P>::PixelBuffer(IntegralSize size, std::string title)
 
 template <typename P> void PixelBuffer<P>::allocate(std::size_t count)
 {
-    storage_ = detail::allocateLarge(count * sizeof(P));
+    storage_ = {detail::allocateLarge(count * sizeof(P)).release(), &detail::releaseLarge};
     pixels_ = reinterpret_cast<P*>(storage_.get());
     count_ = count;
 }

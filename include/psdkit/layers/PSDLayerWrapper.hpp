@@ -1,0 +1,193 @@
+#pragma once
+// PSDLayerWrapper: one layer of a document, its record's values, channel data and images.
+#include "psdkit/Export.hpp"
+#include <array>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "psdkit/core/OrderedMap.hpp"
+#include "psdkit/core/PSDFourCharCode.hpp"
+#include "psdkit/core/PSDMacRect.hpp"
+#include "psdkit/layers/PSDLayerType.hpp"
+#include "psdkit/layers/PSDRawBlock.hpp"
+#include "psdkit/platform/PropertyValue.hpp"
+#include "psdkit/platform/image/ChannelData.hpp"
+#include "psdkit/platform/image/PixelBuffer.hpp"
+
+namespace psdkit {
+
+class PSDScanner;
+class PSDWriter;
+
+/// Raw additional layer information blocks kept for writing back, in the order they were read.
+using PSDTaggedData = OrderedMap<PSDFourCharCode, std::vector<std::uint8_t>>;
+
+/// One layer of a document — the values of its layer record (bounds, blend mode, opacity, flags,
+/// mask parameters, name, identity, kind), its channel data, and the two images a host works with:
+/// the colour content and the user mask.
+///
+/// Layers are reference objects, held by std::shared_ptr in the document's `layers`. A host that
+/// reads `contentImage` or `maskImage` shares the buffer the layer keeps; a host that assigns them
+/// hands the buffer to the layer (and may keep sharing it). Fractions (opacities, densities,
+/// default colours) are 0.0 to 1.0 and stored as bytes (value × 255, cut toward zero); writing
+/// refuses values outside that range with `writeParameterError`.
+class PSDKIT_EXPORT PSDLayerWrapper {
+public:
+    /// A layer with every field at its default. `bitDepth` (8, 16 or 32) selects the sample type of
+    /// its channel data; other depths are accepted here and refused when the layer is read
+    /// (`readParameterError`) or written (`writeParameterError`).
+    explicit PSDLayerWrapper(std::int64_t depth = 8) : bitDepth(depth) {}
+
+    /// Bits per channel sample of the owning document. Library-internal.
+    std::int64_t bitDepth = 8;
+    /// The layer's name (UTF-8).
+    std::string name;
+    /// The layer's identifier within the document; 0 and duplicates are renumbered on writing.
+    std::int64_t layerID = 0;
+    /// Index of the colour label editing applications show (signed 16-bit in the file).
+    std::int64_t colorLabel = 0;
+
+    /// The layer's kind. Setting a kind other than `regular` or `sceneGroup` also sets
+    /// `pixelDataIrrelevantToAppearanceOfDocument` (it is never cleared by this).
+    [[nodiscard]] const PSDLayerType& type() const noexcept { return type_; }
+    /// Sets the layer's kind, with the effect described at `type()`.
+    void setType(PSDLayerType type);
+
+    /// Refinement of a group: `sceneGroup` or `regular`.
+    PSDLayerType subtype = PSDLayerType::regular();
+    /// In the document's selection: set on reading for the layers the document lists as selected;
+    /// writing stores the selection from it.
+    bool selected = false;
+    /// The document's target layer; set by the host (reading never sets it), used on writing.
+    bool targeted = false;
+    /// For a group: shown open.
+    bool expanded = true;
+    /// Bounds of the layer's pixels in document coordinates; `contentImage` has its size.
+    PSDMacRect contentsRect;
+
+    /// One entry per channel record, in record order (sorted by channel ID once the content image
+    /// is built). Library-internal.
+    std::vector<image::AnyChannelData> channelInfo;
+    /// The compressed channels to be written, by channel ID; filled only while the layer is being
+    /// written. Library-internal.
+    std::map<std::int64_t, image::AnyChannelData> channelDataPreparedForExport;
+
+    /// Blend-mode key of the record ("norm", "mul ", "pass" for a group that passes through, …).
+    PSDFourCharCode blendMode = "norm";
+    /// Opacity of the whole layer, 0.0 to 1.0.
+    double opacity = 1.0;
+    /// Opacity of the layer's fill (its pixels, not its effects), 0.0 to 1.0.
+    double fillOpacity = 1.0;
+    /// Clipped to the layer below.
+    bool clipping = false;
+    /// Lock bits as the protection settings store them (unsigned 32-bit); bit 0: transparency.
+    std::int64_t lockFlags = 0;
+    /// Shown.
+    bool visible = true;
+    /// The layer's pixels do not contribute to the document's appearance (groups, dividers,
+    /// adjustment and fill layers).
+    bool pixelDataIrrelevantToAppearanceOfDocument = false;
+
+    /// The record carries layer mask data; the mask fields below are written only when set.
+    bool hasLayerMask = false;
+    /// Bounds of the user mask in document coordinates; `maskImage` has its size.
+    PSDMacRect maskRect;
+    /// Mask value outside `maskRect`, 0.0 to 1.0.
+    double maskDefaultColor = 1.0;
+    bool maskIsPositionedRelativeToLayer = false; ///< Position relative to the layer (flag bit 0).
+    bool maskDisabled = false;                    ///< The mask is switched off (flag bit 1).
+    bool maskCameFromRenderingOtherData = false;  ///< The mask was rendered from other data (flag bit 3).
+    bool maskHasUserMaskDensity = false;          ///< `userMaskDensity` is stored.
+    double userMaskDensity = 1.0;                 ///< User mask density, 0.0 to 1.0.
+    bool maskHasUserMaskFeather = false;          ///< `userMaskFeather` is stored.
+    double userMaskFeather = 0.0;                 ///< User mask feather, as stored.
+    bool maskHasVectorMaskDensity = false;        ///< `vectorMaskDensity` is stored.
+    double vectorMaskDensity = 1.0;               ///< Vector mask density, 0.0 to 1.0.
+    bool maskHasVectorMaskFeather = false;        ///< `vectorMaskFeather` is stored.
+    double vectorMaskFeather = 0.0;               ///< Vector mask feather, as stored.
+    /// The record carries the second ("real") mask flags, default colour and rectangle.
+    bool hasRealFlags = false;
+    bool realMaskIsPositionedRelativeToLayer = false; ///< Real mask flag bit 0.
+    bool realMaskDisabled = false;                    ///< Real mask flag bit 1.
+    bool realMaskCameFromRenderingOtherData = false;  ///< Real mask flag bit 3.
+    double realMaskDefaultColor = 1.0;                ///< Real mask value outside its bounds, 0.0 to 1.0.
+    PSDMacRect realMaskRect;                          ///< Bounds of the real mask.
+
+    /// The record's blending ranges, raw; absent when the record has none.
+    std::optional<std::vector<std::uint8_t>> layerBlendingRanges;
+    /// Kept raw blocks (fill and adjustment settings, effects, artboards) by key, in file order.
+    PSDTaggedData taggedData;
+    /// Tagged blocks the reader did not interpret, kept whole when the host reads with
+    /// `PSDReadOptions::keepUnknownBlocks`, in file order; written back after the generated blocks.
+    std::vector<PSDRawBlock> uninterpretedBlocks;
+
+    /// Colour and transparency, `contentsRect` sized; null when the layer has no pixels.
+    [[nodiscard]] std::shared_ptr<image::PixelBufferType> contentImage() const { return contentImage_; }
+    /// Replaces the content image (the layer shares the buffer with the caller).
+    void setContentImage(std::shared_ptr<image::PixelBufferType> image) { contentImage_ = std::move(image); }
+    /// The user mask, one channel, `maskRect` sized; null when the layer has none.
+    [[nodiscard]] std::shared_ptr<image::PixelBufferType> maskImage() const { return maskImage_; }
+    /// Replaces the mask image (the layer shares the buffer with the caller).
+    void setMaskImage(std::shared_ptr<image::PixelBufferType> image) { maskImage_ = std::move(image); }
+
+    /// Host-visible extra properties. Storing a dictionary whose "PSD Blend Mode" holds a
+    /// `PSDFourCharCode` also sets `blendMode` to it.
+    [[nodiscard]] const PropertyDictionary& propertiesDictionary() const noexcept { return properties_; }
+    /// Replaces the extra properties (with the "PSD Blend Mode" effect described above).
+    void setPropertiesDictionary(PropertyDictionary properties);
+    /// Stores one property (running the same observer).
+    void setProperty(const std::string& key, PropertyValue value);
+
+    /// `contentsRect` as a floating rectangle.
+    [[nodiscard]] CGRect contentsCGRect() const noexcept { return contentsRect.cg(); }
+    /// `maskRect` as a floating rectangle.
+    [[nodiscard]] CGRect maskCGRect() const noexcept { return maskRect.cg(); }
+    /// Sets `contentsRect` to the integral rectangle that contains `rect`, never inverted.
+    /// Throws `PSDException(readParameterError)` for non-finite or out-of-range rectangles.
+    void setContentsRect(const CGRect& rect) { contentsRect = PSDMacRect(rect); }
+    /// The same for `maskRect`.
+    void setMaskCGRect(const CGRect& rect) { maskRect = PSDMacRect(rect); }
+
+    /// Key of a channel's ID in its properties.
+    static constexpr const char* channelIDKey = "channelID";
+    /// Key of a channel's recorded byte length (compression code included) in its properties.
+    static constexpr const char* readLengthKey = "length";
+    /// Channel IDs in the order they are written.
+    static constexpr std::array<std::int64_t, 5> writtenChannelOrder = {0, 1, 2, -1, -2};
+
+    // Reading and writing, used by the document.
+
+    /// Reads one layer record at the scanner's cursor and leaves the cursor after it.
+    /// Throws PSDException (see docs/decisions.md for the choices on negative counts and lengths).
+    void readLayerRecord(PSDScanner& scanner, bool bigFile);
+    /// Reads this layer's channel image data and builds `contentImage` and `maskImage`.
+    /// Throws PSDException or the image core's ImageException.
+    void readChannelImageData(PSDScanner& scanner, bool bigFile);
+    /// Fills `channelDataPreparedForExport` from the images. Throws the image core's error.
+    void prepareChannelDataForExport();
+    /// Prepares the channels and appends the layer record. Throws PSDException (values that do not
+    /// fit their fields: writeParameterError) or the image core's error.
+    void writeLayerRecord(PSDWriter& writer, bool bigFile);
+    /// Appends the prepared channels' image data, then empties `channelDataPreparedForExport`.
+    void writeChannelImageData(PSDWriter& writer, bool bigFile);
+
+private:
+    void readMaskData(PSDScanner& scanner);
+    void readTaggedBlock(PSDScanner& scanner);
+    void readSectionDivider(PSDScanner& scanner, std::int64_t length);
+    void buildContentImage();
+    void buildMaskImage();
+    void writeMaskData(PSDWriter& writer) const;
+    void writeTaggedBlocks(PSDWriter& writer, bool bigFile) const;
+
+    PSDLayerType type_ = PSDLayerType::regular();
+    PropertyDictionary properties_;
+    std::shared_ptr<image::PixelBufferType> contentImage_;
+    std::shared_ptr<image::PixelBufferType> maskImage_;
+};
+
+} // namespace psdkit
