@@ -31,19 +31,22 @@ constexpr Command kCommands[] = {
      "ones below with its opacity (groups are blended as a whole). PNGs are converted to the\n"
      "document's depth (default 8; 32-bit samples are the PNG's values scaled to 0..1).\n",
      runCreate},
-    {"rewrite", "IN OUT [--psb|--psd]",
+    {"rewrite", "IN OUT [--psb|--psd] [--strict]",
      "Reads IN and writes it back to OUT with its own composite, optionally switching between PSD\n"
-     "and PSB.\n",
+     "and PSB. Every tagged block the library does not interpret (text, smart objects, vector\n"
+     "masks, ...) is kept and written back; --strict reads by the plain rules, which drop them.\n",
      runRewrite},
     {"descriptors", "FILE [--layer N]",
      "Prints every kept block that holds a descriptor (fill and adjustment settings, effects,\n"
      "artboards, and image resources made of one descriptor) as JSON: class, name, and every item\n"
      "with its type and value. --layer N limits the output to the layer record N (file order).\n",
      runDescriptors},
-    {"check", "FILE... [--roundtrip]",
+    {"check", "FILE... [--roundtrip [--strict]]",
      "Reads each file and prints OK or the error. With --roundtrip the document is also written and\n"
-     "read back in memory, and every field, layer or pixel that changed is reported. The exit status\n"
-     "is 0 only when every file passed.\n",
+     "read back in memory, keeping every tagged block as rewrite does, and every field, layer, kept\n"
+     "block or pixel that changed is reported. With --strict the round trip follows the plain\n"
+     "reading rules, and the blocks it drops are listed per key. The exit status is 0 only when\n"
+     "every file passed.\n",
      runCheck},
 };
 

@@ -13,14 +13,35 @@ constexpr std::size_t kLargestHexDump = 1024;
 // protects against trees built otherwise.
 Json valueJson(const PSDDescriptorPropertyValue& value, int depth);
 
+// Identifiers are four-character codes or strings; two of different kinds may share a text, so
+// the kind is shown beside every one.
+const char* kindName(const UnifiedStringValue& id)
+{
+    return id.which() == UnifiedStringValue::Case::fourCharCode ? "code" : "string";
+}
+
+// Names are stored with a terminating NUL, which is not part of the name.
+std::string withoutTrailingNul(std::string name)
+{
+    if (!name.empty() && name.back() == '\0') {
+        name.pop_back();
+    }
+    return name;
+}
+
 Json descriptorJsonAt(const PSDDescriptor& descriptor, int depth)
 {
-    Json items = Json::object();
+    Json items = Json::array();
     for (const auto& [key, value] : descriptor.properties) {
-        items[key.text()] = valueJson(value, depth + 1);
+        Json item = valueJson(value, depth + 1);
+        item["key"] = key.text();
+        item["keyKind"] = kindName(key);
+        items.push_back(std::move(item));
     }
-    return Json{
-        {"name", descriptor.name}, {"classID", descriptor.classID.text()}, {"items", std::move(items)}};
+    return Json{{"name", withoutTrailingNul(descriptor.name)},
+                {"classID", descriptor.classID.text()},
+                {"classIDKind", kindName(descriptor.classID)},
+                {"items", std::move(items)}};
 }
 
 std::string hex(const std::vector<std::uint8_t>& bytes)
@@ -53,7 +74,11 @@ Json valueJson(const PSDDescriptorPropertyValue& value, int depth)
             } else if constexpr (std::is_same_v<T, std::string>) {
                 return Json{{"type", "TEXT"}, {"value", v}};
             } else if constexpr (std::is_same_v<T, Enumerated>) {
-                return Json{{"type", "enum"}, {"enumType", v.type.text()}, {"value", v.value.text()}};
+                return Json{{"type", "enum"},
+                            {"enumType", v.type.text()},
+                            {"enumTypeKind", kindName(v.type)},
+                            {"value", v.value.text()},
+                            {"valueKind", kindName(v.value)}};
             } else if constexpr (std::is_same_v<T, std::int32_t>) {
                 return Json{{"type", "long"}, {"value", v}};
             } else if constexpr (std::is_same_v<T, bool>) {

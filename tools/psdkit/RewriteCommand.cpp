@@ -1,4 +1,5 @@
-// psdkit rewrite IN OUT [--psb|--psd]: reads a document and writes it back.
+// psdkit rewrite IN OUT [--psb|--psd] [--strict]: reads a document and writes it back, keeping every
+// tagged block the library does not interpret unless --strict asks for the plain reading rules.
 #include <cinttypes>
 #include <cstdio>
 
@@ -17,14 +18,16 @@ constexpr std::int64_t kMaximumPsdSide = 30000;
 
 int runRewrite(std::span<const std::string> args)
 {
-    const Arguments arguments(args, {}, {"psb", "psd"});
+    const Arguments arguments(args, {}, {"psb", "psd", "strict"});
     arguments.expectPositional(2, 2);
     if (arguments.flag("psb") && arguments.flag("psd")) {
         throw UsageError("--psb and --psd exclude each other");
     }
     const std::string& input = arguments.positional()[0];
     const std::string& output = arguments.positional()[1];
-    PSDWrapper document = onFile(input, [&] { return readDocument(input); });
+    PSDReadOptions options;
+    options.keepUnknownBlocks = !arguments.flag("strict");
+    PSDWrapper document = onFile(input, [&] { return readDocument(input, options); });
     if (arguments.flag("psb")) {
         document.bigFile = true;
     } else if (arguments.flag("psd")) {

@@ -64,7 +64,8 @@ public:
     /// exactly 1 + n, so callers that pad on bytes measure the cursor, not the text.
     [[nodiscard]] std::string scanPascalString();
     /// A signed 32-bit count n of UTF-16 units and 2n bytes; n < 1 gives "" (4 bytes consumed).
-    /// A terminating U+0000 in the file is kept.
+    /// A terminating U+0000 in the file is kept. Text with an unpaired surrogate cannot be decoded:
+    /// readUnknownError.
     [[nodiscard]] std::string scanUnicodeString();
     /// A signed 32-bit count n and n Mac OS Roman bytes; n < 1 gives "".
     [[nodiscard]] std::string scanCString();

@@ -161,9 +161,11 @@ public:
 
     // Reading and writing, used by the document.
 
-    /// Reads one layer record at the scanner's cursor and leaves the cursor after it.
+    /// Reads one layer record at the scanner's cursor and leaves the cursor after it. With
+    /// `keepUnknownBlocks`, every tagged block the reader does not interpret goes whole into
+    /// `uninterpretedBlocks`; otherwise it is skipped.
     /// Throws PSDException (see docs/decisions.md for the choices on negative counts and lengths).
-    void readLayerRecord(PSDScanner& scanner, bool bigFile);
+    void readLayerRecord(PSDScanner& scanner, bool bigFile, bool keepUnknownBlocks = false);
     /// Reads this layer's channel image data and builds `contentImage` and `maskImage`.
     /// Throws PSDException or the image core's ImageException.
     void readChannelImageData(PSDScanner& scanner, bool bigFile);
@@ -177,12 +179,15 @@ public:
 
 private:
     void readMaskData(PSDScanner& scanner);
-    void readTaggedBlock(PSDScanner& scanner);
+    void readTaggedBlock(PSDScanner& scanner, bool keepUnknownBlocks);
     void readSectionDivider(PSDScanner& scanner, std::int64_t length);
     void buildContentImage();
     void buildMaskImage();
     void writeMaskData(PSDWriter& writer) const;
     void writeTaggedBlocks(PSDWriter& writer, bool bigFile) const;
+    // The blocks kept from reading, after the generated ones; a kept copy of a generated block or
+    // of a `taggedData` entry is left out.
+    void writeKeptBlocks(PSDWriter& writer) const;
 
     PSDLayerType type_ = PSDLayerType::regular();
     PropertyDictionary properties_;

@@ -80,8 +80,12 @@ std::string PSDScanner::scanUnicodeString()
         return {};
     }
     const std::uint8_t* p = require(2 * n);
+    auto text = text::utf16beToUtf8({p, static_cast<std::size_t>(2 * n)});
+    if (!text) {
+        throw PSDException(PSDError::readUnknownError); // an unpaired surrogate
+    }
     offset_ += 2 * n;
-    return text::utf16beToUtf8({p, static_cast<std::size_t>(2 * n)});
+    return std::move(*text);
 }
 
 std::string PSDScanner::scanCString()

@@ -3,6 +3,7 @@
 
 #include "psdkit/core/PSDWriter.hpp"
 #include "psdkit/document/PSDDocumentWriter.hpp"
+#include "psdkit/platform/PlatformError.hpp"
 #include "psdkit/platform/support/HostApplication.hpp"
 
 namespace psdkit {
@@ -25,7 +26,7 @@ std::string softwareNameAndVersion()
 
 } // namespace
 
-void writeImageResourceBlocks(PSDWriter& writer, PSDWrapper& doc, bool hasComposite)
+void writeImageResourceBlocks(PSDWriter& writer, PSDWrapper& doc, bool hasComposite, bool compositeTransparency)
 {
     writeResource(writer, 1005, "", [&](PSDWriter& w) {
         w.appendFixed32(doc.hRes);
@@ -36,7 +37,9 @@ void writeImageResourceBlocks(PSDWriter& writer, PSDWrapper& doc, bool hasCompos
         w.appendInt16(doc.heightUnit);
     });
     writeResource(writer, 1006, "", [&](PSDWriter& w) {
-        w.appendPascalString("Transparency", 0);
+        if (compositeTransparency) {
+            w.appendPascalString("Transparency", 0);
+        }
         if (doc.alphaChannels) {
             for (const auto& alpha : *doc.alphaChannels) {
                 w.appendPascalString(alpha && alpha->name ? *alpha->name : std::string(), 0);
@@ -58,7 +61,9 @@ void writeImageResourceBlocks(PSDWriter& writer, PSDWrapper& doc, bool hasCompos
     }
     writeResource(writer, 1044, "", [&](PSDWriter& w) { w.appendInt32(doc.minimumNewLayerID); });
     writeResource(writer, 1045, "", [&](PSDWriter& w) {
-        w.appendUnicodeString("Transparency", true, 0);
+        if (compositeTransparency) {
+            w.appendUnicodeString("Transparency", true, 0);
+        }
         if (doc.alphaChannels) {
             for (const auto& alpha : *doc.alphaChannels) {
                 w.appendUnicodeString(alpha && alpha->name ? *alpha->name : std::string(), true, 0);
@@ -74,9 +79,16 @@ void writeImageResourceBlocks(PSDWriter& writer, PSDWrapper& doc, bool hasCompos
         w.appendUnicodeString(software, false, 0);
         w.appendUInt32(1);
     });
-    ImageMetadata exported = doc.metadata ? *doc.metadata : ImageMetadata();
-    exported.prepareForExport(std::max(doc.hRes, doc.vRes), "com.adobe.photoshop-image");
-    const auto xmp = exported.xmpData();
+    // Whatever keeps the metadata from becoming a packet, the platform's errors included, is the
+    // library's one case for it.
+    std::optional<std::vector<std::uint8_t>> xmp;
+    try {
+        ImageMetadata exported = doc.metadata ? *doc.metadata : ImageMetadata();
+        exported.prepareForExport(std::max(doc.hRes, doc.vRes), "com.adobe.photoshop-image");
+        xmp = exported.xmpData();
+    } catch (const PlatformException&) {
+        throw PSDException(PSDError::writeUnableToCreateMetaData);
+    }
     if (!xmp) {
         throw PSDException(PSDError::writeUnableToCreateMetaData);
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "psdkit/layers/RawBlockReading.hpp"
 #include "psdkit/layers/TaggedBlockWriting.hpp"
 #include "psdkit/platform/PropertyList.hpp"
 #include "psdkit/platform/support/HostApplication.hpp"
@@ -28,6 +29,11 @@ bool isDroppedResource(std::int64_t id)
     return std::find(kDropped.begin(), kDropped.end(), id) != kDropped.end();
 }
 
+bool isLayerInformationKey(const PSDFourCharCode& key)
+{
+    return key == PSDFourCharCode("Layr") || key == PSDFourCharCode("Lr16") || key == PSDFourCharCode("Lr32");
+}
+
 } // namespace
 
 void PSDDocumentReader::read()
@@ -37,7 +43,22 @@ void PSDDocumentReader::read()
     readColorModeData();
     readImageResources();
     readLayerAndMaskInformation();
+    recognizeLayerlessTransparency();
     readImageData();
+}
+
+void PSDDocumentReader::recognizeLayerlessTransparency()
+{
+    auto& doc = document_;
+    if (!doc.layers.empty() || doc.compositeImageHasAlphaChannel || doc.numberOfChannels < 4) {
+        return;
+    }
+    const auto& names =
+        doc.alphaChannelsUnicodeNames ? doc.alphaChannelsUnicodeNames : doc.alphaChannelsPascalNames;
+    if (names && !names->empty() &&
+        (names->front() == "Transparency" || names->front() == std::string("Transparency\0", 13))) {
+        doc.compositeImageHasAlphaChannel = true;
+    }
 }
 
 void PSDDocumentReader::readHeader()
@@ -106,6 +127,9 @@ void PSDDocumentReader::readImageResource()
         scanner_.skip(1); // the length byte and the name fill an even number of bytes
     }
     const std::int64_t size = scanner_.scanInt32();
+    if (size < 0 && size % 2 != 0) {
+        throw PSDException(PSDError::readParameterError); // its pad byte would be skipped forwards
+    }
     const std::int64_t dataStart = scanner_.offset();
     auto& doc = document_;
     switch (id) {
@@ -219,15 +243,18 @@ void PSDDocumentReader::readBigFileDocumentTaggedBlocks(std::int64_t end)
     // What the blocks can change, kept for a second attempt. (Pattern bytes are kept apart from
     // their presence: a copied optional vector upsets some compilers' uninitialised-use analysis.)
     auto savedLayers = document_.layers;
+    const std::size_t keptBlockCount = document_.uninterpretedBlocks.size();
     const bool savedFlag = document_.compositeImageHasAlphaChannel;
     const bool hadPatterns = document_.patternData.has_value();
-    std::vector<std::uint8_t> savedPatterns = hadPatterns ? *document_.patternData : std::vector<std::uint8_t>{};
+    std::vector<std::uint8_t> savedPatterns =
+        hadPatterns ? *document_.patternData : std::vector<std::uint8_t>{};
     try {
         readDocumentTaggedBlocks(end, false);
     } catch (const PSDException&) {
         const std::exception_ptr firstError = std::current_exception();
         document_.layers = std::move(savedLayers);
         document_.compositeImageHasAlphaChannel = savedFlag;
+        document_.uninterpretedBlocks.resize(keptBlockCount);
         document_.patternData.reset();
         if (hadPatterns) {
             document_.patternData = std::move(savedPatterns);
@@ -254,7 +281,7 @@ void PSDDocumentReader::readLayerInformation()
     layers.clear();
     for (std::int64_t i = 0; i < n; ++i) {
         auto layer = std::make_shared<PSDLayerWrapper>(document_.bitDepth);
-        layer->readLayerRecord(scanner_, document_.bigFile);
+        layer->readLayerRecord(scanner_, document_.bigFile, options_.keepUnknownBlocks);
         layers.push_back(std::move(layer));
     }
     for (auto& layer : layers) {
@@ -273,7 +300,8 @@ void PSDDocumentReader::readDocumentTaggedBlocks(std::int64_t end, bool lengthsB
         const PSDFourCharCode key = scanner_.scanFourCharCode();
         const bool longLength = longSignature || (lengthsByKey && usesLongLengthInBigFiles(key));
         const std::int64_t length = longLength ? scanner_.scanInt64() : scanner_.scanInt32();
-        if (key == PSDFourCharCode("Layr") || key == PSDFourCharCode("Lr16") || key == PSDFourCharCode("Lr32")) {
+        const std::int64_t blockStart = scanner_.offset();
+        if (isLayerInformationKey(key)) {
             std::int64_t blockEnd = 0;
             if (__builtin_add_overflow(scanner_.offset(), length, &blockEnd)) {
                 throw PSDException(PSDError::readCorruptFile);
@@ -288,8 +316,17 @@ void PSDDocumentReader::readDocumentTaggedBlocks(std::int64_t end, bool lengthsB
             document_.patternData = scanner_.scanData(length);
         } else if (key == PSDFourCharCode("plst")) {
             propertyListData_ = scanner_.scanData(length);
-        } else {
+        } else if (!options_.keepUnknownBlocks) {
             scanner_.skip(length);
+        }
+        // Kept: every block but the layer blocks, which the writer always builds anew. The pattern
+        // and property-list blocks are interpreted above and kept as well, so that they come back
+        // under their own keys and in their place; the writer drops a kept copy of a block it
+        // generates itself.
+        if (options_.keepUnknownBlocks && !isLayerInformationKey(key)) {
+            scanner_.seek(blockStart);
+            document_.uninterpretedBlocks.push_back(
+                readKeptBlock(scanner_, signature, key, longLength, length));
         }
         scanner_.skip((4 - length % 4) % 4);
     }

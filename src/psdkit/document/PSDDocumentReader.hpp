@@ -43,6 +43,10 @@ private:
     // The same for a big file, with the second attempt described above.
     void readBigFileDocumentTaggedBlocks(std::int64_t sectionEnd);
     void applyHostPropertyList();
+    // A document without layers has no layer count to mark its composite's transparency. Our
+    // writer then names channel 3 "Transparency" in front of the alpha channel names (the Unicode
+    // form with its terminating NUL); that placeholder marks channel 3 as the transparency.
+    void recognizeLayerlessTransparency();
     void markSelectedLayers();
     void readImageData();
     void buildAlphaChannels();

@@ -1,12 +1,16 @@
 #include "psdkit/document/PSDDocumentWriter.hpp"
 
+#include <algorithm>
+#include <cstring>
 #include <limits>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "psdkit/layers/DepthFormats.hpp"
 #include "psdkit/layers/TaggedBlockWriting.hpp"
 #include "psdkit/platform/LibraryResources.hpp"
 #include "psdkit/platform/PropertyList.hpp"
+#include "psdkit/platform/image/PixelBuffer.hpp"
 #include "psdkit/platform/image/PixelTypes.hpp"
 #include "psdkit/platform/support/HostApplication.hpp"
 
@@ -27,15 +31,49 @@ std::int64_t nextLayerID(std::int64_t& seed)
     return seed++;
 }
 
+bool isFullyOpaque(const image::PixelBufferType& image)
+{
+    const auto bytes = image.bytes();
+    const auto all = [&](std::size_t stride, std::size_t offset, auto opaque) {
+        using Sample = decltype(opaque);
+        for (std::size_t at = offset; at + sizeof(Sample) <= bytes.size(); at += stride) {
+            Sample sample{};
+            std::memcpy(&sample, bytes.data() + at, sizeof(Sample));
+            if (sample != opaque) {
+                return false;
+            }
+        }
+        return true;
+    };
+    switch (image.format()) {
+    case image::PixelFormat::argb8:
+        return all(4, 0, std::uint8_t{255});
+    case image::PixelFormat::rgba16:
+        return all(8, 6, std::uint16_t{65535});
+    case image::PixelFormat::rgba32:
+        return all(16, 12, 1.0F);
+    default:
+        return false;
+    }
+}
+
+bool isPatternKey(const PSDFourCharCode& key)
+{
+    return key == PSDFourCharCode("Patt") || key == PSDFourCharCode("Pat2") || key == PSDFourCharCode("Pat3");
+}
+
 } // namespace
 
-std::vector<std::uint8_t> PSDWrapper::serializedRepresentationWithCompositeImage(const image::PixelBufferType* composite)
+std::vector<std::uint8_t>
+PSDWrapper::serializedRepresentationWithCompositeImage(const image::PixelBufferType* composite)
 {
     return PSDDocumentWriter(*this, composite).write();
 }
 
 std::vector<std::uint8_t> PSDDocumentWriter::write()
 {
+    checkWritable();
+    compositeTransparency_ = writesCompositeTransparency();
     writeHeader();
     writeColorModeData();
     repairLayerIDs();
@@ -52,11 +90,24 @@ void PSDDocumentWriter::writeHeader()
     writer_.appendInt16(doc.bigFile ? 2 : 1);
     writer_.appendPadding(6);
     const auto alphaCount = static_cast<std::int64_t>(doc.alphaChannels ? doc.alphaChannels->size() : 0);
-    writer_.appendInt16(4 + alphaCount);
+    writer_.appendInt16((compositeTransparency_ ? 4 : 3) + alphaCount);
     writer_.appendInt32(doc.imageHeight);
     writer_.appendInt32(doc.imageWidth);
     writer_.appendInt16(doc.bitDepth);
     writer_.appendInt16(static_cast<std::int64_t>(doc.colorMode));
+}
+
+// Only a negative layer count marks the composite's fourth channel as its transparency, and a
+// document without layers has no layer count to carry the sign. So a layerless document with an
+// opaque composite is written as real files without layers are: three colour channels, then the
+// alpha channels. One whose composite has transparency keeps it as channel 3, named by the
+// placeholder "Transparency" in front of the alpha channel names, which the reader recognises.
+bool PSDDocumentWriter::writesCompositeTransparency() const
+{
+    if (!document_.layers.empty() || composite_ == nullptr) {
+        return true;
+    }
+    return !isFullyOpaque(*composite_);
 }
 
 void PSDDocumentWriter::writeColorModeData()
@@ -85,9 +136,14 @@ void PSDDocumentWriter::repairLayerIDs()
     // new ID when its ID is 0 or when any other layer holds the same ID at that moment. New IDs come
     // from above every existing ID, so a renumbered layer never matches again; counting the IDs in
     // use gives the same result as comparing every pair, in linear time.
+    // Holders are counted per object: a layer listed twice is compared with other layers only, never
+    // with itself.
     std::unordered_map<std::int64_t, std::size_t> holders;
+    std::unordered_set<const PSDLayerWrapper*> counted;
     for (const auto& layer : doc.layers) {
-        ++holders[layer->layerID];
+        if (counted.insert(layer.get()).second) {
+            ++holders[layer->layerID];
+        }
     }
     for (const auto& layer : doc.layers) {
         auto& count = holders[layer->layerID];
@@ -107,8 +163,9 @@ void PSDDocumentWriter::repairLayerIDs()
 
 void PSDDocumentWriter::writeImageResources()
 {
-    writer_.writePSDDataBlock(false, 0, true,
-                              [&](PSDWriter& w) { writeImageResourceBlocks(w, document_, composite_ != nullptr); });
+    writer_.writePSDDataBlock(false, 0, true, [&](PSDWriter& w) {
+        writeImageResourceBlocks(w, document_, composite_ != nullptr, compositeTransparency_);
+    });
 }
 
 void PSDDocumentWriter::writeLayerInformationBody(PSDWriter& writer)
@@ -146,10 +203,11 @@ void PSDDocumentWriter::writeLayerAndMaskInformation()
             writeRawTaggedBlock(w, level, big, key, bytes);
         }
         if (!doc.layers.empty() && (doc.bitDepth == 16 || doc.bitDepth == 32)) {
-            writeTaggedBlock(w, level, big, doc.bitDepth == 32 ? PSDFourCharCode("Lr32") : PSDFourCharCode("Lr16"),
+            writeTaggedBlock(w, level, big,
+                             doc.bitDepth == 32 ? PSDFourCharCode("Lr32") : PSDFourCharCode("Lr16"),
                              [&](PSDWriter& lw) { writeLayerInformationBody(lw); });
         }
-        if (doc.patternData) {
+        if (doc.patternData && !keptPatternBlocksHoldPatternData()) {
             writeRawTaggedBlock(w, level, big, "Patt", *doc.patternData);
         }
         if (!doc.propertiesDictionary.empty()) {
@@ -157,10 +215,38 @@ void PSDDocumentWriter::writeLayerAndMaskInformation()
             if (!host) {
                 refuse();
             }
-            const auto list = xmlPropertyList(PropertyDictionary{{*host, PropertyValue(doc.propertiesDictionary)}});
+            const auto list =
+                xmlPropertyList(PropertyDictionary{{*host, PropertyValue(doc.propertiesDictionary)}});
             writeRawTaggedBlock(w, level, big, "plst", list);
         }
+        writeKeptDocumentBlocks(w);
     });
+}
+
+bool PSDDocumentWriter::keptPatternBlocksHoldPatternData() const
+{
+    const auto& kept = document_.uninterpretedBlocks;
+    const auto last =
+        std::find_if(kept.rbegin(), kept.rend(), [](const PSDRawBlock& b) { return isPatternKey(b.key); });
+    return document_.patternData && last != kept.rend() &&
+           std::ranges::equal(last->data.span(), std::span<const std::uint8_t>(*document_.patternData));
+}
+
+void PSDDocumentWriter::writeKeptDocumentBlocks(PSDWriter& writer) const
+{
+    const auto& doc = document_;
+    const bool keepPatterns = keptPatternBlocksHoldPatternData();
+    for (const auto& block : doc.uninterpretedBlocks) {
+        const auto& key = block.key;
+        const bool generated = key == PSDFourCharCode("Layr") || key == PSDFourCharCode("Lr16") ||
+                               key == PSDFourCharCode("Lr32") ||
+                               (key == PSDFourCharCode("plst") && !doc.propertiesDictionary.empty()) ||
+                               (isPatternKey(key) && !keepPatterns) ||
+                               doc.additionalLayerAndMaskInfo.contains(key);
+        if (!generated) {
+            writeKeptBlock(writer, TaggedBlockLevel::document, block);
+        }
+    }
 }
 
 void PSDDocumentWriter::writeImageData()
@@ -170,7 +256,8 @@ void PSDDocumentWriter::writeImageData()
     // count per row, rows that hold nothing (a zero-width canvas of 10^8 rows: gigabytes).
     const bool empty = doc.imageWidth <= 0 || doc.imageHeight <= 0;
     const bool rle = doc.bitDepth == 8 && !empty && (doc.imageWidth > 8 || doc.imageHeight > 8);
-    const auto compression = rle ? image::ChannelDataCompressionType::rle : image::ChannelDataCompressionType::none;
+    const auto compression =
+        rle ? image::ChannelDataCompressionType::rle : image::ChannelDataCompressionType::none;
     if (composite_ == nullptr) {
         refuse();
     }
@@ -179,7 +266,7 @@ void PSDDocumentWriter::writeImageData()
         refuse();
     }
     std::vector<image::AnyChannelData> channels =
-        composite_->makeChannelData(false, compression, image::PredictionType::none, false);
+        composite_->makeChannelData(!compositeTransparency_, compression, image::PredictionType::none, false);
     if (doc.alphaChannels) {
         for (const auto& alpha : *doc.alphaChannels) {
             if (!alpha || !alpha->image) {
@@ -188,7 +275,8 @@ void PSDDocumentWriter::writeImageData()
             if (alpha->image->size() != size || alpha->image->format() != grayPixelFormat(doc.bitDepth)) {
                 refuse();
             }
-            auto extra = alpha->image->makeChannelData(false, compression, image::PredictionType::none, false);
+            auto extra =
+                alpha->image->makeChannelData(false, compression, image::PredictionType::none, false);
             for (auto& channel : extra) {
                 channels.push_back(std::move(channel));
             }

@@ -19,6 +19,12 @@ public:
     [[nodiscard]] std::vector<std::uint8_t> write();
 
 private:
+    // Refuses (writeParameterError, naming the layer or field) every document whose output the
+    // reader would refuse or read back differently; runs before the first byte is written.
+    void checkWritable() const;
+    // Whether the composite is written with its transparency as a fourth channel: always with
+    // layers; without layers only when the composite is not fully opaque (see writeHeader).
+    [[nodiscard]] bool writesCompositeTransparency() const;
     void writeHeader();
     void writeColorModeData();
     void repairLayerIDs();
@@ -26,15 +32,27 @@ private:
     void writeLayerAndMaskInformation();
     void writeLayerInformationBody(PSDWriter& writer);
     void writeImageData();
+    // Blocks kept from reading (`uninterpretedBlocks`), after the generated ones, in their order.
+    // A kept copy of a block the writer generates is left out: the layer blocks always, "plst"
+    // when the host's properties are written, keys the host put in `additionalLayerAndMaskInfo`.
+    // Kept pattern blocks stand for `patternData` while it still holds the last one's bytes; they
+    // are then written under their own keys and no "Patt" is generated. Once the host changes or
+    // removes `patternData`, they are left out.
+    void writeKeptDocumentBlocks(PSDWriter& writer) const;
+    [[nodiscard]] bool keptPatternBlocksHoldPatternData() const;
 
     PSDWrapper& document_;
     const image::PixelBufferType* composite_;
     PSDWriter writer_;
+    bool compositeTransparency_ = true;
 };
 
 /// Appends the image resource blocks of `document` (generated ones, then the kept ones) to
-/// `writer`; `hasComposite` is recorded in the version information. Updates `targetLayerIndex`
-/// from the layers' `targeted` flags.
-void writeImageResourceBlocks(PSDWriter& writer, PSDWrapper& document, bool hasComposite);
+/// `writer`; `hasComposite` is recorded in the version information. `compositeTransparency` says
+/// whether the composite's transparency is written as channel 3: the channel names then start with
+/// the placeholder "Transparency" for it. Updates `targetLayerIndex` from the layers' `targeted`
+/// flags.
+void writeImageResourceBlocks(PSDWriter& writer, PSDWrapper& document, bool hasComposite,
+                              bool compositeTransparency = true);
 
 } // namespace psdkit

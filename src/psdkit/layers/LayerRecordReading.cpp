@@ -3,6 +3,7 @@
 #include "psdkit/core/PSDScanner.hpp"
 #include "psdkit/layers/DepthFormats.hpp"
 #include "psdkit/layers/PSDLayerWrapper.hpp"
+#include "psdkit/layers/RawBlockReading.hpp"
 #include "psdkit/platform/support/Diagnostics.hpp"
 #include "psdkit/platform/text/DebugText.hpp"
 
@@ -35,7 +36,7 @@ bool isKeptRawKey(const PSDFourCharCode& key)
 
 } // namespace
 
-void PSDLayerWrapper::readLayerRecord(PSDScanner& scanner, bool bigFile)
+void PSDLayerWrapper::readLayerRecord(PSDScanner& scanner, bool bigFile, bool keepUnknownBlocks)
 {
     const auto sampleType = sampleTypeForDepth(bitDepth);
     if (!sampleType) {
@@ -104,7 +105,7 @@ void PSDLayerWrapper::readLayerRecord(PSDScanner& scanner, bool bigFile)
         }
     }
     while (scanner.offset() < extraEnd) {
-        readTaggedBlock(scanner);
+        readTaggedBlock(scanner, keepUnknownBlocks);
     }
     if (scanner.offset() != extraEnd) {
         throw PSDException(PSDError::readCorruptFile);
@@ -160,7 +161,7 @@ void PSDLayerWrapper::readMaskData(PSDScanner& scanner)
     scanner.skip(rest);
 }
 
-void PSDLayerWrapper::readTaggedBlock(PSDScanner& scanner)
+void PSDLayerWrapper::readTaggedBlock(PSDScanner& scanner, bool keepUnknownBlocks)
 {
     const PSDFourCharCode signature = scanner.scanFourCharCode();
     const bool eightByteLength = signature == PSDFourCharCode("8B64");
@@ -197,7 +198,8 @@ void PSDLayerWrapper::readTaggedBlock(PSDScanner& scanner)
         scanner.skip(6);
     } else if (key == PSDFourCharCode("lspf")) {
         lockFlags = scanner.scanUInt32();
-    } else if (key == PSDFourCharCode("lsct")) {
+    } else if (key == PSDFourCharCode("lsct") || key == PSDFourCharCode("lsdk")) {
+        // "lsdk" opens a group nested in another one; its layout is that of "lsct".
         readSectionDivider(scanner, length);
     } else if (isKeptRawKey(key)) {
         taggedData.insertOrAssign(key, scanner.scanData(length));
@@ -206,6 +208,8 @@ void PSDLayerWrapper::readTaggedBlock(PSDScanner& scanner)
         } else if (key == PSDFourCharCode("artb")) {
             setType(PSDLayerType::artboard());
         }
+    } else if (keepUnknownBlocks) {
+        uninterpretedBlocks.push_back(readKeptBlock(scanner, signature, key, eightByteLength, length));
     } else {
         scanner.skip(length);
     }

@@ -32,14 +32,16 @@ bool lacksHighDepthForm(const PSDFourCharCode& mode)
     return false;
 }
 
-std::int64_t flagBit(bool value, int bit) { return value ? (std::int64_t{1} << bit) : 0; }
+std::int64_t flagBit(bool value, int bit)
+{
+    return value ? (std::int64_t{1} << bit) : 0;
+}
 
 std::int64_t storedChannelLength(const image::AnyChannelData& channel, bool bigFile)
 {
     const auto rows = static_cast<std::int64_t>(channel.rowByteCounts.size());
-    const std::int64_t counts = channel.compressionType == image::ChannelDataCompressionType::rle
-                                    ? rows * (bigFile ? 4 : 2)
-                                    : 0;
+    const std::int64_t counts =
+        channel.compressionType == image::ChannelDataCompressionType::rle ? rows * (bigFile ? 4 : 2) : 0;
     return checkedWriteSum(2 + counts, static_cast<std::int64_t>(channel.compressedData.size()));
 }
 
@@ -56,8 +58,9 @@ void PSDLayerWrapper::prepareChannelDataForExport()
     if (!contentImage_) {
         for (const std::int64_t id : {0, 1, 2, -1}) {
             channelDataPreparedForExport.emplace(
-                id, image::AnyChannelData(image::SampleType::uint8, {}, true, image::ChannelDataCompressionType::none,
-                                          image::PredictionType::none));
+                id,
+                image::AnyChannelData(image::SampleType::uint8, {}, true,
+                                      image::ChannelDataCompressionType::none, image::PredictionType::none));
         }
     } else {
         const image::IntegralSize size = contentImage_->size();
@@ -155,13 +158,12 @@ void PSDLayerWrapper::writeMaskData(PSDWriter& writer) const
     if (!hasLayerMask) {
         return;
     }
-    const bool hasParameters =
-        maskHasUserMaskDensity || maskHasUserMaskFeather || maskHasVectorMaskDensity || maskHasVectorMaskFeather;
-    const std::int64_t parameterBytes = hasParameters ? 1 + (maskHasUserMaskDensity ? 1 : 0) +
-                                                            (maskHasUserMaskFeather ? 8 : 0) +
-                                                            (maskHasVectorMaskDensity ? 1 : 0) +
-                                                            (maskHasVectorMaskFeather ? 8 : 0)
-                                                      : 0;
+    const bool hasParameters = maskHasUserMaskDensity || maskHasUserMaskFeather || maskHasVectorMaskDensity ||
+                               maskHasVectorMaskFeather;
+    const std::int64_t parameterBytes =
+        hasParameters ? 1 + (maskHasUserMaskDensity ? 1 : 0) + (maskHasUserMaskFeather ? 8 : 0) +
+                            (maskHasVectorMaskDensity ? 1 : 0) + (maskHasVectorMaskFeather ? 8 : 0)
+                      : 0;
     // A reader takes a mask body of 36 bytes or more to hold the real-mask fields. Without them,
     // parameters can push the padded body to 36 bytes; the real fields are then written too, as a
     // copy of the user mask's, so that the record reads back as written.
@@ -179,8 +181,8 @@ void PSDLayerWrapper::writeMaskData(PSDWriter& writer) const
             writer.appendUInt8(fractionByte(maskDefaultColor));
             writer.appendMacRect(maskRect);
         } else {
-            writer.appendUInt8(flagBit(realMaskIsPositionedRelativeToLayer, 0) | flagBit(realMaskDisabled, 1) |
-                               flagBit(realMaskCameFromRenderingOtherData, 3));
+            writer.appendUInt8(flagBit(realMaskIsPositionedRelativeToLayer, 0) |
+                               flagBit(realMaskDisabled, 1) | flagBit(realMaskCameFromRenderingOtherData, 3));
             writer.appendUInt8(fractionByte(realMaskDefaultColor));
             writer.appendMacRect(realMaskRect);
         }
@@ -212,7 +214,8 @@ void PSDLayerWrapper::writeTaggedBlocks(PSDWriter& writer, bool bigFile) const
             w.appendPadding(3);
         });
     }
-    writeTaggedBlock(writer, level, bigFile, "luni", [&](PSDWriter& w) { w.appendUnicodeString(name, false, 4); });
+    writeTaggedBlock(writer, level, bigFile, "luni",
+                     [&](PSDWriter& w) { w.appendUnicodeString(name, false, 4); });
     writeTaggedBlock(writer, level, bigFile, "lyid", [&](PSDWriter& w) { w.appendInt32(layerID); });
     writeTaggedBlock(writer, level, bigFile, "lclr", [&](PSDWriter& w) {
         w.appendInt16(colorLabel);
@@ -238,6 +241,16 @@ void PSDLayerWrapper::writeTaggedBlocks(PSDWriter& writer, bool bigFile) const
     }
     for (const auto& [key, bytes] : taggedData) {
         writeRawTaggedBlock(writer, level, bigFile, key, bytes);
+    }
+    writeKeptBlocks(writer);
+}
+
+void PSDLayerWrapper::writeKeptBlocks(PSDWriter& writer) const
+{
+    for (const auto& block : uninterpretedBlocks) {
+        if (!isGeneratedLayerBlockKey(block.key) && !taggedData.contains(block.key)) {
+            writeKeptBlock(writer, TaggedBlockLevel::layer, block);
+        }
     }
 }
 

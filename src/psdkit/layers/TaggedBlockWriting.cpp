@@ -13,4 +13,19 @@ bool usesLongLengthInBigFiles(const PSDFourCharCode& key)
     return std::find(kKeys.begin(), kKeys.end(), key) != kKeys.end();
 }
 
+void writeKeptBlock(PSDWriter& writer, TaggedBlockLevel level, const PSDRawBlock& block)
+{
+    writer.appendFourCharCode(block.signature);
+    writer.appendFourCharCode(block.key);
+    writer.writePSDDataBlock(block.longLength, level == TaggedBlockLevel::layer ? 2 : 4, false,
+                             [&](PSDWriter& w) { w.appendData(block.data.span()); });
+}
+
+bool isGeneratedLayerBlockKey(const PSDFourCharCode& key)
+{
+    static const std::array<PSDFourCharCode, 7> kKeys = {"luni", "lyid", "lsct", "lsdk",
+                                                         "iOpa", "lclr", "lspf"};
+    return std::find(kKeys.begin(), kKeys.end(), key) != kKeys.end();
+}
+
 } // namespace psdkit

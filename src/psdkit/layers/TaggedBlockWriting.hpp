@@ -6,6 +6,7 @@
 
 #include "psdkit/core/PSDFourCharCode.hpp"
 #include "psdkit/core/PSDWriter.hpp"
+#include "psdkit/layers/PSDRawBlock.hpp"
 
 namespace psdkit {
 
@@ -27,10 +28,20 @@ void writeTaggedBlock(PSDWriter& writer, TaggedBlockLevel level, bool bigFile, c
 }
 
 /// The same with raw bytes as the body.
-inline void writeRawTaggedBlock(PSDWriter& writer, TaggedBlockLevel level, bool bigFile, const PSDFourCharCode& key,
-                                std::span<const std::uint8_t> bytes)
+inline void writeRawTaggedBlock(PSDWriter& writer, TaggedBlockLevel level, bool bigFile,
+                                const PSDFourCharCode& key, std::span<const std::uint8_t> bytes)
 {
     writeTaggedBlock(writer, level, bigFile, key, [&](PSDWriter& w) { w.appendData(bytes); });
 }
+
+/// Writes a block kept from reading exactly as it was read: its signature, key and length width, its
+/// length counting the body only, then the padding the reader skips (to even inside a layer record,
+/// to a multiple of 4 at document level). A block read with the reading rules comes back byte for
+/// byte.
+void writeKeptBlock(PSDWriter& writer, TaggedBlockLevel level, const PSDRawBlock& block);
+
+/// The layer-level keys the layer writer generates from the model ("luni", "lyid", "lsct", "lsdk",
+/// "iOpa", "lclr", "lspf"); a kept block under one of them is never written.
+[[nodiscard]] bool isGeneratedLayerBlockKey(const PSDFourCharCode& key);
 
 } // namespace psdkit

@@ -128,13 +128,13 @@ std::optional<std::vector<std::uint8_t>> utf8ToMacRoman(std::string_view text, b
     return out;
 }
 
-std::string utf16beToUtf8(std::span<const std::uint8_t> bytes)
+std::optional<std::string> utf16beToUtf8(std::span<const std::uint8_t> bytes)
 {
     std::string out;
     out.reserve(bytes.size());
     const std::size_t units = bytes.size() / 2;
     for (std::size_t k = 0; k < units; ++k) {
-        char32_t u = static_cast<char32_t>((bytes[2 * k] << 8) | bytes[2 * k + 1]);
+        const auto u = static_cast<char32_t>((bytes[2 * k] << 8) | bytes[2 * k + 1]);
         if (u >= 0xD800 && u <= 0xDBFF && k + 1 < units) {
             const char32_t low = static_cast<char32_t>((bytes[2 * k + 2] << 8) | bytes[2 * k + 3]);
             if (low >= 0xDC00 && low <= 0xDFFF) {
@@ -144,7 +144,7 @@ std::string utf16beToUtf8(std::span<const std::uint8_t> bytes)
             }
         }
         if (u >= 0xD800 && u <= 0xDFFF) {
-            u = 0xFFFD;
+            return std::nullopt;
         }
         appendUtf8(out, u);
     }

@@ -24,9 +24,9 @@ namespace psdkit::text {
 [[nodiscard]] std::optional<std::vector<std::uint8_t>> utf8ToMacRoman(std::string_view text, bool lossy);
 
 /// Decodes UTF-16 big-endian bytes into UTF-8. An odd trailing byte is ignored by the caller's
-/// contract (callers pass whole code units). An unpaired surrogate decodes as U+FFFD, so that one
-/// damaged name does not make a whole document unreadable.
-[[nodiscard]] std::string utf16beToUtf8(std::span<const std::uint8_t> bytes);
+/// contract (callers pass whole code units). Absent when the text holds an unpaired surrogate:
+/// such text cannot be decoded, and replacing the unit would write a changed name back.
+[[nodiscard]] std::optional<std::string> utf16beToUtf8(std::span<const std::uint8_t> bytes);
 
 /// Encodes UTF-8 text as UTF-16 big-endian without a byte order mark. Absent when the text is
 /// not valid UTF-8.

@@ -1,0 +1,19 @@
+#pragma once
+// Keeping a tagged block whole on reading, for `PSDReadOptions::keepUnknownBlocks`.
+#include <cstdint>
+
+#include "psdkit/core/PSDScanner.hpp"
+#include "psdkit/layers/PSDRawBlock.hpp"
+
+namespace psdkit {
+
+/// Reads `length` bytes at the scanner's cursor as the body of a kept block. This is the one place
+/// where kept bodies get their storage: today a copy of the bytes. Throws what `scanBytes` throws
+/// (a negative length: readParameterError; past the end: readUnexpectedEndOfFile).
+inline PSDRawBlock readKeptBlock(PSDScanner& scanner, const PSDFourCharCode& signature,
+                                 const PSDFourCharCode& key, bool longLength, std::int64_t length)
+{
+    return PSDRawBlock{signature, key, longLength, PSDSharedBytes::copyOf(scanner.scanBytes(length))};
+}
+
+} // namespace psdkit
