@@ -16,7 +16,6 @@ run_suite() {
 
 echo "== build and test (RelWithDebInfo)"
 run_suite build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo
-if [[ -x scripts/test-tool.sh ]]; then scripts/test-tool.sh build/release/tools/psdkit/psdkit; fi
 scripts/test-package.sh build/release
 
 echo "== build and test under AddressSanitizer + UndefinedBehaviorSanitizer"

@@ -26,8 +26,7 @@ constexpr std::array<std::string_view, PSDError::caseCount> kCaseNames = {
     "writeParameterError",
 };
 
-// Identifier of the library itself and the address users can report problems to.
-constexpr std::string_view kLibraryBundleIdentifier = "io.psdkit.library";
+// The address users can report problems to.
 constexpr std::string_view kSupportAddress = "support@psdkit.io";
 constexpr std::string_view kFallbackApplicationName = "Vispera";
 
@@ -110,7 +109,6 @@ void PSDError::initialize()
     provider().registered = true;
     provider().applicationName =
         host.displayName ? *host.displayName : std::string(kFallbackApplicationName);
-    (void)kLibraryBundleIdentifier; // the bundle of translations; psdkit ships English only
 }
 
 std::optional<std::string> PSDError::userInfoValue(PSDErrorTextKey key) const
