@@ -124,10 +124,10 @@ std::vector<std::uint8_t> readFile(const std::filesystem::path& path)
     return bytes;
 }
 
-PSDWrapper readDocument(const std::filesystem::path& path)
+PSDWrapper readDocument(const std::filesystem::path& path, const PSDReadOptions& options)
 {
     const std::vector<std::uint8_t> bytes = readFile(path);
-    return PSDWrapper(std::span<const std::uint8_t>(bytes));
+    return PSDWrapper(std::span<const std::uint8_t>(bytes), options);
 }
 
 void writeFileAtomically(const std::filesystem::path& path, std::span<const std::uint8_t> bytes)
