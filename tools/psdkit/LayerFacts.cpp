@@ -56,10 +56,9 @@ std::string kindText(const PSDLayerWrapper& layer, PSDLayerContentKind kind)
 
 bool blockMattersToUser(const PSDFourCharCode& key)
 {
-    // Fill and adjustment settings are named by the layer's kind already.
-    static constexpr std::array<const char*, 16> kShown = {"lrFX", "lfx2", "lmfx", "vmsk", "vsms", "vscg",
-                                                           "vstk", "vogk", "TySh", "SoLd", "SoLE", "PlLd",
-                                                           "artb", "artd", "abdd", "brst"};
+    // Text, placed files, artboards, fill and adjustment settings are named by the kind already.
+    static constexpr std::array<const char*, 9> kShown = {"lrFX", "lfx2", "lmfx", "vmsk", "vsms",
+                                                          "vscg", "vstk", "vogk", "brst"};
     for (const char* shown : kShown) {
         if (key == PSDFourCharCode(shown)) {
             return true;

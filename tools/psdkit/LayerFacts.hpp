@@ -25,9 +25,8 @@ struct LayerFacts {
 /// "fill gradientFill", "adjustment levels", "group", "scene group", "artboard", "divider".
 [[nodiscard]] std::string kindText(const PSDLayerWrapper& layer, PSDLayerContentKind kind);
 
-/// True for the blocks a user cares to see listed (effects, vector data, text, placed files,
-/// artboards); bookkeeping blocks, and fill and adjustment settings (the kind names them), are
-/// listed only on request.
+/// True for the blocks a user cares to see listed and that the layer's kind does not already
+/// name: effects, vector masks and strokes, blending restrictions. Others are listed on request.
 [[nodiscard]] bool blockMattersToUser(const PSDFourCharCode& key);
 
 } // namespace psdkit::cli

@@ -57,24 +57,31 @@ PSDLinkedFile readEntry(std::span<const std::uint8_t> entry)
     }
     (void)scanner.scanFourCharCode(); // creator
     const std::int64_t dataLength = scanner.scanInt64();
-    if (scanner.scanUInt8() != 0) {
-        (void)scanner.scanInt32(); // descriptor version word of the open parameters
-        skipDescriptor(scanner);
-    }
-    if (type == PSDFourCharCode("liFD")) {
-        file.embedded = true;
-        file.data = scanner.scanBytes(dataLength);
+    const bool embedded = type == PSDFourCharCode("liFD");
+    if (embedded && dataLength >= 0) {
         file.byteCount = static_cast<std::uint64_t>(dataLength);
-    } else if (type == PSDFourCharCode("liFE")) {
-        (void)scanner.scanInt32(); // descriptor version word of the link
-        skipDescriptor(scanner);
-        if (version > 3) {
-            scanner.skip(4 + 4 * 1 + 8); // year, month, day, hour, minute, seconds
+    }
+    // What follows the names depends on descriptors this reader may not understand; an entry
+    // whose rest cannot be read keeps its names and declared size.
+    try {
+        if (scanner.scanUInt8() != 0) {
+            skipDescriptor(scanner); // the open parameters
         }
-        const std::int64_t size = scanner.scanInt64();
-        if (size >= 0) {
-            file.byteCount = static_cast<std::uint64_t>(size);
+        if (embedded) {
+            file.data = scanner.scanBytes(dataLength);
+            file.embedded = true;
+        } else if (type == PSDFourCharCode("liFE")) {
+            skipDescriptor(scanner); // where the file was linked from
+            if (version > 3) {
+                scanner.skip(4 + 4 * 1 + 8); // year, month, day, hour, minute, seconds
+            }
+            const std::int64_t size = scanner.scanInt64();
+            if (size >= 0) {
+                file.byteCount = static_cast<std::uint64_t>(size);
+            }
         }
+    } catch (const PSDException&) {
+        file.data = {};
     }
     return file;
 }

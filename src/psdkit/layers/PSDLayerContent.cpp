@@ -25,14 +25,16 @@ bool isFillKind(PSDAdjustmentLayerType type)
            type == PSDAdjustmentLayerType::patternFill;
 }
 
-// Reads the top-level descriptor at the scanner's cursor; nothing when it cannot be read.
+// Reads the top-level descriptor at the scanner's cursor. A descriptor that fails part way keeps
+// the items before the failure: the items looked for here come first, and a later value of a
+// type the reader does not know must not hide them.
 std::shared_ptr<PSDDescriptor> readDescriptor(PSDScanner& scanner)
 {
     auto descriptor = std::make_shared<PSDDescriptor>();
     try {
         descriptor->read(scanner, false);
     } catch (const PSDException&) {
-        return nullptr;
+        // what was read so far stays
     }
     return descriptor;
 }
