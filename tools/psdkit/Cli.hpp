@@ -70,7 +70,7 @@ class Arguments {
 /// The whole contents of a file. Throws IoError.
 [[nodiscard]] std::vector<std::uint8_t> readFile(const std::filesystem::path& path);
 
-/// Reads and parses a PSD or PSB file; the library's exceptions pass through.
+/// Reads and parses a PSD or PSB file as `options` say; the library's exceptions pass through.
 [[nodiscard]] PSDWrapper readDocument(const std::filesystem::path& path, const PSDReadOptions& options = {});
 
 /// Writes `bytes` to a temporary file beside `path` and renames it over `path`, so that readers

@@ -5,19 +5,25 @@ namespace psdkit::cli {
 namespace {
 
 constexpr Command kCommands[] = {
-    {"info", "FILE [--json]",
-     "Shows the document at a glance: size, depth, PSD or PSB, resolution, colour profile, the layer\n"
-     "tree (top first, groups indented) with each layer's kind, name, bounds, opacity, fill opacity,\n"
-     "blend mode, visibility, mask and kept blocks, the alpha channels and the kept image resources.\n\n"
-     "  --json   the same as JSON: one entry per layer record in file order (bottom first)\n",
+    {"info", "FILE [--json] [--verbose]",
+     "Shows the document at a glance: size, depth, PSD or PSB, resolution (in ppi), colour profile,\n"
+     "the layer tree (top first, groups indented) with each layer's kind (pixel, text, smart object,\n"
+     "shape, fill, adjustment, group, artboard), name, text or placed file, bounds, opacity, fill\n"
+     "opacity, blend mode, visibility, clipping, mask and the kept blocks that matter (effects,\n"
+     "vector data), the alpha channels and the kept image resources. A file that cannot be read is\n"
+     "described by its header (format, colour mode, depth, size, channels) and exits with 2.\n\n"
+     "  --json     the same as JSON: one entry per layer record in file order (bottom first)\n"
+     "  --verbose  list every kept block\n",
      runInfo},
     {"export", "FILE DIR",
      "Writes the composite, every layer's content and mask, and every alpha channel as PNG files into\n"
-     "DIR (created when missing), plus index.html, a page showing the layer tree with a thumbnail,\n"
-     "name, bounds, opacity and blend mode per layer. 8-bit documents give 8-bit PNGs, 16-bit give\n"
-     "16-bit; 32-bit samples are clipped to 0..1 and written as 16-bit (a note says so). Every PNG\n"
-     "carries the document's ICC profile when it has one. On failure the files written so far are\n"
-     "removed again.\n",
+     "DIR (created when missing), the files placed in smart objects, small thumbnails, and\n"
+     "index.html, a page showing the layer tree with a thumbnail, kind, name, bounds, opacity, blend\n"
+     "mode and clipping per layer. The composite of a document with transparency is freed of the\n"
+     "white it is stored against. 8-bit documents give 8-bit PNGs, 16-bit give 16-bit; 32-bit\n"
+     "samples are clipped to 0..1 and written as 16-bit (a note says so). Every PNG carries the\n"
+     "document's ICC profile when it has one. DIR must be empty, new, or hold a previous export,\n"
+     "which is replaced. On failure the files written so far are removed again.\n",
      runExport},
     {"create", "OUT --size WxH [--depth 8|16|32] [--psb] LAYER ...",
      "Builds a document from PNG files and writes it to OUT. LAYERs are given bottom first:\n\n"
@@ -32,9 +38,10 @@ constexpr Command kCommands[] = {
      "document's depth (default 8; 32-bit samples are the PNG's values scaled to 0..1).\n",
      runCreate},
     {"rewrite", "IN OUT [--psb|--psd] [--strict]",
-     "Reads IN and writes it back to OUT with its own composite, optionally switching between PSD\n"
-     "and PSB. Every tagged block the library does not interpret (text, smart objects, vector\n"
-     "masks, ...) is kept and written back; --strict reads by the plain rules, which drop them.\n",
+     "Reads IN and writes it back to OUT with its own composite, as PSB or PSD by the option, else by\n"
+     "OUT's extension (.psb or .psd), else as IN was. Every tagged block the library does not\n"
+     "interpret (text, smart objects, vector masks, ...) is kept and written back; --strict reads\n"
+     "by the plain rules, which drop them.\n",
      runRewrite},
     {"descriptors", "FILE [--layer N]",
      "Prints every kept block that holds a descriptor (fill and adjustment settings, effects,\n"

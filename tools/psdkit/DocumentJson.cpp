@@ -75,7 +75,7 @@ const char* formatName(const PSDWrapper& document) noexcept
     return document.bigFile ? "PSB" : "PSD";
 }
 
-Json layerJson(const PSDWrapper& document, const LayerTree& tree, std::size_t index)
+Json layerJson(const PSDWrapper& document, const LayerTree& tree, const LayerFacts& facts, std::size_t index)
 {
     const PSDLayerWrapper& layer = *document.layers[index];
     Json json = Json::object();
@@ -91,7 +91,20 @@ Json layerJson(const PSDWrapper& document, const LayerTree& tree, std::size_t in
     json["fillOpacity"] = layer.fillOpacity;
     json["blendMode"] = layer.blendMode.rawValue();
     json["visible"] = layer.visible;
-    json["clipping"] = layer.clipping;
+    if (facts.kind != PSDLayerContentKind::groupEnd) {
+        json["kind"] = name(facts.kind);
+        json["text"] = facts.text ? Json(*facts.text) : Json(nullptr);
+        if (facts.placedFile) {
+            const PSDLinkedFile& file = *facts.placedFile;
+            json["smartObject"] = Json{{"fileName", file.fileName},
+                                       {"fileType", file.fileType},
+                                       {"byteCount", file.byteCount ? Json(*file.byteCount) : Json(nullptr)},
+                                       {"embedded", file.embedded}};
+        } else {
+            json["smartObject"] = nullptr;
+        }
+        json["clipping"] = layer.clipping;
+    }
     json["lockFlags"] = layer.lockFlags;
     json["colorLabel"] = layer.colorLabel;
     json["selected"] = layer.selected;
@@ -105,6 +118,25 @@ Json layerJson(const PSDWrapper& document, const LayerTree& tree, std::size_t in
         blocks.push_back(Json{{"key", key.rawValue()}, {"length", data.size()}});
     }
     json["taggedData"] = std::move(blocks);
+    Json kept = Json::array();
+    for (const PSDRawBlock& block : layer.uninterpretedBlocks) {
+        kept.push_back(Json{{"key", block.key.rawValue()}, {"length", block.data.size()}});
+    }
+    json["uninterpretedBlocks"] = std::move(kept);
+    return json;
+}
+
+Json headerJson(const PSDFileHeader& header)
+{
+    Json json = Json::object();
+    json["format"] = header.bigFile ? "PSB" : "PSD";
+    json["bigFile"] = header.bigFile;
+    json["imageWidth"] = header.width;
+    json["imageHeight"] = header.height;
+    json["bitDepth"] = header.bitDepth;
+    const auto mode = psdColorModeFromRawValue(header.colorMode);
+    json["colorMode"] = mode ? Json(colorModeName(*mode)) : Json(header.colorMode);
+    json["numberOfChannels"] = header.numberOfChannels;
     return json;
 }
 
@@ -123,6 +155,9 @@ Json documentJson(const PSDWrapper& document, const LayerTree& tree)
     json["hResUnit"] = document.hResUnit;
     json["vRes"] = document.vRes;
     json["vResUnit"] = document.vResUnit;
+    // The stored values are pixels per inch; the units are only what the saving application shows.
+    json["resolution"] = Json{{"ppi", Json::array({document.hRes, document.vRes})},
+                              {"displayUnit", document.hResUnit == 2 ? "pixels/cm" : "ppi"}};
     if (const auto icc = document.colorSpace.iccData()) {
         json["colorProfile"] = Json{{"name", document.colorSpace.name()}, {"length", icc->size()}};
     } else {
@@ -133,8 +168,9 @@ Json documentJson(const PSDWrapper& document, const LayerTree& tree)
     json["globalLightAltitude"] = document.globalLightAltitude;
 
     Json layers = Json::array();
+    const std::vector<LayerFacts> facts = layerFacts(document);
     for (std::size_t i = 0; i < document.layers.size(); ++i) {
-        layers.push_back(layerJson(document, tree, i));
+        layers.push_back(layerJson(document, tree, facts[i], i));
     }
     json["layers"] = std::move(layers);
 

@@ -1,14 +1,20 @@
 // psdkit export FILE DIR: every image of a document as PNG, and index.html to look at them.
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
+#include <set>
 #include <unistd.h>
+#include <utf8proc.h>
 
 #include "Cli.hpp"
 #include "Commands.hpp"
 #include "Failure.hpp"
 #include "HtmlIndex.hpp"
+#include "LayerFacts.hpp"
 #include "LayerTree.hpp"
 #include "Png.hpp"
+#include "Thumbnail.hpp"
+#include "Unmatte.hpp"
 
 namespace psdkit::cli {
 
@@ -16,23 +22,34 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A file-name-safe form of a layer or channel name: letters, digits, '-' and '_' kept, runs of
-/// anything else turned into one '_', at most 40 characters.
+/// A file-name-safe form of a layer or channel name: letters and digits of any script, '-' and
+/// '_' kept, runs of anything else turned into one '_', at most 40 bytes of UTF-8.
 std::string slug(const std::string& name)
 {
     std::string out;
-    for (const char c : name) {
-        const auto u = static_cast<unsigned char>(c);
-        const bool keep =
-            (u >= '0' && u <= '9') || (u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z') || c == '-';
+    const auto* bytes = reinterpret_cast<const utf8proc_uint8_t*>(name.data());
+    auto remaining = static_cast<utf8proc_ssize_t>(name.size());
+    while (remaining > 0) {
+        utf8proc_int32_t codepoint = 0;
+        utf8proc_ssize_t length = utf8proc_iterate(bytes, remaining, &codepoint);
+        if (length <= 0) {
+            length = 1; // a stray byte counts as a separator
+            codepoint = -1;
+        }
+        const auto category = codepoint < 0 ? UTF8PROC_CATEGORY_CN : utf8proc_category(codepoint);
+        const bool keep = codepoint == '-' || codepoint == '_' ||
+                          (category >= UTF8PROC_CATEGORY_LU && category <= UTF8PROC_CATEGORY_LO) ||
+                          (category >= UTF8PROC_CATEGORY_ND && category <= UTF8PROC_CATEGORY_NO);
         if (keep) {
-            out += c;
+            if (out.size() + static_cast<std::size_t>(length) > 40) {
+                break;
+            }
+            out.append(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length));
         } else if (!out.empty() && out.back() != '_') {
             out += '_';
         }
-        if (out.size() >= 40) {
-            break;
-        }
+        bytes += length;
+        remaining -= length;
     }
     while (!out.empty() && out.back() == '_') {
         out.pop_back();
@@ -46,6 +63,47 @@ std::string numbered(const char* prefix, std::size_t index, const std::string& n
     std::snprintf(number, sizeof number, "%s-%03zu", prefix, index);
     const std::string tail = slug(name);
     return std::string(number) + (tail.empty() ? "" : "-" + tail) + suffix;
+}
+
+/// The file that lists what an export wrote, so that the next export into the folder can clear it.
+constexpr const char* kManifestName = ".psdkit-export";
+
+/// Makes `directory` ready for an export: created when missing; a previous psdkit export in it
+/// (the files its manifest lists) removed. Throws IoError when it cannot be created or holds
+/// anything else, so that an export never mixes with, or deletes, files it did not write.
+void prepareFolder(const fs::path& directory)
+{
+    std::error_code ec;
+    fs::create_directories(directory, ec);
+    if (ec || !fs::is_directory(directory)) {
+        throw IoError(ec ? ec.message() : "not a directory");
+    }
+    std::set<std::string> listed;
+    std::ifstream manifest(directory / kManifestName);
+    for (std::string line; std::getline(manifest, line);) {
+        if (!line.empty() && line.find('/') == std::string::npos) {
+            listed.insert(line);
+        }
+    }
+    std::vector<fs::path> previous;
+    for (const fs::directory_entry& entry : fs::directory_iterator(directory, ec)) {
+        const std::string name = entry.path().filename().string();
+        if (name == kManifestName) {
+            continue;
+        }
+        if (!listed.contains(name) || !entry.is_regular_file()) {
+            throw IoError("the folder holds files that psdkit export did not write (\"" + name +
+                          "\"); export into an empty or new folder");
+        }
+        previous.push_back(entry.path());
+    }
+    if (ec) {
+        throw IoError(ec.message());
+    }
+    previous.push_back(directory / kManifestName);
+    for (const fs::path& file : previous) {
+        fs::remove(file, ec);
+    }
 }
 
 /// Writes the files of one export and removes them again unless the export completes.
@@ -71,8 +129,9 @@ class ExportSession {
         }
     }
 
-    /// Writes `image` as `name`; returns the name, or "" when the image has no pixels.
-    std::string writeImage(const image::PixelBufferType* image, const std::string& name)
+    /// Writes `image` as `name`, and a small copy beside it when it is large; nothing is written
+    /// for an image without pixels.
+    ExportedImage writeImage(const image::PixelBufferType* image, const std::string& name)
     {
         if (!image) {
             return {};
@@ -91,7 +150,12 @@ class ExportSession {
         }
         toneMapped_ = toneMapped_ || pixels->toneMapped;
         writeFile(name, encodePng(*pixels, options));
-        return name;
+        ExportedImage exported{name, name};
+        if (std::max(pixels->width, pixels->height) > thumbnailSide) {
+            exported.thumbnail = "thumb-" + name;
+            writeFile(exported.thumbnail, encodePng(thumbnailPixels(*pixels), options));
+        }
+        return exported;
     }
 
     void writeFile(const std::string& name, const std::string& text)
@@ -99,18 +163,32 @@ class ExportSession {
         writeFile(name, std::vector<std::uint8_t>(text.begin(), text.end()));
     }
 
-    void commit() { committed_ = true; }
-    [[nodiscard]] bool toneMapped() const noexcept { return toneMapped_; }
-    [[nodiscard]] std::size_t fileCount() const noexcept { return written_.size(); }
-
-  private:
-    void writeFile(const std::string& name, const std::vector<std::uint8_t>& bytes)
+    void writeFile(const std::string& name, std::span<const std::uint8_t> bytes)
     {
         const fs::path path = directory_ / name;
         onFile(path, [&] { writeFileAtomically(path, bytes); });
         written_.push_back(path);
     }
 
+    /// Records what was written in the folder's manifest and keeps the files.
+    void commit()
+    {
+        std::string manifest;
+        for (const fs::path& file : written_) {
+            manifest += file.filename().string() + "\n";
+        }
+        const fs::path path = directory_ / kManifestName;
+        onFile(path, [&] {
+            writeFileAtomically(
+                path, std::span(reinterpret_cast<const std::uint8_t*>(manifest.data()), manifest.size()));
+        });
+        clearProgress();
+        committed_ = true;
+    }
+    [[nodiscard]] bool toneMapped() const noexcept { return toneMapped_; }
+    [[nodiscard]] std::size_t fileCount() const noexcept { return written_.size(); }
+
+  private:
     void progress(const std::string& name)
     {
         ++done_;
@@ -120,11 +198,13 @@ class ExportSession {
         }
     }
 
-    void clearProgress() const
+    void clearProgress()
     {
         if (showProgress_ && done_ > 0) {
             std::fprintf(stderr, "\r\033[K");
+            std::fflush(stderr);
         }
+        done_ = 0;
     }
 
     fs::path directory_;
@@ -147,6 +227,38 @@ std::size_t countImages(const PSDWrapper& document)
     return count + (document.alphaChannels ? document.alphaChannels->size() : 0);
 }
 
+/// The name of a placed file's copy: "placed-007-name.ext", name and extension made safe.
+std::string placedFileName(std::size_t index, const std::string& fileName)
+{
+    const auto dot = fileName.rfind('.');
+    const std::string stem = dot == std::string::npos ? fileName : fileName.substr(0, dot);
+    const std::string extension = dot == std::string::npos ? std::string() : slug(fileName.substr(dot + 1));
+    return numbered("placed", index, stem, extension.empty() ? "" : ("." + extension).c_str());
+}
+
+/// The composite as the page shows it: the stored merged image, un-matted when the document has
+/// transparency; `note` says when it shows nothing.
+ExportedImage writeComposite(ExportSession& session, const PSDWrapper& document, std::string& note)
+{
+    // A composite that cannot be decoded is not fatal: the page says there is none.
+    const auto composite = document.compositeImage();
+    if (!composite) {
+        return {};
+    }
+    if (document.compositeImageHasAlphaChannel) {
+        unmatteFromWhite(*composite);
+    }
+    const bool anyLayerPixels =
+        std::any_of(document.layers.begin(), document.layers.end(),
+                    [](const auto& layer) { return layer->contentImage() != nullptr; });
+    if (anyLayerPixels && isUniform(*composite)) {
+        note =
+            "the stored composite is blank (one colour throughout): the saving application did not store a "
+            "merged image";
+    }
+    return session.writeImage(composite.get(), "composite.png");
+}
+
 } // namespace
 
 int runExport(std::span<const std::string> args)
@@ -155,28 +267,28 @@ int runExport(std::span<const std::string> args)
     arguments.expectPositional(2, 2);
     const fs::path input = arguments.positional()[0];
     const fs::path directory = arguments.positional()[1];
-    const PSDWrapper document = onFile(input, [&] { return readDocument(input); });
+    PSDReadOptions options;
+    options.keepUnknownBlocks = true; // placed files and text come from blocks kept whole
+    const PSDWrapper document = onFile(input, [&] { return readDocument(input, options); });
     const LayerTree tree = buildLayerTree(document.layers);
-
-    onFile(directory, [&] {
-        std::error_code ec;
-        fs::create_directories(directory, ec);
-        if (ec || !fs::is_directory(directory)) {
-            throw IoError(ec ? ec.message() : "not a directory");
-        }
-    });
+    const std::vector<LayerFacts> facts = layerFacts(document);
+    onFile(directory, [&] { prepareFolder(directory); });
 
     ExportSession session(directory, document, countImages(document));
     ExportedFiles files;
-    // The composite's decoding failure is not fatal: the page says there is none.
-    const auto composite = document.compositeImage();
-    files.composite = session.writeImage(composite.get(), "composite.png");
+    files.composite = writeComposite(session, document, files.compositeNote);
     for (std::size_t i = 0; i < document.layers.size(); ++i) {
         const PSDLayerWrapper& layer = *document.layers[i];
         files.layerContent.push_back(
             session.writeImage(layer.contentImage().get(), numbered("layer", i, layer.name, ".png")));
         files.layerMask.push_back(
             session.writeImage(layer.maskImage().get(), numbered("layer", i, layer.name, "-mask.png")));
+        std::string placed;
+        if (facts[i].placedFile && facts[i].placedFile->embedded) {
+            placed = placedFileName(i, facts[i].placedFile->fileName);
+            session.writeFile(placed, facts[i].placedFile->data);
+        }
+        files.placedFiles.push_back(std::move(placed));
     }
     if (document.alphaChannels) {
         for (std::size_t i = 0; i < document.alphaChannels->size(); ++i) {
@@ -185,12 +297,16 @@ int runExport(std::span<const std::string> args)
                 channel.image.get(), numbered("alpha", i, channel.name.value_or(""), ".png")));
         }
     }
-    session.writeFile("index.html", htmlIndex(input.filename().string(), document, tree, files));
+    session.writeFile("index.html", htmlIndex(input.filename().string(), document, tree, facts, files));
     session.commit();
+    if (!files.compositeNote.empty()) {
+        std::fprintf(stderr, "note: %s: %s\n", input.c_str(), files.compositeNote.c_str());
+    }
     if (session.toneMapped()) {
         std::fprintf(stderr,
-                     "note: the document has 32-bit samples; they were clipped to 0..1 and written as "
-                     "16-bit PNGs\n");
+                     "note: %s: the document has 32-bit samples; they were clipped to 0..1 and written as "
+                     "16-bit PNGs\n",
+                     input.c_str());
     }
     std::printf("%s: %zu files written to %s\n", input.c_str(), session.fileCount(), directory.c_str());
     return exitSuccess;

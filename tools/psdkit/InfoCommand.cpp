@@ -1,13 +1,17 @@
 // psdkit info FILE [--json]: the document at a glance.
+#include <array>
 #include <cinttypes>
 #include <cstdio>
+#include <fstream>
 #include <string>
 
 #include "Cli.hpp"
 #include "Commands.hpp"
 #include "DocumentJson.hpp"
 #include "Failure.hpp"
+#include "LayerFacts.hpp"
 #include "LayerTree.hpp"
+#include "psdkit/document/PSDFileHeader.hpp"
 
 namespace psdkit::cli {
 
@@ -29,35 +33,67 @@ std::string rectText(const PSDMacRect& rect)
     return text;
 }
 
-std::string kindText(const PSDLayerWrapper& layer)
+struct Listing {
+    const PSDWrapper& document;
+    const std::vector<LayerFacts>& facts;
+    bool verbose = false;
+};
+
+// The start of a text layer's string, on one line.
+std::string textExcerpt(const std::string& text)
 {
-    switch (layer.type().kind()) {
-    case PSDLayerType::Kind::regular:
-        return "layer";
-    case PSDLayerType::Kind::group:
-        return layer.subtype.kind() == PSDLayerType::Kind::sceneGroup ? "scene group" : "group";
-    case PSDLayerType::Kind::sectionDivider:
-        return "divider";
-    case PSDLayerType::Kind::artboard:
-        return "artboard";
-    case PSDLayerType::Kind::sceneGroup:
-        return "scene group";
-    case PSDLayerType::Kind::adjustmentLayer: {
-        const PSDAdjustmentLayerType adjustment = layer.type().adjustmentType();
-        const bool fill = adjustment == PSDAdjustmentLayerType::solidColor ||
-                          adjustment == PSDAdjustmentLayerType::gradientFill ||
-                          adjustment == PSDAdjustmentLayerType::patternFill;
-        return std::string(fill ? "fill " : "adjustment ") + name(adjustment);
+    constexpr std::size_t kLongest = 60;
+    std::string line;
+    for (const char c : text) {
+        line += c == '\n' ? ' ' : c;
     }
+    if (line.size() > kLongest) {
+        std::size_t cut = kLongest;
+        while (cut > 0 && (static_cast<unsigned char>(line[cut]) & 0xC0) == 0x80) {
+            --cut; // not inside a UTF-8 sequence
+        }
+        line = line.substr(0, cut) + "...";
     }
-    return "layer";
+    return printable(line);
 }
 
-void printLayer(const PSDWrapper& document, const LayerNode& node, int depth)
+std::string placedFileText(const PSDLinkedFile& file)
 {
-    const PSDLayerWrapper& layer = *document.layers[node.index];
+    std::string text = "placed \"" + printable(file.fileName) + "\"";
+    if (!file.fileType.empty()) {
+        text += " " + printable(file.fileType);
+    }
+    if (file.byteCount) {
+        text += " " + std::to_string(*file.byteCount) + " bytes";
+    }
+    text += file.embedded ? " embedded" : " linked";
+    return text;
+}
+
+std::string keptBlocksText(const PSDLayerWrapper& layer, bool verbose)
+{
+    std::string keys;
+    const auto add = [&](const PSDFourCharCode& key) {
+        if (verbose || blockMattersToUser(key)) {
+            keys += " " + printable(key.rawValue());
+        }
+    };
+    for (const auto& [key, data] : layer.taggedData) {
+        add(key);
+    }
+    for (const PSDRawBlock& block : layer.uninterpretedBlocks) {
+        add(block.key);
+    }
+    return keys.empty() ? keys : "  kept:" + keys;
+}
+
+void printLayer(const Listing& listing, const LayerNode& node, int depth)
+{
+    const PSDLayerWrapper& layer = *listing.document.layers[node.index];
+    const LayerFacts& facts = listing.facts[node.index];
     std::string line(static_cast<std::size_t>(2 + 2 * depth), ' ');
-    line += "#" + std::to_string(node.index) + " " + kindText(layer) + " \"" + printable(layer.name) + "\"";
+    line += "#" + std::to_string(node.index) + " " + kindText(layer, facts.kind) + " \"" +
+            printable(layer.name) + "\"";
     if (!node.isGroup || !layer.contentsRect.isEmpty()) {
         line += "  " + rectText(layer.contentsRect);
     }
@@ -75,32 +111,50 @@ void printLayer(const PSDWrapper& document, const LayerNode& node, int depth)
     if (layer.hasLayerMask) {
         line += "  mask " + rectText(layer.maskRect) + (layer.maskDisabled ? " (disabled)" : "");
     }
-    if (layer.taggedData.size() > 0) {
-        line += "  kept:";
-        for (const auto& [key, data] : layer.taggedData) {
-            line += " " + key.rawValue();
-        }
+    if (facts.text) {
+        line += "  text \"" + textExcerpt(*facts.text) + "\"";
     }
+    if (facts.placedFile) {
+        line += "  " + placedFileText(*facts.placedFile);
+    }
+    line += keptBlocksText(layer, listing.verbose);
     std::printf("%s\n", line.c_str());
     for (const LayerNode& child : node.children) {
-        printLayer(document, child, depth + 1);
+        printLayer(listing, child, depth + 1);
     }
 }
 
-void printText(const std::string& path, const PSDWrapper& document, const LayerTree& tree)
+// The stored resolution is pixels per inch whatever the unit; the unit is only the one the saving
+// application displays.
+std::string resolutionText(const PSDWrapper& document)
+{
+    char text[160];
+    const auto displayUnit = [](std::int64_t unit) { return unit == 2 ? "pixels/cm" : "ppi"; };
+    if (document.hResUnit == 2 || document.vResUnit == 2) {
+        std::snprintf(text, sizeof text, "%g x %g ppi (displayed as %.2f x %.2f %s)", document.hRes,
+                      document.vRes, document.hRes / 2.54, document.vRes / 2.54,
+                      displayUnit(document.hResUnit));
+    } else {
+        std::snprintf(text, sizeof text, "%g x %g ppi", document.hRes, document.vRes);
+    }
+    return text;
+}
+
+void printText(const std::string& path, const PSDWrapper& document, const LayerTree& tree, bool verbose)
 {
     std::printf("File:        %s\n", path.c_str());
     std::printf("Format:      %s, %" PRId64 "-bit RGB\n", formatName(document), document.bitDepth);
     std::printf("Size:        %" PRId64 " x %" PRId64 " px\n", document.imageWidth, document.imageHeight);
-    std::printf("Resolution:  %g x %g %s\n", document.hRes, document.vRes,
-                document.hResUnit == 2 ? "pixels/cm" : "ppi");
+    std::printf("Resolution:  %s\n", resolutionText(document).c_str());
     std::printf("Channels:    %" PRId64 "%s\n", document.numberOfChannels,
                 document.compositeImageHasAlphaChannel ? " (with merged transparency)" : "");
     std::printf("Profile:     %s\n", printable(document.colorSpace.name()).c_str());
     std::printf("Layers:      %zu record%s%s\n", document.layers.size(),
                 document.layers.size() == 1 ? "" : "s", document.layers.empty() ? "" : ", top first:");
+    const std::vector<LayerFacts> facts = layerFacts(document);
+    const Listing listing{document, facts, verbose};
     for (const LayerNode& node : tree.roots) {
-        printLayer(document, node, 0);
+        printLayer(listing, node, 0);
     }
     if (tree.unbalanced) {
         std::printf("  (the group records are unbalanced)\n");
@@ -125,12 +179,51 @@ void printText(const std::string& path, const PSDWrapper& document, const LayerT
 
 } // namespace
 
+// The header of a file the library refused, printed before the refusal is reported; nothing
+// when even the header cannot be read.
+void printRefusedHeader(const std::string& path, bool json)
+{
+    std::array<std::uint8_t, 26> bytes{};
+    std::ifstream file(path, std::ios::binary);
+    if (!file.read(reinterpret_cast<char*>(bytes.data()), bytes.size())) {
+        return;
+    }
+    PSDFileHeader header;
+    try {
+        header = probePSDFileHeader(bytes);
+    } catch (const PSDException&) {
+        return;
+    }
+    if (json) {
+        Json out = Json::object();
+        out["file"] = path;
+        out["refused"] = true;
+        out.update(headerJson(header));
+        std::printf("%s\n", dumpJson(out).c_str());
+        return;
+    }
+    std::printf("File:        %s\n", path.c_str());
+    std::printf("Format:      %s, %" PRId64 "-bit %s (not read)\n", header.bigFile ? "PSB" : "PSD",
+                header.bitDepth, colorModeName(header.colorMode).c_str());
+    std::printf("Size:        %" PRId64 " x %" PRId64 " px\n", header.width, header.height);
+    std::printf("Channels:    %" PRId64 "\n", header.numberOfChannels);
+}
+
 int runInfo(std::span<const std::string> args)
 {
-    const Arguments arguments(args, {}, {"json"});
+    const Arguments arguments(args, {}, {"json", "verbose"});
     arguments.expectPositional(1, 1);
     const std::string& path = arguments.positional()[0];
-    const PSDWrapper document = onFile(path, [&] { return readDocument(path); });
+    PSDReadOptions options;
+    options.keepUnknownBlocks = true;
+    const PSDWrapper document = onFile(path, [&] {
+        try {
+            return readDocument(path, options);
+        } catch (const PSDException&) {
+            printRefusedHeader(path, arguments.flag("json"));
+            throw;
+        }
+    });
     const LayerTree tree = buildLayerTree(document.layers);
     if (arguments.flag("json")) {
         Json json = Json::object();
@@ -138,7 +231,7 @@ int runInfo(std::span<const std::string> args)
         json.update(documentJson(document, tree));
         std::printf("%s\n", dumpJson(json).c_str());
     } else {
-        printText(path, document, tree);
+        printText(path, document, tree, arguments.flag("verbose"));
     }
     return exitSuccess;
 }

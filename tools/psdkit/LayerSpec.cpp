@@ -43,7 +43,9 @@ std::optional<double> takePercentage(std::string& text)
     return value / 100.0;
 }
 
-// "@x,y": the position, or nothing when the text after '@' is not two integers.
+// "@x,y": the position, or nothing when there is no '@' or what follows it belongs to the file
+// name (a file that exists, or text holding ".png" or a path separator). Anything else after '@'
+// is a position written wrongly, and a UsageError says so.
 bool takePosition(std::string& text, LayerSpec& entry)
 {
     const auto at = text.rfind('@');
@@ -51,15 +53,25 @@ bool takePosition(std::string& text, LayerSpec& entry)
         return false;
     }
     const std::string position = text.substr(at + 1);
+    std::string lower = position;
+    std::transform(lower.begin(), lower.end(), lower.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    const bool partOfFileName =
+        lower.find(".png") != std::string::npos || lower.find('/') != std::string::npos;
     const auto comma = position.find(',');
-    if (comma == std::string::npos) {
-        return false;
-    }
     constexpr std::int64_t limit = 1'000'000'000;
-    const auto x = parseInteger(position.substr(0, comma), -limit, limit);
-    const auto y = parseInteger(position.substr(comma + 1), -limit, limit);
+    const auto x =
+        comma == std::string::npos ? std::nullopt : parseInteger(position.substr(0, comma), -limit, limit);
+    const auto y =
+        comma == std::string::npos ? std::nullopt : parseInteger(position.substr(comma + 1), -limit, limit);
     if (!x || !y) {
-        return false;
+        std::error_code ec;
+        if (partOfFileName || std::filesystem::exists(text, ec)) {
+            return false;
+        }
+        throw UsageError(
+            "the position after '@' must be two whole numbers of pixels, as in '@10,-20', not '@" + position +
+            "' in '" + text + "'");
     }
     entry.x = *x;
     entry.y = *y;

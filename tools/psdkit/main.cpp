@@ -25,10 +25,11 @@ FailureReport describeFailure(const std::exception_ptr& failure)
         std::rethrow_exception(failure);
     } catch (const PSDException& e) {
         const std::string name(e.error().name());
+        const std::string detail = e.detail().empty() ? "" : ": " + e.detail();
         if (const auto text = e.error().userInfoValue(PSDErrorTextKey::failureReason)) {
-            return {exitRefused, *text + " (" + name + ")"};
+            return {exitRefused, *text + " (" + name + ")" + detail};
         }
-        return {exitRefused, "the library refused the file (" + name + ")"};
+        return {exitRefused, "the library refused the file (" + name + ")" + detail};
     } catch (const image::ImageException& e) {
         return {exitRefused,
                 "the image data cannot be decoded (" + std::string(image::name(e.error())) + ")"};

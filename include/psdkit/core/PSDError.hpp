@@ -1,8 +1,9 @@
 #pragma once
 // The error model of psdkit. Every failure caused by a file's contents or by values that do not
 // fit the format is reported by throwing a `PSDException` that carries one `PSDError` case. The
-// case is the whole message: no text, offset or file name is attached. Hosts that want readable
-// texts call `PSDError::initialize()` once and then ask `PSDError::userInfoValue`.
+// case says what kind of failure it was; a thrower may add a detail (which layer, which field,
+// which value), and `what()` carries the case's English text with both. Hosts that want the
+// texts apart call `PSDError::initialize()` once and then ask `PSDError::userInfoValue`.
 #include "psdkit/Export.hpp"
 #include <optional>
 #include <string>
@@ -97,21 +98,33 @@ private:
 class PSDKIT_EXPORT PSDException : public std::system_error {
 public:
     /// An exception carrying `error`; `code()` is its error code in the psdkit category.
-    explicit PSDException(PSDError error) : std::system_error(make_error_code(error)), error_(error) {}
+    explicit PSDException(PSDError error)
+        : std::system_error(make_error_code(error)), error_(error), what_(describe(error, {}))
+    {
+    }
     /// The same, with `detail` saying what was wrong (which layer, which field, which value); the
     /// case and the code stay those of `error`.
     PSDException(PSDError error, const std::string& detail)
-        : std::system_error(make_error_code(error), detail), error_(error), detail_(detail)
+        : std::system_error(make_error_code(error), detail), error_(error), detail_(detail),
+          what_(describe(error, detail))
     {
     }
+    /// The error's English text (the application named as `PSDError::initialize` registered it,
+    /// else "psdkit"), the case's name in parentheses, then ": " and the detail when there is one;
+    /// for example "This file is corrupt. (readCorruptFile): layer 3: negative channel count".
+    [[nodiscard]] const char* what() const noexcept override { return what_.c_str(); }
     /// The case that was thrown.
     [[nodiscard]] PSDError error() const noexcept { return error_; }
     /// What the thrower said beyond the case (empty when nothing).
     [[nodiscard]] const std::string& detail() const noexcept { return detail_; }
 
+    /// The text `what()` returns for `error` with `detail` (which may be empty).
+    [[nodiscard]] static std::string describe(PSDError error, const std::string& detail);
+
 private:
     PSDError error_;
     std::string detail_;
+    std::string what_;
 };
 
 } // namespace psdkit

@@ -137,6 +137,25 @@ std::optional<std::string> PSDError::userInfoValue(PSDErrorTextKey key) const
     return text;
 }
 
+std::string PSDException::describe(PSDError error, const std::string& detail)
+{
+    std::string text(englishText(error.code(), PSDErrorTextKey::failureReason));
+    if (const auto at = text.find("%@"); at != std::string::npos) {
+        std::string applicationName;
+        {
+            std::lock_guard lock(providerMutex());
+            applicationName = provider().registered ? provider().applicationName : std::string("psdkit");
+        }
+        text.replace(at, 2, applicationName);
+    }
+    text += text.empty() ? "" : " ";
+    text += "(" + std::string(error.name()) + ")";
+    if (!detail.empty()) {
+        text += ": " + detail;
+    }
+    return text;
+}
+
 std::optional<std::string> PSDError::userInfoValue(const std::error_code& error, PSDErrorTextKey key)
 {
     if (error.category() != psdErrorCategory() || error.value() < 0 || error.value() >= caseCount) {

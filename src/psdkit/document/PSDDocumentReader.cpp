@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "psdkit/document/PSDFileHeader.hpp"
 #include "psdkit/layers/RawBlockReading.hpp"
 #include "psdkit/layers/TaggedBlockWriting.hpp"
 #include "psdkit/platform/PropertyList.hpp"
@@ -84,16 +85,17 @@ void PSDDocumentReader::readHeader()
     document_.bitDepth = scanner_.scanInt16();
     const std::int64_t mode = scanner_.scanInt16();
     const auto colorMode = psdColorModeFromRawValue(mode);
+    const std::string refused = describeColorModeAndDepth(mode, document_.bitDepth);
     if (!colorMode) {
-        throw PSDException(PSDError::readCorruptFile);
+        throw PSDException(PSDError::readCorruptFile, "unknown colour mode: " + refused);
     }
     document_.colorMode = *colorMode;
     if (*colorMode != PSDColorMode::rgb) {
-        throw PSDException(PSDError::readUnsupportedColorMode);
+        throw PSDException(PSDError::readUnsupportedColorMode, refused);
     }
     // Only these depths have a sample type; any other cannot be decoded or written.
     if (document_.bitDepth != 8 && document_.bitDepth != 16 && document_.bitDepth != 32) {
-        throw PSDException(PSDError::readCorruptFile);
+        throw PSDException(PSDError::readCorruptFile, "unsupported depth: " + refused);
     }
 }
 
