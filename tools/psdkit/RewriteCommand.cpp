@@ -17,7 +17,7 @@ constexpr std::int64_t kMaximumPsdSide = 30000;
 
 int runRewrite(std::span<const std::string> args)
 {
-    const Arguments arguments(args, {}, {"psb", "psd"});
+    const Arguments arguments(args, {}, {"psb", "psd", "render"});
     arguments.expectPositional(2, 2);
     if (arguments.flag("psb") && arguments.flag("psd")) {
         throw UsageError("--psb and --psd exclude each other");
@@ -34,8 +34,10 @@ int runRewrite(std::span<const std::string> args)
         }
         document.bigFile = false;
     }
-    // The document's own composite goes back in unchanged.
-    const auto composite = onFile(input, [&] { return compositeForWriting(document); });
+    // The document's own composite goes back in unchanged, or a fresh rendering of its layers.
+    const auto composite = onFile(input, [&] {
+        return arguments.flag("render") ? renderOrRefuse(document) : compositeForWriting(document);
+    });
     const std::vector<std::uint8_t> bytes =
         onFile(output, [&] { return document.serializedRepresentationWithCompositeImage(composite.get()); });
     onFile(output, [&] { writeFileAtomically(output, bytes); });
