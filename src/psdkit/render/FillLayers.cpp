@@ -21,7 +21,7 @@ std::shared_ptr<PSDDescriptor> versionedDescriptor(std::span<const std::uint8_t>
         return nullptr;
     }
     try {
-        PSDScanner scanner(body.subspan(4));
+        PSDScanner scanner(body); // the descriptor reads its own version word
         auto descriptor = std::make_shared<PSDDescriptor>();
         descriptor->read(scanner, false);
         return descriptor;

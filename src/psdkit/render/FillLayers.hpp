@@ -14,8 +14,8 @@ namespace psdkit::render::detail {
 [[nodiscard]] std::shared_ptr<const Fill> makeFill(const PSDLayerWrapper& layer, PSDAdjustmentLayerType type,
                                                    const PSDWrapper& document);
 
-/// The descriptor of a settings block that starts with a 4-byte version word before it (as fill
-/// blocks do), or null when it does not parse. Never throws except for allocation.
+/// The descriptor of a settings block that is a version word (16) and a descriptor, as fill blocks
+/// are, or null when it does not parse. Never throws except for allocation.
 [[nodiscard]] std::shared_ptr<PSDDescriptor> versionedDescriptor(std::span<const std::uint8_t> body);
 
 } // namespace psdkit::render::detail

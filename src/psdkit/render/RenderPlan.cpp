@@ -262,6 +262,16 @@ class PlanBuilder {
     {
         if (layer.type().kind() == PSDLayerType::Kind::adjustmentLayer) {
             const auto type = layer.type().adjustmentType();
+            // A fill layer stores its fill rendered inside its shape. Without the shape's path
+            // (a vector mask, kept only by the keep-everything reading) those pixels are the
+            // better picture: the fill alone would cover the whole canvas.
+            const bool isFill = type == PSDAdjustmentLayerType::solidColor ||
+                                type == PSDAdjustmentLayerType::gradientFill ||
+                                type == PSDAdjustmentLayerType::patternFill;
+            const bool hasPath = !findLayerBlock(layer, "vmsk").empty() || !findLayerBlock(layer, "vsms").empty();
+            if (isFill && !hasPath && preparePixels(layer, node)) {
+                return true;
+            }
             if (const auto fill = makeFill(layer, type, document_)) {
                 node.kind = RenderNode::Kind::fill;
                 node.fill = fill;
@@ -275,6 +285,11 @@ class PlanBuilder {
             result_.layersNotDrawn.push_back(node.index);
             return false;
         }
+        return preparePixels(layer, node);
+    }
+
+    static bool preparePixels(const PSDLayerWrapper& layer, RenderNode& node)
+    {
         auto content = layer.contentImage();
         if (!content || image::channelCount(content->format()) != 4 || layer.contentsRect.width() <= 0 ||
             layer.contentsRect.height() <= 0) {
