@@ -303,7 +303,14 @@ class PlanBuilder {
 
     void prepareMasks(const PSDLayerWrapper& layer, RenderNode& node)
     {
-        if (layer.hasLayerMask) {
+        node.vectorMask = makeVectorMask(layer, document_);
+        // A mask rendered from the vector mask (and not accompanied by a user mask) repeats
+        // what the path gives, and a fill layer's stored pixels already hold it.
+        const bool storedFill =
+            layer.type().kind() == PSDLayerType::Kind::adjustmentLayer && node.kind == RenderNode::Kind::pixels;
+        const bool maskRepeatsPath =
+            layer.maskCameFromRenderingOtherData && !layer.hasRealFlags && (node.vectorMask || storedFill);
+        if (layer.hasLayerMask && !maskRepeatsPath) {
             // With both a pixel mask and a vector mask, the record's second ("real") set of mask
             // values describes the pixel mask.
             const bool real = layer.hasRealFlags;
@@ -325,7 +332,6 @@ class PlanBuilder {
                 }
             }
         }
-        node.vectorMask = makeVectorMask(layer, document_);
     }
 
     const PSDWrapper& document_;
