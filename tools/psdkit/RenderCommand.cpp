@@ -49,8 +49,8 @@ std::string describeUndrawn(const PSDRenderResult& result)
 {
     std::string text;
     if (!result.layersWithEffectsNotDrawn.empty()) {
-        text += "; layer effects not drawn on " + std::to_string(result.layersWithEffectsNotDrawn.size()) + " layer" +
-                (result.layersWithEffectsNotDrawn.size() == 1 ? "" : "s");
+        text += "; layer effects not drawn on " + std::to_string(result.layersWithEffectsNotDrawn.size()) +
+                " layer" + (result.layersWithEffectsNotDrawn.size() == 1 ? "" : "s");
     }
     if (!result.layersNotDrawn.empty()) {
         text += "; " + std::to_string(result.layersNotDrawn.size()) + " adjustment or fill layer" +
@@ -59,8 +59,8 @@ std::string describeUndrawn(const PSDRenderResult& result)
     return text;
 }
 
-std::shared_ptr<image::PixelBufferType> renderOrRefuse(const PSDWrapper& document, const PSDRenderOptions& options,
-                                                       PSDRenderResult* details)
+std::shared_ptr<image::PixelBufferType>
+renderOrRefuse(const PSDWrapper& document, const PSDRenderOptions& options, PSDRenderResult* details)
 {
     try {
         PSDRenderResult result = renderDocument(document, options);

@@ -113,9 +113,11 @@ std::shared_ptr<const Adjustment> levels(std::span<const std::uint8_t> body)
         const double outWhite = readUInt16(body, at + 6) / 255.0;
         const double gamma = std::clamp(readUInt16(body, at + 8) / 100.0, 0.01, 9.99);
         for (int i = 0; i < 256; ++i) {
-            double t = inWhite > inBlack ? (i / 255.0 - inBlack) / (inWhite - inBlack) : (i / 255.0 >= inBlack ? 1 : 0);
+            double t = inWhite > inBlack ? (i / 255.0 - inBlack) / (inWhite - inBlack)
+                                         : (i / 255.0 >= inBlack ? 1 : 0);
             t = std::pow(std::clamp(t, 0.0, 1.0), 1.0 / gamma);
-            table->tables[c][static_cast<std::size_t>(i)] = static_cast<float>(outBlack + t * (outWhite - outBlack));
+            table->tables[c][static_cast<std::size_t>(i)] =
+                static_cast<float>(outBlack + t * (outWhite - outBlack));
         }
     }
     return table;
@@ -218,9 +220,11 @@ std::shared_ptr<const Adjustment> makeAdjustment(const PSDLayerWrapper& layer, P
     case PSDAdjustmentLayerType::invert:
         return std::make_shared<Invert>();
     case PSDAdjustmentLayerType::threshold:
-        return body.size() >= 2 ? std::make_shared<Threshold>(std::clamp(readUInt16(body, 0), 1, 255)) : nullptr;
+        return body.size() >= 2 ? std::make_shared<Threshold>(std::clamp(readUInt16(body, 0), 1, 255))
+                                : nullptr;
     case PSDAdjustmentLayerType::posterize:
-        return body.size() >= 2 ? std::make_shared<Posterize>(std::clamp(readUInt16(body, 0), 2, 255)) : nullptr;
+        return body.size() >= 2 ? std::make_shared<Posterize>(std::clamp(readUInt16(body, 0), 2, 255))
+                                : nullptr;
     case PSDAdjustmentLayerType::levels:
         return levels(body);
     case PSDAdjustmentLayerType::curves:

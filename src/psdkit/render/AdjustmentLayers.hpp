@@ -10,6 +10,7 @@ namespace psdkit::render::detail {
 
 /// The adjustment of `layer` when `type` is a kind drawn here and its block parses; null otherwise.
 /// Never throws except for allocation.
-[[nodiscard]] std::shared_ptr<const Adjustment> makeAdjustment(const PSDLayerWrapper& layer, PSDAdjustmentLayerType type);
+[[nodiscard]] std::shared_ptr<const Adjustment> makeAdjustment(const PSDLayerWrapper& layer,
+                                                               PSDAdjustmentLayerType type);
 
 } // namespace psdkit::render::detail

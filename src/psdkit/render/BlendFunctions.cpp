@@ -12,16 +12,16 @@ using image::BlendMode;
 std::optional<BlendMode> blendModeForLayerKey(const PSDFourCharCode& key) noexcept
 {
     static const std::array<std::pair<PSDFourCharCode, BlendMode>, 29> keys = {{
-        {"pass", BlendMode::passThrough}, {"norm", BlendMode::normal},       {"diss", BlendMode::dissolve},
-        {"dark", BlendMode::darken},      {"mul ", BlendMode::multiply},     {"idiv", BlendMode::colorBurn},
-        {"lbrn", BlendMode::linearBurn},  {"dkCl", BlendMode::darkerColor},  {"lite", BlendMode::lighten},
-        {"scrn", BlendMode::screen},      {"div ", BlendMode::colorDodge},   {"lddg", BlendMode::linearDodge},
+        {"pass", BlendMode::passThrough},  {"norm", BlendMode::normal},      {"diss", BlendMode::dissolve},
+        {"dark", BlendMode::darken},       {"mul ", BlendMode::multiply},    {"idiv", BlendMode::colorBurn},
+        {"lbrn", BlendMode::linearBurn},   {"dkCl", BlendMode::darkerColor}, {"lite", BlendMode::lighten},
+        {"scrn", BlendMode::screen},       {"div ", BlendMode::colorDodge},  {"lddg", BlendMode::linearDodge},
         {"lgCl", BlendMode::lighterColor}, {"over", BlendMode::overlay},     {"sLit", BlendMode::softLight},
-        {"hLit", BlendMode::hardLight},   {"vLit", BlendMode::vividLight},   {"lLit", BlendMode::linearLight},
-        {"pLit", BlendMode::pinLight},    {"hMix", BlendMode::hardMix},      {"diff", BlendMode::difference},
-        {"smud", BlendMode::exclusion},   {"fsub", BlendMode::subtract},     {"fdiv", BlendMode::divide},
-        {"hue ", BlendMode::hue},         {"sat ", BlendMode::saturation},   {"colr", BlendMode::color},
-        {"lum ", BlendMode::luminosity},  {"bhnd", BlendMode::behind},
+        {"hLit", BlendMode::hardLight},    {"vLit", BlendMode::vividLight},  {"lLit", BlendMode::linearLight},
+        {"pLit", BlendMode::pinLight},     {"hMix", BlendMode::hardMix},     {"diff", BlendMode::difference},
+        {"smud", BlendMode::exclusion},    {"fsub", BlendMode::subtract},    {"fdiv", BlendMode::divide},
+        {"hue ", BlendMode::hue},          {"sat ", BlendMode::saturation},  {"colr", BlendMode::color},
+        {"lum ", BlendMode::luminosity},   {"bhnd", BlendMode::behind},
     }};
     for (const auto& [code, mode] : keys) {
         if (code == key) {

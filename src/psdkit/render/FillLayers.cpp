@@ -62,8 +62,10 @@ class GradientTable {
     {
         auto colors = gradient.colorStops();
         auto opacities = gradient.opacityStops();
-        std::stable_sort(colors.begin(), colors.end(), [](auto& a, auto& b) { return a.location < b.location; });
-        std::stable_sort(opacities.begin(), opacities.end(), [](auto& a, auto& b) { return a.location < b.location; });
+        std::stable_sort(colors.begin(), colors.end(),
+                         [](auto& a, auto& b) { return a.location < b.location; });
+        std::stable_sort(opacities.begin(), opacities.end(),
+                         [](auto& a, auto& b) { return a.location < b.location; });
         for (int i = 0; i < size; ++i) {
             double t = static_cast<double>(i) / (size - 1);
             if (reversed) {
@@ -73,7 +75,8 @@ class GradientTable {
             const auto colour = interpolate(colors, t, [](const image::ColorStop& s, int c) {
                 return c == 0 ? s.color.red : c == 1 ? s.color.green : s.color.blue;
             });
-            const auto opacity = interpolate(opacities, t, [](const image::OpacityStop& s, int) { return s.opacity; });
+            const auto opacity =
+                interpolate(opacities, t, [](const image::OpacityStop& s, int) { return s.opacity; });
             out[0] = static_cast<float>(colour[0]);
             out[1] = static_cast<float>(colour[1]);
             out[2] = static_cast<float>(colour[2]);
@@ -121,8 +124,9 @@ enum class GradientStyle { linear, radial, angle, reflected, diamond };
 
 class GradientFill final : public Fill {
   public:
-    GradientFill(const image::ColorGradient& gradient, bool reversed, GradientStyle style, double angleDegrees,
-                 double scale, double centerX, double centerY, double width, double height)
+    GradientFill(const image::ColorGradient& gradient, bool reversed, GradientStyle style,
+                 double angleDegrees, double scale, double centerX, double centerY, double width,
+                 double height)
         : table_(gradient, reversed), style_(style), centerX_(centerX), centerY_(centerY)
     {
         const double radians = angleDegrees * std::numbers::pi / 180.0;
@@ -193,7 +197,7 @@ std::shared_ptr<const Fill> gradientFill(const PSDDescriptor& settings, const PS
     GradientStyle style = GradientStyle::linear;
     if (const auto* type = settings.valueAs<Enumerated>(PSDFourCharCode("Type"))) {
         const std::string& name = type->value.text();
-        style = name == "Rdl " ? GradientStyle::radial
+        style = name == "Rdl "   ? GradientStyle::radial
                 : name == "Angl" ? GradientStyle::angle
                 : name == "Rflc" ? GradientStyle::reflected
                 : name == "Dmnd" ? GradientStyle::diamond
@@ -208,8 +212,9 @@ std::shared_ptr<const Fill> gradientFill(const PSDDescriptor& settings, const PS
         centerX += unitValue(*offset, "Hrzn", 0) / 100.0 * width;
         centerY += unitValue(*offset, "Vrtc", 0) / 100.0 * height;
     }
-    return std::make_shared<GradientFill>(gradient, reversed && *reversed, style, unitValue(settings, "Angl", 90),
-                                          unitValue(settings, "Scl ", 100) / 100.0, centerX, centerY, width, height);
+    return std::make_shared<GradientFill>(
+        gradient, reversed && *reversed, style, unitValue(settings, "Angl", 90),
+        unitValue(settings, "Scl ", 100) / 100.0, centerX, centerY, width, height);
 }
 
 } // namespace

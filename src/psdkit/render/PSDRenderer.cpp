@@ -36,12 +36,15 @@ struct Geometry {
     std::int64_t height = 0; ///< Output rows.
 
     /// The first document column (or row) output column `o` covers.
-    [[nodiscard]] std::int64_t sourceStart(std::int64_t o, std::int64_t origin, std::int64_t extent) const noexcept
+    [[nodiscard]] std::int64_t sourceStart(std::int64_t o, std::int64_t origin,
+                                           std::int64_t extent) const noexcept
     {
-        return origin + std::min(extent - 1, static_cast<std::int64_t>(std::floor(static_cast<double>(o) / scale)));
+        return origin +
+               std::min(extent - 1, static_cast<std::int64_t>(std::floor(static_cast<double>(o) / scale)));
     }
     /// One past the last document column (or row) output column `o` covers (at least one).
-    [[nodiscard]] std::int64_t sourceEnd(std::int64_t o, std::int64_t origin, std::int64_t extent) const noexcept
+    [[nodiscard]] std::int64_t sourceEnd(std::int64_t o, std::int64_t origin,
+                                         std::int64_t extent) const noexcept
     {
         const auto end = static_cast<std::int64_t>(std::floor(static_cast<double>(o + 1) / scale));
         return std::max(sourceStart(o, origin, extent) + 1, origin + std::min(extent, end));
@@ -73,7 +76,8 @@ Geometry checkedGeometry(const PSDWrapper& document, const PSDRenderOptions& opt
     g.region = options.region.value_or(image::IntegralRect{0, 0, canvasWidth, canvasHeight});
     const std::int64_t left = std::max<std::int64_t>(g.region.x, 0);
     const std::int64_t top = std::max<std::int64_t>(g.region.y, 0);
-    if (g.region.width <= 0 || g.region.height <= 0 || g.region.x > canvasWidth || g.region.y > canvasHeight) {
+    if (g.region.width <= 0 || g.region.height <= 0 || g.region.x > canvasWidth ||
+        g.region.y > canvasHeight) {
         throw PSDRenderException(PSDRenderError::invalidRegion);
     }
     const std::int64_t right = std::min(canvasWidth, g.region.x + std::min(g.region.width, canvasWidth));
@@ -82,9 +86,10 @@ Geometry checkedGeometry(const PSDWrapper& document, const PSDRenderOptions& opt
         throw PSDRenderException(PSDRenderError::invalidRegion);
     }
     g.region = {left, top, right - left, bottom - top};
-    g.width = std::max<std::int64_t>(1, static_cast<std::int64_t>(std::ceil(static_cast<double>(g.region.width) * g.scale)));
-    g.height =
-        std::max<std::int64_t>(1, static_cast<std::int64_t>(std::ceil(static_cast<double>(g.region.height) * g.scale)));
+    g.width = std::max<std::int64_t>(
+        1, static_cast<std::int64_t>(std::ceil(static_cast<double>(g.region.width) * g.scale)));
+    g.height = std::max<std::int64_t>(
+        1, static_cast<std::int64_t>(std::ceil(static_cast<double>(g.region.height) * g.scale)));
     if (g.width > maximumRenderPixels / g.height) {
         throw PSDRenderException(PSDRenderError::imageTooLarge);
     }
@@ -110,13 +115,15 @@ void store(image::PixelBufferType& out, std::size_t index, const float* p)
     const float b = a > 0.0f ? p[2] / p[3] : 0.0f;
     switch (out.format()) {
     case image::PixelFormat::rgba16:
-        static_cast<image::PixelBuffer<image::PixelRGBA16>&>(out).pixels()[index] = {to16(r), to16(g), to16(b), to16(a)};
+        static_cast<image::PixelBuffer<image::PixelRGBA16>&>(out).pixels()[index] = {to16(r), to16(g),
+                                                                                     to16(b), to16(a)};
         break;
     case image::PixelFormat::rgba32:
         static_cast<image::PixelBuffer<image::PixelRGBA32>&>(out).pixels()[index] = {r, g, b, a};
         break;
     default:
-        static_cast<image::PixelBuffer<image::PixelARGB8>&>(out).pixels()[index] = {to8(a), to8(r), to8(g), to8(b)};
+        static_cast<image::PixelBuffer<image::PixelARGB8>&>(out).pixels()[index] = {to8(a), to8(r), to8(g),
+                                                                                    to8(b)};
         break;
     }
 }
@@ -135,7 +142,10 @@ std::shared_ptr<image::PixelBufferType> makeOutput(std::int64_t bitDepth, image:
 
 } // namespace
 
-PSDRenderException::PSDRenderException(PSDRenderError error) : std::runtime_error(errorText(error)), error_(error) {}
+PSDRenderException::PSDRenderException(PSDRenderError error)
+    : std::runtime_error(errorText(error)), error_(error)
+{
+}
 
 PSDRenderResult renderDocument(const PSDWrapper& document, const PSDRenderOptions& options)
 {

@@ -81,6 +81,7 @@ inline constexpr std::int64_t maximumRenderPixels = std::int64_t{1} << 28;
 /// work is spread over threads. Throws PSDRenderException for refused options and sizes, and
 /// passes on unchanged what decoding a layer image throws (PSDException, the image core's
 /// ImageException). A document without layers renders transparent.
-[[nodiscard]] PSDRenderResult renderDocument(const PSDWrapper& document, const PSDRenderOptions& options = {});
+[[nodiscard]] PSDRenderResult renderDocument(const PSDWrapper& document,
+                                             const PSDRenderOptions& options = {});
 
 } // namespace psdkit

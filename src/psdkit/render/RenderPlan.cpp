@@ -58,7 +58,8 @@ float PixelMask::at(std::int64_t x, std::int64_t y) const noexcept
         const std::int64_t mx = x - rect.left;
         const std::int64_t my = y - rect.top;
         if (mx < size.width && my < size.height) {
-            value = std::clamp(sampleToFloat(*image, static_cast<std::size_t>(my * size.width + mx)), 0.0f, 1.0f);
+            value =
+                std::clamp(sampleToFloat(*image, static_cast<std::size_t>(my * size.width + mx)), 0.0f, 1.0f);
         }
     }
     return 1.0f - density * (1.0f - value);
@@ -268,7 +269,8 @@ class PlanBuilder {
             const bool isFill = type == PSDAdjustmentLayerType::solidColor ||
                                 type == PSDAdjustmentLayerType::gradientFill ||
                                 type == PSDAdjustmentLayerType::patternFill;
-            const bool hasPath = !findLayerBlock(layer, "vmsk").empty() || !findLayerBlock(layer, "vsms").empty();
+            const bool hasPath =
+                !findLayerBlock(layer, "vmsk").empty() || !findLayerBlock(layer, "vsms").empty();
             if (isFill && !hasPath && preparePixels(layer, node)) {
                 return true;
             }
@@ -306,8 +308,8 @@ class PlanBuilder {
         node.vectorMask = makeVectorMask(layer, document_);
         // A mask rendered from the vector mask (and not accompanied by a user mask) repeats
         // what the path gives, and a fill layer's stored pixels already hold it.
-        const bool storedFill =
-            layer.type().kind() == PSDLayerType::Kind::adjustmentLayer && node.kind == RenderNode::Kind::pixels;
+        const bool storedFill = layer.type().kind() == PSDLayerType::Kind::adjustmentLayer &&
+                                node.kind == RenderNode::Kind::pixels;
         const bool maskRepeatsPath =
             layer.maskCameFromRenderingOtherData && !layer.hasRealFlags && (node.vectorMask || storedFill);
         if (layer.hasLayerMask && !maskRepeatsPath) {
@@ -322,8 +324,9 @@ class PlanBuilder {
                 mask.rect = layer.maskRect;
                 mask.defaultValue = static_cast<float>(
                     std::clamp(real ? layer.realMaskDefaultColor : layer.maskDefaultColor, 0.0, 1.0));
-                mask.density =
-                    layer.maskHasUserMaskDensity ? static_cast<float>(std::clamp(layer.userMaskDensity, 0.0, 1.0)) : 1.0f;
+                mask.density = layer.maskHasUserMaskDensity
+                                   ? static_cast<float>(std::clamp(layer.userMaskDensity, 0.0, 1.0))
+                                   : 1.0f;
                 if (real && maskImage->size() == layer.realMaskRect.size()) {
                     mask.rect = layer.realMaskRect;
                 }
@@ -341,7 +344,8 @@ class PlanBuilder {
 
 } // namespace
 
-RenderPlan buildRenderPlan(const PSDWrapper& document, const PSDRenderOptions& options, PSDRenderResult& result)
+RenderPlan buildRenderPlan(const PSDWrapper& document, const PSDRenderOptions& options,
+                           PSDRenderResult& result)
 {
     RenderPlan plan;
     plan.bitDepth = document.bitDepth;

@@ -24,7 +24,8 @@ namespace psdkit::render::detail {
 
 /// The body of the layer block stored under `key`, from the kept blocks or from the blocks kept
 /// whole by the keep-everything reading; empty when the layer has none.
-[[nodiscard]] std::span<const std::uint8_t> findLayerBlock(const PSDLayerWrapper& layer, const PSDFourCharCode& key);
+[[nodiscard]] std::span<const std::uint8_t> findLayerBlock(const PSDLayerWrapper& layer,
+                                                           const PSDFourCharCode& key);
 
 /// One sample of a grey or colour buffer as a float: 8- and 16-bit scaled to 0…1, 32-bit as stored.
 [[nodiscard]] float sampleToFloat(const image::PixelBufferType& buffer, std::size_t sampleIndex) noexcept;
@@ -81,8 +82,8 @@ struct RenderNode {
     Kind kind = Kind::pixels;
     std::size_t index = 0; ///< Index in the document's layers.
     image::BlendMode mode = image::BlendMode::normal;
-    float opacity = 1.0f;     ///< Layer (or group) opacity.
-    float fillOpacity = 1.0f; ///< Opacity of the pixels only.
+    float opacity = 1.0f;                                  ///< Layer (or group) opacity.
+    float fillOpacity = 1.0f;                              ///< Opacity of the pixels only.
     std::shared_ptr<const image::PixelBufferType> content; ///< pixels: the layer's image.
     PSDMacRect contentRect;                                ///< pixels: where it lies.
     std::optional<PixelMask> mask;

@@ -15,7 +15,8 @@ namespace {
 /// every run and for every tile split.
 float dissolveThreshold(std::int64_t x, std::int64_t y) noexcept
 {
-    auto h = static_cast<std::uint64_t>(x) * 0x9E3779B97F4A7C15ull ^ static_cast<std::uint64_t>(y) * 0xC2B2AE3D27D4EB4Full;
+    auto h = static_cast<std::uint64_t>(x) * 0x9E3779B97F4A7C15ull ^
+             static_cast<std::uint64_t>(y) * 0xC2B2AE3D27D4EB4Full;
     h ^= h >> 31;
     h *= 0xBF58476D1CE4E5B9ull;
     h ^= h >> 29;
@@ -41,14 +42,15 @@ void drawPixels(const RenderNode& node, Tile& tile, const Shape* clip, Shape* sh
     const auto size = content.size();
     const std::int64_t left = std::max(tile.left, node.contentRect.left);
     const std::int64_t top = std::max(tile.top, node.contentRect.top);
-    const std::int64_t right = std::min({tile.left + tile.width, node.contentRect.right, node.contentRect.left + size.width});
+    const std::int64_t right =
+        std::min({tile.left + tile.width, node.contentRect.right, node.contentRect.left + size.width});
     const std::int64_t bottom =
         std::min({tile.top + tile.height, node.contentRect.bottom, node.contentRect.top + size.height});
     const float weight = node.opacity * node.fillOpacity;
     for (std::int64_t y = top; y < bottom; ++y) {
         for (std::int64_t x = left; x < right; ++x) {
-            const auto base =
-                static_cast<std::size_t>(((y - node.contentRect.top) * size.width + (x - node.contentRect.left)) * 4);
+            const auto base = static_cast<std::size_t>(
+                ((y - node.contentRect.top) * size.width + (x - node.contentRect.left)) * 4);
             float rgba[4];
             if (content.format() == image::PixelFormat::argb8) {
                 rgba[3] = sampleToFloat(content, base);
@@ -68,7 +70,8 @@ void drawPixels(const RenderNode& node, Tile& tile, const Shape* clip, Shape* sh
             }
             const float alpha = shape * weight * (clip ? (*clip)[i] : 1.0f);
             if (alpha > 0.0f) {
-                compositePixel(node.mode, rgba, alpha, tile.at(x, y), x, y, node.ranges ? &*node.ranges : nullptr);
+                compositePixel(node.mode, rgba, alpha, tile.at(x, y), x, y,
+                               node.ranges ? &*node.ranges : nullptr);
             }
         }
     }
@@ -88,7 +91,8 @@ void drawFill(const RenderNode& node, Tile& tile, const Shape* clip, Shape* shap
             }
             const float alpha = shape * weight * (clip ? (*clip)[i] : 1.0f);
             if (alpha > 0.0f) {
-                compositePixel(node.mode, rgba, alpha, tile.at(x, y), x, y, node.ranges ? &*node.ranges : nullptr);
+                compositePixel(node.mode, rgba, alpha, tile.at(x, y), x, y,
+                               node.ranges ? &*node.ranges : nullptr);
             }
         }
     }
@@ -156,7 +160,8 @@ void drawGroup(const RenderNode& node, Tile& tile, const Shape* clip, Shape* sha
             } else if (drawn[3] > 0.0f && weight > 0.0f) {
                 float rgb[3];
                 unpremultiply(drawn, rgb);
-                compositePixel(node.mode, rgb, drawn[3] * weight, pixel, x, y, node.ranges ? &*node.ranges : nullptr);
+                compositePixel(node.mode, rgb, drawn[3] * weight, pixel, x, y,
+                               node.ranges ? &*node.ranges : nullptr);
             }
         }
     }
@@ -182,8 +187,8 @@ void drawNode(const RenderNode& node, Tile& tile, const Shape* clip, Shape* shap
 
 } // namespace
 
-void compositePixel(BlendMode mode, const float* source, float alpha, float* pixel, std::int64_t x, std::int64_t y,
-                    const BlendRanges* ranges) noexcept
+void compositePixel(BlendMode mode, const float* source, float alpha, float* pixel, std::int64_t x,
+                    std::int64_t y, const BlendRanges* ranges) noexcept
 {
     float backdrop[3];
     unpremultiply(pixel, backdrop);

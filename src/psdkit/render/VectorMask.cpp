@@ -122,8 +122,10 @@ std::vector<float> rasterizePolygons(const std::vector<Polygon>& polygons, const
             // Even-odd: inside between each pair of crossings; spans add their exact horizontal
             // coverage to the pixels they touch.
             for (std::size_t i = 0; i + 1 < crossings.size(); i += 2) {
-                const double from = std::clamp(crossings[i] - static_cast<double>(bounds.left), 0.0, double(width));
-                const double to = std::clamp(crossings[i + 1] - static_cast<double>(bounds.left), 0.0, double(width));
+                const double from =
+                    std::clamp(crossings[i] - static_cast<double>(bounds.left), 0.0, double(width));
+                const double to =
+                    std::clamp(crossings[i + 1] - static_cast<double>(bounds.left), 0.0, double(width));
                 if (to <= from) {
                     continue;
                 }
@@ -161,8 +163,9 @@ std::shared_ptr<const CoverageMask> makeVectorMask(const PSDLayerWrapper& layer,
     const auto polygons = pathPolygons(body.subspan(8), width, height);
     auto mask = std::make_shared<CoverageMask>();
     mask->inverted = (flags & 1u) != 0;
-    mask->density =
-        layer.maskHasVectorMaskDensity ? static_cast<float>(std::clamp(layer.vectorMaskDensity, 0.0, 1.0)) : 1.0f;
+    mask->density = layer.maskHasVectorMaskDensity
+                        ? static_cast<float>(std::clamp(layer.vectorMaskDensity, 0.0, 1.0))
+                        : 1.0f;
     // Rasterise over the path's bounds cut to the canvas.
     double minX = width, minY = height, maxX = 0, maxY = 0;
     for (const Polygon& polygon : polygons) {

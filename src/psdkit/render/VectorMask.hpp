@@ -12,10 +12,12 @@ using Polygon = std::vector<double>;
 
 /// The coverage of `polygons` (even-odd rule) over `bounds` (document pixels), each pixel the area
 /// fraction inside, measured on 16 rows of samples a pixel with exact spans along each row.
-[[nodiscard]] std::vector<float> rasterizePolygons(const std::vector<Polygon>& polygons, const PSDMacRect& bounds);
+[[nodiscard]] std::vector<float> rasterizePolygons(const std::vector<Polygon>& polygons,
+                                                   const PSDMacRect& bounds);
 
 /// The layer's vector mask over the canvas, or null when it has none, it is disabled, or its path
 /// does not parse. Never throws except for allocation.
-[[nodiscard]] std::shared_ptr<const CoverageMask> makeVectorMask(const PSDLayerWrapper& layer, const PSDWrapper& document);
+[[nodiscard]] std::shared_ptr<const CoverageMask> makeVectorMask(const PSDLayerWrapper& layer,
+                                                                 const PSDWrapper& document);
 
 } // namespace psdkit::render::detail
