@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "psdkit/document/PSDWrapper.hpp"
+#include "psdkit/render/PSDRenderer.hpp"
 
 namespace psdkit::cli {
 
@@ -83,5 +84,13 @@ void writeFileAtomically(const std::filesystem::path& path, std::span<const std:
 /// The composite a document would be written with: its own merged image when it decodes,
 /// otherwise a fully transparent image of its size and depth. Throws the image core's errors.
 [[nodiscard]] std::shared_ptr<image::PixelBufferType> compositeForWriting(const PSDWrapper& document);
+
+/// The library's rendering of `document` as `options` say; refused requests become InputError.
+/// Fills `details` (what was not drawn) when given.
+[[nodiscard]] std::shared_ptr<image::PixelBufferType>
+renderOrRefuse(const PSDWrapper& document, const PSDRenderOptions& options = {}, PSDRenderResult* details = nullptr);
+
+/// "; layer effects not drawn on N layers; …" for what a render left out, or "".
+[[nodiscard]] std::string describeUndrawn(const PSDRenderResult& result);
 
 } // namespace psdkit::cli

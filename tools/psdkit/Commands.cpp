@@ -33,15 +33,21 @@ constexpr Command kCommands[] = {
      "  [group:Name[#opacity][!hidden]   ...   ]\n"
      "      a group holding the layers between the two markers (quote the arguments, since [ and !\n"
      "      mean something to the shell)\n\n"
-     "The composite is computed by the tool: the visible layers, each source-over blended onto the\n"
-     "ones below with its opacity (groups are blended as a whole). PNGs are converted to the\n"
+     "The composite is the library's rendering of the layers. PNGs are converted to the\n"
      "document's depth (default 8; 32-bit samples are the PNG's values scaled to 0..1).\n",
      runCreate},
-    {"rewrite", "IN OUT [--psb|--psd] [--strict]",
+    {"render", "FILE OUT.png [--scale F] [--region X,Y,W,H]",
+     "Renders the document's layers (blend modes, masks, clipping, groups, fill and adjustment\n"
+     "layers; not layer effects) into a PNG with the document's ICC profile. --region renders part\n"
+     "of the canvas (document pixels); --scale (above 0, at most 16) resizes the result, averaging\n"
+     "the pixels each output pixel covers. 32-bit samples are clipped to 0..1 and written as 16-bit.\n",
+     runRender},
+    {"rewrite", "IN OUT [--psb|--psd] [--strict] [--render]",
      "Reads IN and writes it back to OUT with its own composite, as PSB or PSD by the option, else by\n"
      "OUT's extension (.psb or .psd), else as IN was. Every tagged block the library does not\n"
      "interpret (text, smart objects, vector masks, ...) is kept and written back; --strict reads\n"
-     "by the plain rules, which drop them.\n",
+     "by the plain rules, which drop them. --render writes a fresh rendering of the layers as the\n"
+     "composite instead of passing the stored one through.\n",
      runRewrite},
     {"descriptors", "FILE [--layer N]",
      "Prints every kept block that holds a descriptor (fill and adjustment settings, effects,\n"

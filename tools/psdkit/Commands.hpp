@@ -22,6 +22,7 @@ int runCreate(std::span<const std::string> args);
 int runRewrite(std::span<const std::string> args);
 int runDescriptors(std::span<const std::string> args);
 int runCheck(std::span<const std::string> args);
+int runRender(std::span<const std::string> args);
 
 /// Every command, in the order `psdkit --help` lists them.
 [[nodiscard]] std::span<const Command> commands();

@@ -5,7 +5,6 @@
 
 #include "Cli.hpp"
 #include "Commands.hpp"
-#include "Compositor.hpp"
 #include "Failure.hpp"
 #include "LayerSpec.hpp"
 #include "Png.hpp"
@@ -175,7 +174,7 @@ int runCreate(std::span<const std::string> args)
     const std::string& out = arguments.positional()[0];
     addLayers(document, std::span(arguments.positional()).subspan(1), maximumSide);
 
-    const auto composite = compositeLayers(document);
+    const auto composite = renderOrRefuse(document);
     const std::vector<std::uint8_t> bytes =
         onFile(out, [&] { return document.serializedRepresentationWithCompositeImage(composite.get()); });
     onFile(out, [&] { writeFileAtomically(out, bytes); });

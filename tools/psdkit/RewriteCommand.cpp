@@ -1,6 +1,7 @@
-// psdkit rewrite IN OUT [--psb|--psd] [--strict]: reads a document and writes it back, as PSB or
-// PSD by the option, else by the output's extension, else as it was; every tagged block the library
-// does not interpret is kept unless --strict asks for the plain reading rules.
+// psdkit rewrite IN OUT [--psb|--psd] [--strict] [--render]: reads a document and writes it back,
+// as PSB or PSD by the option, else by the output's extension, else as it was; every tagged block
+// the library does not interpret is kept unless --strict asks for the plain reading rules; --render
+// writes a fresh rendering of the layers as the composite.
 #include <cctype>
 #include <cinttypes>
 #include <cstdio>
@@ -59,7 +60,7 @@ std::optional<bool> requestedBigFile(const Arguments& arguments, const std::stri
 
 int runRewrite(std::span<const std::string> args)
 {
-    const Arguments arguments(args, {}, {"psb", "psd", "strict"});
+    const Arguments arguments(args, {}, {"psb", "psd", "strict", "render"});
     arguments.expectPositional(2, 2);
     const std::string& input = arguments.positional()[0];
     const std::string& output = arguments.positional()[1];
@@ -76,8 +77,10 @@ int runRewrite(std::span<const std::string> args)
         }
         document.bigFile = false;
     }
-    // The document's own composite goes back in unchanged.
-    const auto composite = onFile(input, [&] { return compositeForWriting(document); });
+    // The document's own composite goes back in unchanged, or a fresh rendering of its layers.
+    const auto composite = onFile(input, [&] {
+        return arguments.flag("render") ? renderOrRefuse(document) : compositeForWriting(document);
+    });
     const std::vector<std::uint8_t> bytes =
         onFile(output, [&] { return document.serializedRepresentationWithCompositeImage(composite.get()); });
     onFile(output, [&] { writeFileAtomically(output, bytes); });

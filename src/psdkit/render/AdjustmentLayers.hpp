@@ -1,0 +1,16 @@
+#pragma once
+// Adjustment layers: each reads its own settings block and changes the colours below it.
+// Internal to the renderer. Kinds drawn: invert, threshold, posterize, levels, curves.
+#include <memory>
+
+#include "psdkit/layers/PSDLayerType.hpp"
+#include "psdkit/render/RenderPlan.hpp"
+
+namespace psdkit::render::detail {
+
+/// The adjustment of `layer` when `type` is a kind drawn here and its block parses; null otherwise.
+/// Never throws except for allocation.
+[[nodiscard]] std::shared_ptr<const Adjustment> makeAdjustment(const PSDLayerWrapper& layer,
+                                                               PSDAdjustmentLayerType type);
+
+} // namespace psdkit::render::detail

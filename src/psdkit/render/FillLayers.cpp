@@ -1,0 +1,243 @@
+#include "psdkit/render/FillLayers.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+#include "psdkit/core/PSDError.hpp"
+#include "psdkit/core/PSDScanner.hpp"
+#include "psdkit/descriptors/ColorConversion.hpp"
+#include "psdkit/descriptors/GradientConversion.hpp"
+#include "psdkit/descriptors/PSDDescriptor.hpp"
+#include "psdkit/document/PSDWrapper.hpp"
+#include "psdkit/platform/PlatformError.hpp"
+#include "psdkit/platform/image/ImageError.hpp"
+
+namespace psdkit::render::detail {
+
+std::shared_ptr<PSDDescriptor> versionedDescriptor(std::span<const std::uint8_t> body)
+{
+    if (body.size() < 8) {
+        return nullptr;
+    }
+    try {
+        PSDScanner scanner(body); // the descriptor reads its own version word
+        auto descriptor = std::make_shared<PSDDescriptor>();
+        descriptor->read(scanner, false);
+        return descriptor;
+    } catch (const PSDException&) {
+        return nullptr;
+    }
+}
+
+namespace {
+
+class SolidFill final : public Fill {
+  public:
+    explicit SolidFill(image::RGBAPixel color) : color_(color) {}
+    void colorAt(std::int64_t, std::int64_t, float* rgba) const noexcept override
+    {
+        rgba[0] = color_.red;
+        rgba[1] = color_.green;
+        rgba[2] = color_.blue;
+        rgba[3] = 1.0f;
+    }
+
+  private:
+    image::RGBAPixel color_;
+};
+
+/// Where between two stops a value lies, with the midpoint moving the half-way point.
+double midpointAdjusted(double u, double midpoint)
+{
+    midpoint = std::clamp(midpoint, 0.01, 0.99);
+    return u < midpoint ? 0.5 * u / midpoint : 0.5 + 0.5 * (u - midpoint) / (1.0 - midpoint);
+}
+
+/// Samples a gradient's colour and opacity at positions 0…1 into a table.
+class GradientTable {
+  public:
+    static constexpr int size = 1024;
+    explicit GradientTable(const image::ColorGradient& gradient, bool reversed)
+    {
+        auto colors = gradient.colorStops();
+        auto opacities = gradient.opacityStops();
+        std::stable_sort(colors.begin(), colors.end(),
+                         [](auto& a, auto& b) { return a.location < b.location; });
+        std::stable_sort(opacities.begin(), opacities.end(),
+                         [](auto& a, auto& b) { return a.location < b.location; });
+        for (int i = 0; i < size; ++i) {
+            double t = static_cast<double>(i) / (size - 1);
+            if (reversed) {
+                t = 1.0 - t;
+            }
+            float* out = table_[static_cast<std::size_t>(i)].data();
+            const auto colour = interpolate(colors, t, [](const image::ColorStop& s, int c) {
+                return c == 0 ? s.color.red : c == 1 ? s.color.green : s.color.blue;
+            });
+            const auto opacity =
+                interpolate(opacities, t, [](const image::OpacityStop& s, int) { return s.opacity; });
+            out[0] = static_cast<float>(colour[0]);
+            out[1] = static_cast<float>(colour[1]);
+            out[2] = static_cast<float>(colour[2]);
+            out[3] = static_cast<float>(std::clamp(opacity[0], 0.0, 1.0));
+        }
+    }
+    [[nodiscard]] const float* at(double t) const noexcept
+    {
+        const double clamped = std::isnan(t) ? 0.0 : std::clamp(t, 0.0, 1.0);
+        return table_[static_cast<std::size_t>(std::lround(clamped * (size - 1)))].data();
+    }
+
+  private:
+    template <typename Stop, typename Value>
+    static std::array<double, 3> interpolate(const std::vector<Stop>& stops, double t, Value value)
+    {
+        std::array<double, 3> out{};
+        if (t <= stops.front().location) {
+            for (int c = 0; c < 3; ++c) {
+                out[static_cast<std::size_t>(c)] = value(stops.front(), c);
+            }
+            return out;
+        }
+        for (std::size_t i = 0; i + 1 < stops.size(); ++i) {
+            const Stop& a = stops[i];
+            const Stop& b = stops[i + 1];
+            if (t <= b.location) {
+                const double span = b.location - a.location;
+                const double u = span > 0 ? midpointAdjusted((t - a.location) / span, a.midpoint) : 1.0;
+                for (int c = 0; c < 3; ++c) {
+                    out[static_cast<std::size_t>(c)] = value(a, c) + (value(b, c) - value(a, c)) * u;
+                }
+                return out;
+            }
+        }
+        for (int c = 0; c < 3; ++c) {
+            out[static_cast<std::size_t>(c)] = value(stops.back(), c);
+        }
+        return out;
+    }
+    std::array<std::array<float, 4>, size> table_{};
+};
+
+enum class GradientStyle { linear, radial, angle, reflected, diamond };
+
+class GradientFill final : public Fill {
+  public:
+    GradientFill(const image::ColorGradient& gradient, bool reversed, GradientStyle style,
+                 double angleDegrees, double scale, double centerX, double centerY, double width,
+                 double height)
+        : table_(gradient, reversed), style_(style), centerX_(centerX), centerY_(centerY)
+    {
+        const double radians = angleDegrees * std::numbers::pi / 180.0;
+        dirX_ = std::cos(radians);
+        dirY_ = -std::sin(radians);
+        // The gradient line spans the box's extent along the direction, times the scale.
+        length_ = (std::fabs(width * dirX_) + std::fabs(height * dirY_)) * std::max(scale, 0.01);
+        if (length_ <= 0) {
+            length_ = 1;
+        }
+    }
+    void colorAt(std::int64_t x, std::int64_t y, float* rgba) const noexcept override
+    {
+        const double dx = static_cast<double>(x) + 0.5 - centerX_;
+        const double dy = static_cast<double>(y) + 0.5 - centerY_;
+        const double along = dx * dirX_ + dy * dirY_;
+        double t = 0;
+        switch (style_) {
+        case GradientStyle::linear:
+            t = along / length_ + 0.5;
+            break;
+        case GradientStyle::reflected:
+            t = std::fabs(along) / (length_ / 2);
+            break;
+        case GradientStyle::radial:
+            t = std::hypot(dx, dy) / (length_ / 2);
+            break;
+        case GradientStyle::diamond: {
+            const double across = -dx * dirY_ + dy * dirX_;
+            t = (std::fabs(along) + std::fabs(across)) / (length_ / 2);
+            break;
+        }
+        case GradientStyle::angle: {
+            const double across = -dx * dirY_ + dy * dirX_;
+            double a = std::atan2(-across, along) / (2 * std::numbers::pi);
+            t = a < 0 ? a + 1.0 : a;
+            break;
+        }
+        }
+        const float* c = table_.at(t);
+        std::copy(c, c + 4, rgba);
+    }
+
+  private:
+    GradientTable table_;
+    GradientStyle style_;
+    double centerX_, centerY_, dirX_ = 1, dirY_ = 0, length_ = 1;
+};
+
+double unitValue(const PSDDescriptor& d, const char* key, double fallback)
+{
+    if (const auto* v = d.valueAs<PSDUnitFloat>(PSDFourCharCode(key))) {
+        return v->value;
+    }
+    if (const auto* v = d.valueAs<double>(PSDFourCharCode(key))) {
+        return *v;
+    }
+    return fallback;
+}
+
+std::shared_ptr<const Fill> gradientFill(const PSDDescriptor& settings, const PSDWrapper& document)
+{
+    const PSDDescriptor* gradientDescriptor = settings.descriptorValue(PSDFourCharCode("Grad"));
+    if (!gradientDescriptor) {
+        return nullptr;
+    }
+    const image::ColorGradient gradient = gradientFromPSDDescriptor(*gradientDescriptor);
+    GradientStyle style = GradientStyle::linear;
+    if (const auto* type = settings.valueAs<Enumerated>(PSDFourCharCode("Type"))) {
+        const std::string& name = type->value.text();
+        style = name == "Rdl "   ? GradientStyle::radial
+                : name == "Angl" ? GradientStyle::angle
+                : name == "Rflc" ? GradientStyle::reflected
+                : name == "Dmnd" ? GradientStyle::diamond
+                                 : GradientStyle::linear;
+    }
+    const bool* reversed = settings.valueAs<bool>(PSDFourCharCode("Rvrs"));
+    const double width = static_cast<double>(document.imageWidth);
+    const double height = static_cast<double>(document.imageHeight);
+    double centerX = width / 2;
+    double centerY = height / 2;
+    if (const PSDDescriptor* offset = settings.descriptorValue(PSDFourCharCode("Ofst"))) {
+        centerX += unitValue(*offset, "Hrzn", 0) / 100.0 * width;
+        centerY += unitValue(*offset, "Vrtc", 0) / 100.0 * height;
+    }
+    return std::make_shared<GradientFill>(
+        gradient, reversed && *reversed, style, unitValue(settings, "Angl", 90),
+        unitValue(settings, "Scl ", 100) / 100.0, centerX, centerY, width, height);
+}
+
+} // namespace
+
+std::shared_ptr<const Fill> makeFill(const PSDLayerWrapper& layer, PSDAdjustmentLayerType type,
+                                     const PSDWrapper& document)
+{
+    if (type != PSDAdjustmentLayerType::solidColor && type != PSDAdjustmentLayerType::gradientFill) {
+        return nullptr;
+    }
+    const auto settings = versionedDescriptor(findLayerBlock(layer, blockKey(type)));
+    if (!settings) {
+        return nullptr;
+    }
+    try {
+        if (type == PSDAdjustmentLayerType::solidColor) {
+            const PSDDescriptor* color = settings->descriptorValue(PSDFourCharCode("Clr "));
+            return color ? std::make_shared<SolidFill>(rgbaPixelFromPSDDescriptor(*color)) : nullptr;
+        }
+        return gradientFill(*settings, document);
+    } catch (const PSDException&) {
+        return nullptr;
+    }
+}
+
+} // namespace psdkit::render::detail

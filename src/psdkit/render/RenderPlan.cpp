@@ -1,0 +1,357 @@
+#include "psdkit/render/RenderPlan.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "psdkit/document/PSDWrapper.hpp"
+#include "psdkit/layers/LayerImages.hpp"
+#include "psdkit/render/AdjustmentLayers.hpp"
+#include "psdkit/render/BlendFunctions.hpp"
+#include "psdkit/render/FillLayers.hpp"
+#include "psdkit/render/PSDRenderer.hpp"
+#include "psdkit/render/VectorMask.hpp"
+
+namespace psdkit::render::detail {
+
+using image::PixelFormat;
+
+std::span<const std::uint8_t> findLayerBlock(const PSDLayerWrapper& layer, const PSDFourCharCode& key)
+{
+    if (const auto* body = layer.taggedData.get(key)) {
+        return *body;
+    }
+    for (const PSDRawBlock& block : layer.uninterpretedBlocks) {
+        if (block.key == key) {
+            return block.data.span();
+        }
+    }
+    return {};
+}
+
+float sampleToFloat(const image::PixelBufferType& buffer, std::size_t sampleIndex) noexcept
+{
+    const auto bytes = buffer.bytes();
+    switch (buffer.format()) {
+    case PixelFormat::argb8:
+    case PixelFormat::gray8:
+        return bytes[sampleIndex] * (1.0f / 255.0f);
+    case PixelFormat::rgba16:
+    case PixelFormat::gray16: {
+        std::uint16_t v;
+        std::memcpy(&v, bytes.data() + sampleIndex * 2, 2);
+        return v * (1.0f / 65535.0f);
+    }
+    default: {
+        float v;
+        std::memcpy(&v, bytes.data() + sampleIndex * 4, 4);
+        return std::isnan(v) ? 0.0f : v;
+    }
+    }
+}
+
+float PixelMask::at(std::int64_t x, std::int64_t y) const noexcept
+{
+    float value = defaultValue;
+    if (image && x >= rect.left && y >= rect.top && x < rect.right && y < rect.bottom) {
+        const auto size = image->size();
+        const std::int64_t mx = x - rect.left;
+        const std::int64_t my = y - rect.top;
+        if (mx < size.width && my < size.height) {
+            value =
+                std::clamp(sampleToFloat(*image, static_cast<std::size_t>(my * size.width + mx)), 0.0f, 1.0f);
+        }
+    }
+    return 1.0f - density * (1.0f - value);
+}
+
+float CoverageMask::at(std::int64_t x, std::int64_t y) const noexcept
+{
+    float value = 0.0f;
+    if (x >= rect.left && y >= rect.top && x < rect.right && y < rect.bottom) {
+        value = coverage[static_cast<std::size_t>((y - rect.top) * rect.width() + (x - rect.left))];
+    }
+    if (inverted) {
+        value = 1.0f - value;
+    }
+    return 1.0f - density * (1.0f - value);
+}
+
+namespace {
+
+float rangeWeight(float value, const std::uint8_t* r) noexcept
+{
+    const float v = value * 255.0f;
+    const float blackLow = r[0], blackHigh = r[1], whiteLow = r[2], whiteHigh = r[3];
+    if (v < blackLow || v > whiteHigh) {
+        return 0.0f;
+    }
+    float w = 1.0f;
+    if (v < blackHigh) {
+        w = (v - blackLow) / (blackHigh - blackLow);
+    }
+    if (v > whiteLow) {
+        w = std::min(w, (whiteHigh - v) / (whiteHigh - whiteLow));
+    }
+    return std::clamp(w, 0.0f, 1.0f);
+}
+
+} // namespace
+
+float BlendRanges::weight(const float* source, const float* backdrop) const noexcept
+{
+    const auto grey = [](const float* c) { return 0.3f * c[0] + 0.59f * c[1] + 0.11f * c[2]; };
+    const float sourceValues[4] = {grey(source), source[0], source[1], source[2]};
+    const float backdropValues[4] = {grey(backdrop), backdrop[0], backdrop[1], backdrop[2]};
+    float w = 1.0f;
+    for (int c = 0; c < 4; ++c) {
+        w *= rangeWeight(std::clamp(sourceValues[c], 0.0f, 1.0f), ranges[c][0]);
+        w *= rangeWeight(std::clamp(backdropValues[c], 0.0f, 1.0f), ranges[c][1]);
+    }
+    return w;
+}
+
+std::optional<BlendRanges> BlendRanges::parse(std::span<const std::uint8_t> bytes)
+{
+    // Each range is stored as black low, black high, white low, white high; source then backdrop.
+    if (bytes.size() < 32) {
+        return std::nullopt;
+    }
+    BlendRanges ranges;
+    bool anyNarrowed = false;
+    for (int c = 0; c < 4; ++c) {
+        for (int side = 0; side < 2; ++side) {
+            const std::uint8_t* r = bytes.data() + c * 8 + side * 4;
+            std::copy(r, r + 4, ranges.ranges[c][side]);
+            anyNarrowed = anyNarrowed || r[0] != 0 || r[1] != 0 || r[2] != 255 || r[3] != 255;
+        }
+    }
+    return anyNarrowed ? std::optional(ranges) : std::nullopt;
+}
+
+namespace {
+
+bool opensGroup(const PSDLayerWrapper& layer)
+{
+    const auto kind = layer.type().kind();
+    return kind == PSDLayerType::Kind::group || kind == PSDLayerType::Kind::artboard ||
+           kind == PSDLayerType::Kind::sceneGroup;
+}
+
+/// The layer tree as indices, top first: a node, and for a group its members.
+struct TreeEntry {
+    std::size_t index;
+    bool isGroup;
+    std::vector<TreeEntry> members;
+};
+
+std::vector<TreeEntry> layerTree(const PSDWrapper& document)
+{
+    std::vector<TreeEntry> roots;
+    std::vector<TreeEntry> open;
+    const auto place = [&](TreeEntry entry) {
+        (open.empty() ? roots : open.back().members).push_back(std::move(entry));
+    };
+    for (std::size_t i = document.layers.size(); i-- > 0;) {
+        const PSDLayerWrapper& layer = *document.layers[i];
+        if (layer.type().kind() == PSDLayerType::Kind::sectionDivider) {
+            if (!open.empty()) {
+                TreeEntry group = std::move(open.back());
+                open.pop_back();
+                place(std::move(group));
+            }
+            continue;
+        }
+        if (opensGroup(layer)) {
+            open.push_back(TreeEntry{i, true, {}});
+            continue;
+        }
+        place(TreeEntry{i, false, {}});
+    }
+    while (!open.empty()) {
+        TreeEntry group = std::move(open.back());
+        open.pop_back();
+        place(std::move(group));
+    }
+    return roots;
+}
+
+class PlanBuilder {
+  public:
+    PlanBuilder(const PSDWrapper& document, const PSDRenderOptions& options, PSDRenderResult& result)
+        : document_(document), result_(result)
+    {
+        if (options.layers) {
+            selected_.assign(document.layers.size(), false);
+            for (const std::size_t index : *options.layers) {
+                selected_[index] = true;
+            }
+        }
+    }
+
+    /// Nodes for `entries` (top first), bottom first, with clipped layers attached to their base.
+    std::vector<RenderNode> nodes(const std::vector<TreeEntry>& entries, int depth, bool selectedAbove)
+    {
+        std::vector<RenderNode> bottomFirst;
+        // Walking upwards, a layer that is not clipped becomes the base of the clipped layers
+        // directly above it; they show only where it does, so nothing of them shows when the
+        // base draws nothing.
+        bool haveBase = false;
+        bool baseDrawn = false;
+        for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
+            const PSDLayerWrapper& layer = *document_.layers[entry->index];
+            const bool selected = selectedAbove || selected_.empty() || selected_[entry->index];
+            std::optional<RenderNode> node;
+            if (layer.visible) {
+                node = makeNode(*entry, depth, selected);
+            }
+            if (layer.clipping && !entry->isGroup && haveBase) {
+                if (baseDrawn && node) {
+                    bottomFirst.back().clipped.push_back(std::move(*node));
+                }
+                continue;
+            }
+            haveBase = true;
+            baseDrawn = node.has_value();
+            if (node) {
+                bottomFirst.push_back(std::move(*node));
+            }
+        }
+        return bottomFirst;
+    }
+
+  private:
+    std::optional<RenderNode> makeNode(const TreeEntry& entry, int depth, bool selected)
+    {
+        const PSDLayerWrapper& layer = *document_.layers[entry.index];
+        RenderNode node;
+        node.index = entry.index;
+        node.mode = blendModeForLayerKey(layer.blendMode).value_or(image::BlendMode::normal);
+        node.opacity = static_cast<float>(std::clamp(layer.opacity, 0.0, 1.0));
+        node.fillOpacity = static_cast<float>(std::clamp(layer.fillOpacity, 0.0, 1.0));
+        if (entry.isGroup) {
+            if (depth >= maximumGroupDepth) {
+                return std::nullopt;
+            }
+            node.kind = RenderNode::Kind::group;
+            node.children = nodes(entry.members, depth + 1, selected);
+            if (node.children.empty()) {
+                return std::nullopt;
+            }
+        } else {
+            if (!selected) {
+                return std::nullopt;
+            }
+            if (node.mode == image::BlendMode::passThrough) {
+                node.mode = image::BlendMode::normal;
+            }
+            if (!prepareContent(layer, node)) {
+                return std::nullopt;
+            }
+            if (!findLayerBlock(layer, "lfx2").empty() || !findLayerBlock(layer, "lrFX").empty()) {
+                result_.layersWithEffectsNotDrawn.push_back(entry.index);
+            }
+        }
+        prepareMasks(layer, node);
+        if (layer.layerBlendingRanges) {
+            node.ranges = BlendRanges::parse(*layer.layerBlendingRanges);
+        }
+        return node;
+    }
+
+    bool prepareContent(const PSDLayerWrapper& layer, RenderNode& node)
+    {
+        if (layer.type().kind() == PSDLayerType::Kind::adjustmentLayer) {
+            const auto type = layer.type().adjustmentType();
+            // A fill layer stores its fill rendered inside its shape. Without the shape's path
+            // (a vector mask, kept only by the keep-everything reading) those pixels are the
+            // better picture: the fill alone would cover the whole canvas.
+            const bool isFill = type == PSDAdjustmentLayerType::solidColor ||
+                                type == PSDAdjustmentLayerType::gradientFill ||
+                                type == PSDAdjustmentLayerType::patternFill;
+            const bool hasPath =
+                !findLayerBlock(layer, "vmsk").empty() || !findLayerBlock(layer, "vsms").empty();
+            if (isFill && !hasPath && preparePixels(layer, node)) {
+                return true;
+            }
+            if (const auto fill = makeFill(layer, type, document_)) {
+                node.kind = RenderNode::Kind::fill;
+                node.fill = fill;
+                return true;
+            }
+            if (const auto adjustment = makeAdjustment(layer, type)) {
+                node.kind = RenderNode::Kind::adjustment;
+                node.adjustment = adjustment;
+                return true;
+            }
+            result_.layersNotDrawn.push_back(node.index);
+            return false;
+        }
+        return preparePixels(layer, node);
+    }
+
+    static bool preparePixels(const PSDLayerWrapper& layer, RenderNode& node)
+    {
+        auto content = layer.contentImage();
+        if (!content || image::channelCount(content->format()) != 4 || layer.contentsRect.width() <= 0 ||
+            layer.contentsRect.height() <= 0) {
+            return false;
+        }
+        node.kind = RenderNode::Kind::pixels;
+        node.content = std::move(content);
+        node.contentRect = layer.contentsRect;
+        return true;
+    }
+
+    void prepareMasks(const PSDLayerWrapper& layer, RenderNode& node)
+    {
+        node.vectorMask = makeVectorMask(layer, document_);
+        // A mask rendered from the vector mask (and not accompanied by a user mask) repeats
+        // what the path gives, and a fill layer's stored pixels already hold it.
+        const bool storedFill = layer.type().kind() == PSDLayerType::Kind::adjustmentLayer &&
+                                node.kind == RenderNode::Kind::pixels;
+        const bool maskRepeatsPath =
+            layer.maskCameFromRenderingOtherData && !layer.hasRealFlags && (node.vectorMask || storedFill);
+        if (layer.hasLayerMask && !maskRepeatsPath) {
+            // With both a pixel mask and a vector mask, the record's second ("real") set of mask
+            // values describes the pixel mask.
+            const bool real = layer.hasRealFlags;
+            const bool disabled = real ? layer.realMaskDisabled : layer.maskDisabled;
+            auto maskImage = layer.maskImage();
+            if (!disabled && maskImage && image::channelCount(maskImage->format()) == 1) {
+                PixelMask mask;
+                mask.image = maskImage;
+                mask.rect = layer.maskRect;
+                mask.defaultValue = static_cast<float>(
+                    std::clamp(real ? layer.realMaskDefaultColor : layer.maskDefaultColor, 0.0, 1.0));
+                mask.density = layer.maskHasUserMaskDensity
+                                   ? static_cast<float>(std::clamp(layer.userMaskDensity, 0.0, 1.0))
+                                   : 1.0f;
+                if (real && maskImage->size() == layer.realMaskRect.size()) {
+                    mask.rect = layer.realMaskRect;
+                }
+                if (maskImage->size() == mask.rect.size()) {
+                    node.mask = std::move(mask);
+                }
+            }
+        }
+    }
+
+    const PSDWrapper& document_;
+    PSDRenderResult& result_;
+    std::vector<bool> selected_;
+};
+
+} // namespace
+
+RenderPlan buildRenderPlan(const PSDWrapper& document, const PSDRenderOptions& options,
+                           PSDRenderResult& result)
+{
+    RenderPlan plan;
+    plan.bitDepth = document.bitDepth;
+    PlanBuilder builder(document, options, result);
+    plan.roots = builder.nodes(layerTree(document), 0, false);
+    return plan;
+}
+
+} // namespace psdkit::render::detail

@@ -1,0 +1,37 @@
+#pragma once
+// Drawing the plan's nodes into one tile of premultiplied RGBA floats. Internal to the renderer.
+#include <cstdint>
+#include <vector>
+
+#include "psdkit/render/RenderPlan.hpp"
+
+namespace psdkit::render::detail {
+
+/// A rectangle of the canvas as premultiplied red, green, blue, alpha floats, row after row.
+struct Tile {
+    std::int64_t left = 0;
+    std::int64_t top = 0;
+    std::int64_t width = 0;
+    std::int64_t height = 0;
+    std::vector<float> samples;
+
+    Tile(std::int64_t left_, std::int64_t top_, std::int64_t width_, std::int64_t height_)
+        : left(left_), top(top_), width(width_), height(height_),
+          samples(static_cast<std::size_t>(width_ * height_ * 4), 0.0f)
+    {
+    }
+    [[nodiscard]] float* at(std::int64_t x, std::int64_t y) noexcept
+    {
+        return samples.data() + static_cast<std::size_t>(((y - top) * width + (x - left)) * 4);
+    }
+};
+
+/// Draws `nodes` (bottom first) onto `tile`.
+void drawNodes(const std::vector<RenderNode>& nodes, Tile& tile);
+
+/// Composites one source colour (unpremultiplied `source`, alpha `alpha`) onto one premultiplied
+/// pixel with `mode`. `x`, `y` place the pixel for dissolve's pattern.
+void compositePixel(image::BlendMode mode, const float* source, float alpha, float* pixel, std::int64_t x,
+                    std::int64_t y, const BlendRanges* ranges) noexcept;
+
+} // namespace psdkit::render::detail
