@@ -1,0 +1,37 @@
+#pragma once
+// The pieces of the psdkit Python module, each defined in its own file and called once from the
+// module's initialiser in Module.cpp.
+#include <cstdint>
+#include <memory>
+
+#include <pybind11/numpy.h>
+#include <pybind11/pybind11.h>
+
+#include "psdkit/platform/image/PixelBuffer.hpp"
+
+namespace psdkit::python {
+
+namespace py = pybind11;
+
+/// Registers the translation of library exceptions into psdkit.PSDError and its subclasses.
+void registerErrors(py::module_& module);
+/// Binds psdkit.Document and the functions that open documents.
+void bindDocument(py::module_& module);
+/// Binds psdkit.Layer.
+void bindLayer(py::module_& module);
+/// Binds the descriptor functions (read_descriptor, write_descriptor).
+void bindDescriptors(py::module_& module);
+
+/// The pixels of `buffer` as a numpy array: (h, w, 4) RGBA for colour buffers, (h, w) for grey
+/// ones; dtype uint8, uint16 or float32 by the sample type. 16- and 32-bit buffers are shared
+/// without a copy (the array keeps the buffer alive and writing to it changes the pixels); 8-bit
+/// colour buffers are stored ARGB and are converted into a new array. None for a null buffer.
+py::object arrayFromImage(const std::shared_ptr<image::PixelBufferType>& buffer);
+
+/// A new pixel buffer of bit depth `depth` (8, 16, 32) holding the pixels of `array`: colour
+/// (h, w, 4) RGBA or (h, w, 3) RGB (made opaque) when `grey` is false, (h, w) when it is true.
+/// The array's dtype must be the depth's (uint8, uint16, float32). Throws py::type_error or
+/// py::value_error.
+std::shared_ptr<image::PixelBufferType> imageFromArray(const py::handle& array, std::int64_t depth, bool grey);
+
+} // namespace psdkit::python

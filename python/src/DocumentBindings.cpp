@@ -1,0 +1,362 @@
+// psdkit.Document and psdkit.open: reading, the document's fields, building and saving.
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include <pybind11/stl.h>
+
+#include "Bindings.hpp"
+#include "Conversions.hpp"
+
+#include "psdkit/document/PSDWrapper.hpp"
+
+namespace psdkit::python {
+
+namespace {
+
+using Document = PSDWrapper;
+
+PSDReadOptions readOptions(bool keepUnknownBlocks, const std::string& decoding, unsigned threads)
+{
+    PSDReadOptions options;
+    options.keepUnknownBlocks = keepUnknownBlocks;
+    options.threadCount = threads;
+    if (decoding == "eager") {
+        options.imageDecoding = PSDImageDecoding::eager;
+    } else if (decoding == "on_demand") {
+        options.imageDecoding = PSDImageDecoding::onDemand;
+    } else if (decoding == "never") {
+        options.imageDecoding = PSDImageDecoding::never;
+    } else {
+        throw py::value_error("decoding is 'eager', 'on_demand' or 'never'");
+    }
+    return options;
+}
+
+// Raises OSError for `path` from errno (captured by the caller).
+[[noreturn]] void raiseOSError(int error, const std::string& path)
+{
+    errno = error;
+    PyErr_SetFromErrnoWithFilename(PyExc_OSError, path.c_str());
+    throw py::error_already_set();
+}
+
+std::vector<std::uint8_t> readFile(const std::string& path)
+{
+    std::vector<std::uint8_t> bytes;
+    int error = 0;
+    {
+        py::gil_scoped_release release;
+        std::FILE* file = std::fopen(path.c_str(), "rb");
+        if (!file) {
+            error = errno;
+        } else {
+            if (std::fseek(file, 0, SEEK_END) == 0) {
+                const long length = std::ftell(file);
+                if (length > 0 && std::fseek(file, 0, SEEK_SET) == 0) {
+                    bytes.resize(static_cast<std::size_t>(length));
+                    if (std::fread(bytes.data(), 1, bytes.size(), file) != bytes.size()) {
+                        error = EIO;
+                    }
+                }
+            }
+            std::fclose(file);
+        }
+    }
+    if (error != 0) {
+        raiseOSError(error, path);
+    }
+    return bytes;
+}
+
+void writeFile(const std::string& path, std::span<const std::uint8_t> bytes)
+{
+    int error = 0;
+    {
+        py::gil_scoped_release release;
+        std::FILE* file = std::fopen(path.c_str(), "wb");
+        if (!file) {
+            error = errno;
+        } else {
+            if (std::fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size()) {
+                error = errno != 0 ? errno : EIO;
+            }
+            if (std::fclose(file) != 0 && error == 0) {
+                error = errno;
+            }
+        }
+    }
+    if (error != 0) {
+        raiseOSError(error, path);
+    }
+}
+
+std::unique_ptr<Document> openDocument(const py::object& source, bool keepUnknownBlocks, const std::string& decoding,
+                                       unsigned threads)
+{
+    const auto options = readOptions(keepUnknownBlocks, decoding, threads);
+    if (PyObject_CheckBuffer(source.ptr())) {
+        // Bytes, bytearray, memoryview: read in place, without a copy.
+        const py::buffer_info info = py::reinterpret_borrow<py::buffer>(source).request();
+        const std::span<const std::uint8_t> bytes(static_cast<const std::uint8_t*>(info.ptr),
+                                                  static_cast<std::size_t>(info.size * info.itemsize));
+        py::gil_scoped_release release;
+        return std::make_unique<Document>(bytes, options);
+    }
+    const auto path = py::module_::import("os").attr("fspath")(source).cast<std::string>();
+    auto bytes = readFile(path);
+    py::gil_scoped_release release;
+    auto document = std::make_unique<Document>(std::span<const std::uint8_t>(bytes), options);
+    return document;
+}
+
+std::shared_ptr<image::PixelBufferType> blankImage(std::int64_t depth, image::IntegralSize size)
+{
+    switch (depth) {
+    case 16:
+        return std::make_shared<image::PixelBuffer<image::PixelRGBA16>>(size);
+    case 32:
+        return std::make_shared<image::PixelBuffer<image::PixelRGBA32>>(size);
+    default:
+        return std::make_shared<image::PixelBuffer<image::PixelARGB8>>(size);
+    }
+}
+
+// The merged image saved with the document: the caller's array, else the composite the file
+// carried (when it still fits the canvas), else a transparent canvas.
+// RENDER: once the compositor lands (src/psdkit/render/), a document without a fitting stored
+// composite gets the rendered one here instead of a transparent canvas.
+std::shared_ptr<image::PixelBufferType> compositeForSaving(const Document& document, const py::object& composite)
+{
+    const image::IntegralSize canvas{document.imageWidth, document.imageHeight};
+    if (!composite.is_none()) {
+        auto image = imageFromArray(composite, document.bitDepth, false);
+        if (!(image->size() == canvas)) {
+            throw py::value_error("the composite must have the document's size (height, width, 4)");
+        }
+        return image;
+    }
+    std::shared_ptr<image::PixelBufferType> stored;
+    {
+        py::gil_scoped_release release;
+        stored = document.compositeImage();
+    }
+    if (stored && stored->size() == canvas) {
+        return stored;
+    }
+    return blankImage(document.bitDepth, canvas);
+}
+
+std::vector<std::uint8_t> serialize(Document& document, const py::object& composite)
+{
+    const auto image = compositeForSaving(document, composite);
+    py::gil_scoped_release release;
+    return document.serializedRepresentationWithCompositeImage(image.get());
+}
+
+std::shared_ptr<PSDLayerWrapper> addLayer(Document& document, const std::string& name, const py::object& pixels,
+                                          std::int64_t left, std::int64_t top, double opacity,
+                                          const std::string& blendMode, bool visible, const py::object& mask)
+{
+    auto layer = std::make_shared<PSDLayerWrapper>(document.bitDepth);
+    layer->name = name;
+    layer->opacity = opacity;
+    layer->visible = visible;
+    layer->blendMode = toCode(blendMode);
+    layer->contentsRect = PSDMacRect(top, left, top, left);
+    layer->maskRect = PSDMacRect(top, left, top, left);
+    auto pyLayer = py::cast(layer);
+    pyLayer.attr("pixels") = pixels;
+    if (!mask.is_none()) {
+        pyLayer.attr("mask") = mask;
+    }
+    document.addLayerWrapper(layer);
+    return layer;
+}
+
+void bindFields(py::class_<Document>& cls)
+{
+    cls.def_readwrite("width", &Document::imageWidth, "Canvas width in pixels.");
+    cls.def_readwrite("height", &Document::imageHeight, "Canvas height in pixels.");
+    cls.def_readonly("depth", &Document::bitDepth, "Bits per sample: 8, 16 or 32.");
+    cls.def_readwrite("channels", &Document::numberOfChannels, "Channel count of the composite, from the header.");
+    cls.def_readwrite("is_psb", &Document::bigFile, "The big-document variant (PSB); saving writes that variant.");
+    cls.def_property(
+        "resolution", [](const Document& d) { return py::make_tuple(d.hRes, d.vRes); },
+        [](Document& d, const std::pair<double, double>& r) { std::tie(d.hRes, d.vRes) = r; },
+        "(horizontal, vertical) resolution, in the units of resolution_units.");
+    cls.def_property(
+        "resolution_units", [](const Document& d) { return py::make_tuple(d.hResUnit, d.vResUnit); },
+        [](Document& d, const std::pair<std::int64_t, std::int64_t>& u) { std::tie(d.hResUnit, d.vResUnit) = u; },
+        "Units of the resolution: 1 pixels per inch, 2 pixels per centimetre.");
+    cls.def_property_readonly(
+        "color_mode", [](const Document& d) { return d.colorMode == PSDColorMode::rgb ? "rgb" : "other"; },
+        "Colour mode from the header; 'rgb' for every document psdkit reads.");
+    cls.def_readwrite("enable_layer_effects", &Document::enableLayerEffects, "Whether layer effects are shown.");
+    cls.def_readwrite("global_light_angle", &Document::globalLightAngle, "Angle of the global light, degrees.");
+    cls.def_readwrite("global_light_altitude", &Document::globalLightAltitude, "Altitude of the global light, degrees.");
+    cls.def_readwrite("layers", &Document::layers,
+                      "The layers in file order, bottom first, flat: a 'group' layer opens a group (it lies above "
+                      "its members) and a 'sectionDivider' layer closes it. Assigning a list replaces them; the "
+                      "list returned is a copy, the layers in it are shared. See tree and walk() for the tree.");
+    cls.def_property(
+        "image_resources",
+        [](const Document& d) {
+            py::list list;
+            for (const auto& block : d.imageResources) {
+                list.append(py::make_tuple(block.identifier, block.name, toBytes(block.data)));
+            }
+            return list;
+        },
+        [](Document& d, const py::iterable& list) {
+            std::vector<PSDImageResourceBlock> blocks;
+            for (const auto& item : list) {
+                const auto entry = item.cast<py::tuple>();
+                blocks.push_back({entry[0].cast<std::int64_t>(), entry[1].cast<std::string>(), fromBytesLike(entry[2])});
+            }
+            d.imageResources = std::move(blocks);
+        },
+        "Image resources kept raw, in file order, as (identifier, name, data) tuples.");
+    cls.def_property(
+        "tagged_blocks",
+        [](const Document& d) {
+            py::dict blocks;
+            for (const auto& [key, data] : d.additionalLayerAndMaskInfo) {
+                blocks[py::str(key.rawValue())] = toBytes(data);
+            }
+            return blocks;
+        },
+        [](Document& d, const py::dict& blocks) {
+            d.additionalLayerAndMaskInfo = {};
+            for (const auto& [key, value] : blocks) {
+                d.additionalLayerAndMaskInfo.insertOrAssign(toCode(key.cast<std::string>()), fromBytesLike(value));
+            }
+        },
+        "Document-level tagged blocks to be saved, {key: bytes}; reading leaves it empty.");
+    cls.def_property(
+        "uninterpreted_blocks", [](const Document& d) { return rawBlocksToList(d.uninterpretedBlocks); },
+        [](Document& d, const py::iterable& blocks) { d.uninterpretedBlocks = rawBlocksFromList(blocks); },
+        "Document-level blocks kept whole with keep_unknown_blocks=True: (signature, key, data, long_length).");
+    cls.def_property(
+        "icc_profile",
+        [](const Document& d) -> py::object {
+            const auto data = d.colorSpace.iccData();
+            return data ? py::object(toBytes(*data)) : py::object(py::none());
+        },
+        [](Document& d, const py::object& data) {
+            if (data.is_none()) {
+                d.colorSpace = ColorSpace::deviceRGB();
+                return;
+            }
+            auto space = ColorSpace::fromICCData(fromBytesLike(data));
+            if (!space) {
+                throw py::value_error("not an ICC profile psdkit can use");
+            }
+            d.colorSpace = std::move(*space);
+        },
+        "The embedded ICC profile's bytes, or None for device RGB. Setting None removes the profile.");
+}
+
+void bindImages(py::class_<Document>& cls)
+{
+    cls.def(
+        "composite",
+        [](const Document& d) {
+            std::shared_ptr<image::PixelBufferType> image;
+            {
+                py::gil_scoped_release release;
+                image = d.compositeImage();
+            }
+            return arrayFromImage(image);
+        },
+        "The merged image stored in the file, (height, width, 4) RGBA, decoded anew on every call; None "
+        "when the file has too few channels or they cannot be decoded.");
+    cls.def_property_readonly(
+        "alpha_channels",
+        [](const Document& d) {
+            py::list list;
+            if (d.alphaChannels) {
+                for (const auto& channel : *d.alphaChannels) {
+                    py::object name = channel->name ? py::object(py::str(*channel->name)) : py::object(py::none());
+                    list.append(py::make_tuple(name, arrayFromImage(channel->image)));
+                }
+            }
+            return list;
+        },
+        "Extra channels of the composite as (name, array of shape (height, width)) tuples; name may be None.");
+    cls.def(
+        "add_alpha_channel",
+        [](Document& d, const py::object& name, const py::object& pixels) {
+            auto channel = std::make_shared<PSDAlphaChannel>();
+            if (!name.is_none()) {
+                channel->name = name.cast<std::string>();
+            }
+            channel->image = imageFromArray(pixels, d.bitDepth, true);
+            d.addAlphaChannel(std::move(channel));
+        },
+        py::arg("name"), py::arg("pixels"), "Appends an alpha channel: pixels of shape (height, width).");
+    // RENDER: render() is defined in psdkit/__init__.py and reaches the compositor from there.
+}
+
+} // namespace
+
+void bindDocument(py::module_& module)
+{
+    py::class_<Document> cls(module, "Document",
+                             "One PSD or PSB document in memory. Owns its layers (shared with Python as "
+                             "psdkit.Layer objects). Use from one thread at a time.");
+    cls.def(py::init([](std::int64_t width, std::int64_t height, std::int64_t depth) {
+                if (depth != 8 && depth != 16 && depth != 32) {
+                    throw py::value_error("depth must be 8, 16 or 32");
+                }
+                auto document = std::make_unique<Document>();
+                document->imageWidth = width;
+                document->imageHeight = height;
+                document->bitDepth = depth;
+                document->numberOfChannels = 4;
+                return document;
+            }),
+            py::arg("width"), py::arg("height"), py::arg("depth") = 8,
+            "A new empty RGB document of the given size and depth (8, 16 or 32).");
+    bindFields(cls);
+    bindImages(cls);
+    cls.def("add_layer", &addLayer, py::arg("name"), py::arg("pixels") = py::none(), py::arg("left") = 0,
+            py::arg("top") = 0, py::arg("opacity") = 1.0, py::arg("blend_mode") = "norm", py::arg("visible") = true,
+            py::arg("mask") = py::none(),
+            "Appends a layer on top: pixels (h, w, 4) or (h, w, 3) of the document's dtype placed at "
+            "(left, top), optional mask (h, w) at the same place. Returns the new Layer.");
+    cls.def("add_divider", &Document::addSectionDivider,
+            "Appends a group-closing layer ('sectionDivider'). A group is a divider, its members, then a "
+            "layer of kind 'group' above them (layers are listed bottom first).");
+    cls.def(
+        "to_bytes",
+        [](Document& d, const py::object& composite) {
+            const auto bytes = serialize(d, composite);
+            return toBytes(bytes);
+        },
+        py::arg("composite") = py::none(),
+        "The bytes of a complete file. composite: the merged image to store, (height, width, 4) of the "
+        "document's dtype; by default the file's own composite, or a transparent canvas for new documents. "
+        "Raises PSDError (case 'writeParameterError', ...) for values that do not fit the format.");
+    cls.def(
+        "save",
+        [](Document& d, const py::object& path, const py::object& composite) {
+            const auto bytes = serialize(d, composite);
+            writeFile(py::module_::import("os").attr("fspath")(path).cast<std::string>(), bytes);
+        },
+        py::arg("path"), py::arg("composite") = py::none(), "Writes to_bytes(composite) to the file at path.");
+
+    module.def("open", &openDocument, py::arg("source"), py::kw_only(), py::arg("keep_unknown_blocks") = false,
+               py::arg("decoding") = "eager", py::arg("threads") = 0u,
+               R"(Reads a PSD or PSB document.
+
+source: a path (str or os.PathLike), or the file's bytes (bytes, bytearray, memoryview; read in
+place and not kept). keep_unknown_blocks: keep the tagged blocks psdkit does not interpret and save
+them back. decoding: when layer pixels are decoded: 'eager' (while reading), 'on_demand' (on first
+access) or 'never' (structure only, for listing). threads: decoding threads, 0 for one per core.
+Raises PSDError (with .case) for malformed or unsupported files, OSError when the file cannot be
+read. The GIL is released while reading.)");
+}
+
+} // namespace psdkit::python
