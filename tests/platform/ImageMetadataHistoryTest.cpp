@@ -47,20 +47,21 @@ TEST(ImageMetadataHistoryTest, PacketsReadInBetweenChangeNeitherKeysNorPacket)
 {
     struct Case {
         const char* name;
-        Bytes first;  // read and written
+        Bytes first;   // read and written
         Bytes between; // read after it, before it is written
         std::string expectedKey;
         std::string expectedBinding;
     };
     const Case cases[] = {
-        {"xap, then xmp for the same namespace", fileBinding("xap", kXap), fileBinding("xmp", kXap), "Xmp.xmp.Thing",
-         "xmlns:xmp=\"" + kXap + "\""},
-        {"xmp, then xap for the same namespace", fileBinding("xmp", kXap), fileBinding("xap", kXap), "Xmp.xmp.Thing",
-         "xmlns:xmp=\"" + kXap + "\""},
+        {"xap, then xmp for the same namespace", fileBinding("xap", kXap), fileBinding("xmp", kXap),
+         "Xmp.xmp.Thing", "xmlns:xmp=\"" + kXap + "\""},
+        {"xmp, then xap for the same namespace", fileBinding("xmp", kXap), fileBinding("xap", kXap),
+         "Xmp.xmp.Thing", "xmlns:xmp=\"" + kXap + "\""},
         {"own prefix, then the same prefix for another URI", fileBinding("own", "http://example.com/a/"),
          fileBinding("own", "http://example.com/b/"), "Xmp.own.Thing", "xmlns:own=\"http://example.com/a/\""},
         {"own prefix, then another prefix for the same URI", fileBinding("own", "http://example.com/a/"),
-         fileBinding("other", "http://example.com/a/"), "Xmp.own.Thing", "xmlns:own=\"http://example.com/a/\""},
+         fileBinding("other", "http://example.com/a/"), "Xmp.own.Thing",
+         "xmlns:own=\"http://example.com/a/\""},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
