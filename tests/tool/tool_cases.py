@@ -329,6 +329,28 @@ def check_failures(ctx):
         checks.equal("the old OUT is untouched", f.read(), b"previous contents")
     checks.equal("no temporary file is left", sorted(f for f in os.listdir(ctx.work) if f.startswith(".")), [])
 
+    # A write that fails half-way (here: the file size limit, EFBIG after 4 KiB) reports the error
+    # and leaves neither a partial file nor the temporary one; an existing OUT stays untouched.
+    def limit_file_size():
+        import resource
+        import signal
+        signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+        resource.setrlimit(resource.RLIMIT_FSIZE, (4096, 4096))
+
+    source = ctx.corpus_file("psdtools-clipping-mask.psd")
+    for target, before in (("cut.psd", None), ("keep.psd", b"previous contents")):
+        done = subprocess.run([ctx.tool, "rewrite", source, ctx.path(target)], capture_output=True, timeout=300,
+                              preexec_fn=limit_file_size)
+        err = done.stderr.decode("utf-8", "replace")
+        checks.equal("rewrite cut short: status and message", [done.returncode, "File too large" in err], [3, True])
+        if before is None:
+            checks.true("rewrite cut short leaves no file", not os.path.exists(ctx.path(target)))
+        else:
+            with open(ctx.path(target), "rb") as f:
+                checks.equal("rewrite cut short leaves OUT untouched", f.read(), before)
+        checks.equal("rewrite cut short leaves no temporary file",
+                     sorted(f for f in os.listdir(ctx.work) if f.startswith(".")), [])
+
     # check: exit 0 only when every file passed.
     good = ctx.corpus_file("psdtools-1layer.psd")
     checks.equal("check of good files", ctx.run("check", good, good)[0], 0)

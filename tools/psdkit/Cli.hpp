@@ -3,6 +3,7 @@
 // exit status, whole-file reading and atomic writing.
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -77,6 +78,10 @@ class Arguments {
 /// Writes `bytes` to a temporary file beside `path` and renames it over `path`, so that readers
 /// never see a partial file and a failure leaves nothing behind. Throws IoError.
 void writeFileAtomically(const std::filesystem::path& path, std::span<const std::uint8_t> bytes);
+/// The same for a file that `produce` writes to the sink it is given (a temporary file beside
+/// `path`): renamed over `path` only when `produce` returns; when it throws, the temporary file
+/// is removed and the exception passes on (a failure of the file itself as IoError).
+void writeFileAtomically(const std::filesystem::path& path, const std::function<void(PSDOutputSink&)>& produce);
 
 /// `text` with control characters and invalid UTF-8 escaped, for one-line display.
 [[nodiscard]] std::string printable(const std::string& text);

@@ -4,7 +4,10 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <fcntl.h>
 #include <unistd.h>
+
+#include <system_error>
 
 #include "Cli.hpp"
 
@@ -130,23 +133,33 @@ PSDWrapper readDocument(const std::filesystem::path& path, const PSDReadOptions&
     return PSDWrapper(std::span<const std::uint8_t>(bytes), options);
 }
 
-void writeFileAtomically(const std::filesystem::path& path, std::span<const std::uint8_t> bytes)
+void writeFileAtomically(const std::filesystem::path& path, const std::function<void(PSDOutputSink&)>& produce)
 {
     const std::filesystem::path temporary =
         path.parent_path() /
         ("." + path.filename().string() + ".psdkit-" + std::to_string(::getpid()) + ".tmp");
-    std::FILE* file = std::fopen(temporary.c_str(), "wb");
-    if (!file) {
+    const int file = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (file < 0) {
         throw IoError(systemMessage(errno));
     }
-    bool ok = bytes.empty() || std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-    ok = std::fflush(file) == 0 && ok;
-    const int writeError = errno;
-    ok = std::fclose(file) == 0 && ok;
     std::error_code ec;
-    if (!ok) {
+    try {
+        PSDFileDescriptorOutputSink sink(file);
+        produce(sink);
+    } catch (...) {
+        ::close(file);
         std::filesystem::remove(temporary, ec);
-        throw IoError(systemMessage(writeError));
+        try {
+            throw;
+        } catch (const std::system_error& error) {
+            // The sink's failures (a full disk, an I/O error) are the tool's own kind of failure.
+            throw IoError(systemMessage(error.code().value()));
+        }
+    }
+    if (::close(file) != 0) {
+        const int closeError = errno;
+        std::filesystem::remove(temporary, ec);
+        throw IoError(systemMessage(closeError));
     }
     std::filesystem::rename(temporary, path, ec);
     if (ec) {
@@ -154,6 +167,11 @@ void writeFileAtomically(const std::filesystem::path& path, std::span<const std:
         std::filesystem::remove(temporary, ec);
         throw IoError("cannot replace the file: " + reason);
     }
+}
+
+void writeFileAtomically(const std::filesystem::path& path, std::span<const std::uint8_t> bytes)
+{
+    writeFileAtomically(path, [&](PSDOutputSink& sink) { sink.write(bytes); });
 }
 
 std::string printable(const std::string& text)

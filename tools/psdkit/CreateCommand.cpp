@@ -175,9 +175,9 @@ int runCreate(std::span<const std::string> args)
     addLayers(document, std::span(arguments.positional()).subspan(1), maximumSide);
 
     const auto composite = renderOrRefuse(document);
-    const std::vector<std::uint8_t> bytes =
-        onFile(out, [&] { return document.serializedRepresentationWithCompositeImage(composite.get()); });
-    onFile(out, [&] { writeFileAtomically(out, bytes); });
+    onFile(out, [&] {
+        writeFileAtomically(out, [&](PSDOutputSink& sink) { document.serializeWithCompositeImage(composite.get(), sink); });
+    });
     std::printf("%s: %s, %" PRId64 "-bit, %" PRId64 " x %" PRId64 " px, %zu layer record%s\n", out.c_str(),
                 big ? "PSB" : "PSD", document.bitDepth, size.width, size.height, document.layers.size(),
                 document.layers.size() == 1 ? "" : "s");

@@ -81,9 +81,9 @@ int runRewrite(std::span<const std::string> args)
     const auto composite = onFile(input, [&] {
         return arguments.flag("render") ? renderOrRefuse(document) : compositeForWriting(document);
     });
-    const std::vector<std::uint8_t> bytes =
-        onFile(output, [&] { return document.serializedRepresentationWithCompositeImage(composite.get()); });
-    onFile(output, [&] { writeFileAtomically(output, bytes); });
+    onFile(output, [&] {
+        writeFileAtomically(output, [&](PSDOutputSink& sink) { document.serializeWithCompositeImage(composite.get(), sink); });
+    });
     std::printf("%s: %s, %" PRId64 "-bit, %" PRId64 " x %" PRId64 " px, %zu layer record%s\n", output.c_str(),
                 document.bigFile ? "PSB" : "PSD", document.bitDepth, document.imageWidth,
                 document.imageHeight, document.layers.size(), document.layers.size() == 1 ? "" : "s");

@@ -15,37 +15,54 @@
 #include "psdkit/core/PSDError.hpp"
 #include "psdkit/core/PSDFourCharCode.hpp"
 #include "psdkit/core/PSDMacRect.hpp"
+#include "psdkit/core/PSDOutputSink.hpp"
 
 namespace psdkit {
 
-/// A growing big-endian byte buffer with range-checked appends. It owns its bytes until
-/// `takeData()` hands them over. Not copyable; one thread at a time.
+/// A big-endian byte writer with range-checked appends. A writer made without a sink keeps every
+/// byte in memory and owns them until `takeData()` hands them over. A writer on a sink passes the
+/// bytes on as it goes, keeping only a small buffer; it overwrites lengths in that buffer or, once
+/// passed on, through `PSDOutputSink::patch`. Whatever the sink throws passes through unchanged.
+/// Not copyable; one thread at a time.
 class PSDKIT_EXPORT PSDWriter {
 public:
     PSDWriter() = default;
+    /// A writer that passes its bytes on to `sink`, which must outlive it. Call `flush()` at the
+    /// end: until then the last bytes may still be held here.
+    explicit PSDWriter(PSDOutputSink& sink) noexcept : sink_(&sink) {}
     PSDWriter(const PSDWriter&) = delete;
     PSDWriter& operator=(const PSDWriter&) = delete;
 
-    /// Everything written so far.
+    /// Everything written so far (on a sink: the bytes not yet passed on).
     [[nodiscard]] const std::vector<std::uint8_t>& data() const noexcept { return data_; }
-    /// Hands the bytes to the caller and leaves the writer empty.
+    /// Hands the bytes held here to the caller and leaves the writer empty (in memory only).
     [[nodiscard]] std::vector<std::uint8_t> takeData() noexcept { return std::exchange(data_, {}); }
-    /// Current length of `data()`.
-    [[nodiscard]] std::int64_t size() const noexcept { return static_cast<std::int64_t>(data_.size()); }
-    /// Reserves room for `bytes` more bytes (a hint; never needed for correctness).
-    void reserve(std::size_t bytes) { data_.reserve(data_.size() + bytes); }
+    /// How many bytes were written so far, passed on or not.
+    [[nodiscard]] std::int64_t size() const noexcept
+    {
+        return static_cast<std::int64_t>(passedOn_ + data_.size());
+    }
+    /// Reserves room for `bytes` more bytes (a hint for writers in memory; ignored on a sink).
+    void reserve(std::size_t bytes)
+    {
+        if (sink_ == nullptr) {
+            data_.reserve(data_.size() + bytes);
+        }
+    }
+    /// Passes the bytes held here on to the sink (nothing to do in memory).
+    void flush();
 
     /// @name Appending numbers
     /// Each checks the value's range (`PSDException(writeParameterError)`) before writing.
     ///@{
-    void appendUInt8(std::int64_t value);   ///< 0 to 255
-    void appendInt16(std::int64_t value);   ///< -32768 to 32767
-    void appendUInt16(std::int64_t value);  ///< 0 to 65535
-    void appendInt32(std::int64_t value);   ///< signed 32-bit range
-    void appendUInt32(std::int64_t value);  ///< 0 to 4294967295
-    void appendInt64(std::int64_t value);   ///< any
-    void appendFloat32(double value);       ///< rounded to single precision
-    void appendFloat64(double value);       ///< any
+    void appendUInt8(std::int64_t value);  ///< 0 to 255
+    void appendInt16(std::int64_t value);  ///< -32768 to 32767
+    void appendUInt16(std::int64_t value); ///< 0 to 65535
+    void appendInt32(std::int64_t value);  ///< signed 32-bit range
+    void appendUInt32(std::int64_t value); ///< 0 to 4294967295
+    void appendInt64(std::int64_t value);  ///< any
+    void appendFloat32(double value);      ///< rounded to single precision
+    void appendFloat64(double value);      ///< any
     ///@}
     /// 16.16 fixed point: integer part unsigned, fraction × 65535 truncated. The value must be
     /// finite with 0 <= value < 65536 (writeParameterError otherwise).
@@ -55,7 +72,7 @@ public:
     /// Top, left, bottom, right as signed 32-bit; each must fit (writeParameterError).
     void appendMacRect(const PSDMacRect& rect);
     /// The bytes unchanged.
-    void appendData(std::span<const std::uint8_t> bytes) { data_.insert(data_.end(), bytes.begin(), bytes.end()); }
+    void appendData(std::span<const std::uint8_t> bytes);
     /// `count` zero bytes; count must be >= 0 (writeParameterError).
     void appendPadding(std::int64_t count);
     /// Length byte and Mac OS Roman text (lossy: unencodable characters become '?', one byte each),
@@ -70,7 +87,8 @@ public:
     void appendCString(std::string_view text);
 
     /// @name Overwriting bytes already written
-    /// The value must fit and the range must lie inside `data()` (`PSDException(writeParameterError)`).
+    /// The value must fit and the range must lie inside what was written so far
+    /// (`PSDException(writeParameterError)`).
     ///@{
     void setInt16(std::int64_t value, std::int64_t offset); ///< Two bytes at `offset`, signed 16-bit range.
     void setInt32(std::int64_t value, std::int64_t offset); ///< Four bytes at `offset`, signed 32-bit range.
@@ -78,11 +96,12 @@ public:
     ///@}
     /// Overwrites the bytes at `offset` with the memory bytes of `value`, in the host's byte order.
     template <typename T>
-        requires std::is_trivially_copyable_v<T>
+    requires std::is_trivially_copyable_v<T>
     void replace(const T& value, std::int64_t offset)
     {
-        checkRange(offset, sizeof(T));
-        std::memcpy(data_.data() + offset, &value, sizeof(T));
+        std::uint8_t bytes[sizeof(T)];
+        std::memcpy(bytes, &value, sizeof(T));
+        overwrite(offset, bytes);
     }
 
     /// Writes a length-prefixed block: a placeholder length (8 bytes when `big`, else 4), the body
@@ -91,7 +110,8 @@ public:
     /// `lengthIncludesPadding`. A 4-byte length above 2147483647 is writeParameterError. Whatever
     /// `dataWriter` throws passes through; the partial block then stays in `data()`.
     template <typename DataWriter>
-    void writePSDDataBlock(bool big, std::int64_t padding, bool lengthIncludesPadding, DataWriter&& dataWriter)
+    void writePSDDataBlock(bool big, std::int64_t padding, bool lengthIncludesPadding,
+                           DataWriter&& dataWriter)
     {
         const std::int64_t lengthAt = size();
         appendPadding(big ? 8 : 4);
@@ -100,14 +120,26 @@ public:
         finishDataBlock(big, padding, lengthIncludesPadding, lengthAt, bodyAt);
     }
 
-private:
+  private:
     void checkRange(std::int64_t offset, std::size_t count) const;
+    void overwrite(std::int64_t offset, std::span<const std::uint8_t> bytes);
+    void flushWhenFull()
+    {
+        if (sink_ != nullptr && data_.size() >= kBufferSize) {
+            flush();
+        }
+    }
     void appendBigEndian(std::uint64_t bits, int bytes);
     void setBigEndian(std::uint64_t bits, int bytes, std::int64_t offset);
     void finishDataBlock(bool big, std::int64_t padding, bool lengthIncludesPadding, std::int64_t lengthAt,
                          std::int64_t bodyAt);
 
-    std::vector<std::uint8_t> data_;
+    // On a sink, bytes are passed on once this many are held; larger appends go straight through.
+    static constexpr std::size_t kBufferSize = std::size_t{1} << 16;
+
+    std::vector<std::uint8_t> data_; // in memory: everything; on a sink: the bytes not passed on
+    PSDOutputSink* sink_ = nullptr;
+    std::uint64_t passedOn_ = 0; // bytes handed to the sink so far
 };
 
 } // namespace psdkit

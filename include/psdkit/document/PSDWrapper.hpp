@@ -11,6 +11,7 @@
 #include "psdkit/core/OrderedMap.hpp"
 #include "psdkit/core/PSDError.hpp"
 #include "psdkit/core/PSDFourCharCode.hpp"
+#include "psdkit/core/PSDOutputSink.hpp"
 #include "psdkit/document/PSDAlphaChannel.hpp"
 #include "psdkit/document/PSDColorMode.hpp"
 #include "psdkit/document/PSDImageResourceBlock.hpp"
@@ -161,8 +162,19 @@ public:
     /// image data is reached) or a value does not fit its field, writeUnknownError for text that
     /// cannot be encoded, writeUnableToCreateMetaData when no XMP packet can be made; the image
     /// core's ImageException and the platform's PlatformException unchanged. No bytes on failure.
+    /// The same bytes as `serializeWithCompositeImage` gives; the vector is allocated once, at its
+    /// exact size, when the whole file has been written.
     [[nodiscard]] std::vector<std::uint8_t>
     serializedRepresentationWithCompositeImage(const image::PixelBufferType* composite);
+
+    /// Writes the same file as `serializedRepresentationWithCompositeImage`, byte for byte, to
+    /// `sink` as it goes, without holding the whole file in memory: the bytes of each section are
+    /// handed on as they are made, and section lengths are patched in once known (so the sink
+    /// must be able to go back, see `PSDOutputSink::patch`). Throws what that call throws, and
+    /// passes on unchanged whatever the sink throws (the ready-made sinks: std::system_error);
+    /// after a failure the sink holds an incomplete file, which the host discards. The document
+    /// changes as that call describes. The sink is only used during the call.
+    void serializeWithCompositeImage(const image::PixelBufferType* composite, PSDOutputSink& sink);
 
 private:
     friend class PSDDocumentReader;

@@ -1,5 +1,6 @@
 #include "psdkit/core/PSDWriter.hpp"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <limits>
@@ -23,28 +24,67 @@ void PSDWriter::appendBigEndian(std::uint64_t bits, int bytes)
     for (int i = bytes - 1; i >= 0; --i) {
         data_.push_back(static_cast<std::uint8_t>(bits >> (8 * i)));
     }
+    flushWhenFull();
+}
+
+void PSDWriter::flush()
+{
+    if (sink_ != nullptr && !data_.empty()) {
+        sink_->write(data_);
+        passedOn_ += data_.size();
+        data_.clear();
+    }
+}
+
+void PSDWriter::appendData(std::span<const std::uint8_t> bytes)
+{
+    if (sink_ != nullptr && bytes.size() >= kBufferSize) {
+        flush();
+        sink_->write(bytes);
+        passedOn_ += bytes.size();
+        return;
+    }
+    data_.insert(data_.end(), bytes.begin(), bytes.end());
+    flushWhenFull();
 }
 
 void PSDWriter::checkRange(std::int64_t offset, std::size_t count) const
 {
-    if (offset < 0 || static_cast<std::uint64_t>(offset) > data_.size() ||
-        data_.size() - static_cast<std::size_t>(offset) < count) {
+    const auto written = static_cast<std::uint64_t>(size());
+    if (offset < 0 || static_cast<std::uint64_t>(offset) > written ||
+        written - static_cast<std::uint64_t>(offset) < count) {
         throw PSDException(PSDError::writeParameterError);
     }
 }
 
+// The part of the range already passed on goes to the sink, the rest is changed here.
+void PSDWriter::overwrite(std::int64_t offset, std::span<const std::uint8_t> bytes)
+{
+    checkRange(offset, bytes.size());
+    auto at = static_cast<std::uint64_t>(offset);
+    if (at < passedOn_) {
+        const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), passedOn_ - at));
+        sink_->patch(at, bytes.first(count));
+        bytes = bytes.subspan(count);
+        at += count;
+    }
+    std::copy(bytes.begin(), bytes.end(), data_.begin() + static_cast<std::ptrdiff_t>(at - passedOn_));
+}
+
 void PSDWriter::setBigEndian(std::uint64_t bits, int bytes, std::int64_t offset)
 {
-    checkRange(offset, static_cast<std::size_t>(bytes));
+    std::uint8_t encoded[8];
     for (int i = 0; i < bytes; ++i) {
-        data_[static_cast<std::size_t>(offset + i)] = static_cast<std::uint8_t>(bits >> (8 * (bytes - 1 - i)));
+        encoded[i] = static_cast<std::uint8_t>(bits >> (8 * (bytes - 1 - i)));
     }
+    overwrite(offset, std::span(encoded, static_cast<std::size_t>(bytes)));
 }
 
 void PSDWriter::appendUInt8(std::int64_t value)
 {
     requireInRange(value, 0, 255);
     data_.push_back(static_cast<std::uint8_t>(value));
+    flushWhenFull();
 }
 
 void PSDWriter::appendInt16(std::int64_t value)
@@ -71,14 +111,20 @@ void PSDWriter::appendUInt32(std::int64_t value)
     appendBigEndian(static_cast<std::uint64_t>(value), 4);
 }
 
-void PSDWriter::appendInt64(std::int64_t value) { appendBigEndian(static_cast<std::uint64_t>(value), 8); }
+void PSDWriter::appendInt64(std::int64_t value)
+{
+    appendBigEndian(static_cast<std::uint64_t>(value), 8);
+}
 
 void PSDWriter::appendFloat32(double value)
 {
     appendBigEndian(std::bit_cast<std::uint32_t>(static_cast<float>(value)), 4);
 }
 
-void PSDWriter::appendFloat64(double value) { appendBigEndian(std::bit_cast<std::uint64_t>(value), 8); }
+void PSDWriter::appendFloat64(double value)
+{
+    appendBigEndian(std::bit_cast<std::uint64_t>(value), 8);
+}
 
 void PSDWriter::appendFixed32(double value)
 {
@@ -98,7 +144,7 @@ void PSDWriter::appendFourCharCode(const PSDFourCharCode& code)
     if (!bytes || bytes->size() != 4) {
         throw PSDException(PSDError::writeUnknownError);
     }
-    data_.insert(data_.end(), bytes->begin(), bytes->end());
+    appendData(*bytes);
 }
 
 void PSDWriter::appendMacRect(const PSDMacRect& rect)
@@ -118,6 +164,7 @@ void PSDWriter::appendPadding(std::int64_t count)
         throw PSDException(PSDError::writeParameterError);
     }
     data_.resize(data_.size() + static_cast<std::size_t>(count), 0);
+    flushWhenFull();
 }
 
 void PSDWriter::appendPascalString(std::string_view text, std::int64_t padding)
@@ -131,7 +178,7 @@ void PSDWriter::appendPascalString(std::string_view text, std::int64_t padding)
     }
     const std::size_t length = bytes->size() < 255 ? bytes->size() : 255;
     data_.push_back(static_cast<std::uint8_t>(length));
-    data_.insert(data_.end(), bytes->begin(), bytes->begin() + static_cast<std::ptrdiff_t>(length));
+    appendData(std::span(*bytes).first(length));
     const auto written = static_cast<std::int64_t>(1 + length);
     if (padding != 0 && written % padding != 0) {
         appendPadding(padding - written % padding);
@@ -157,7 +204,7 @@ void PSDWriter::appendUnicodeString(std::string_view text, bool zeroTerminated, 
         throw PSDException(PSDError::writeParameterError);
     }
     appendBigEndian(static_cast<std::uint64_t>(units), 4);
-    data_.insert(data_.end(), bytes->begin(), bytes->end());
+    appendData(*bytes);
     const std::int64_t written = 4 + 2 * units;
     if (padding != 0 && written % padding != 0) {
         appendPadding(padding - written % padding);
@@ -174,7 +221,7 @@ void PSDWriter::appendCString(std::string_view text)
         throw PSDException(PSDError::writeParameterError);
     }
     appendBigEndian(bytes->size(), 4);
-    data_.insert(data_.end(), bytes->begin(), bytes->end());
+    appendData(*bytes);
 }
 
 void PSDWriter::setInt16(std::int64_t value, std::int64_t offset)
@@ -194,8 +241,8 @@ void PSDWriter::setInt64(std::int64_t value, std::int64_t offset)
     setBigEndian(static_cast<std::uint64_t>(value), 8, offset);
 }
 
-void PSDWriter::finishDataBlock(bool big, std::int64_t padding, bool lengthIncludesPadding, std::int64_t lengthAt,
-                                std::int64_t bodyAt)
+void PSDWriter::finishDataBlock(bool big, std::int64_t padding, bool lengthIncludesPadding,
+                                std::int64_t lengthAt, std::int64_t bodyAt)
 {
     if (padding < 0) {
         throw PSDException(PSDError::writeParameterError);

@@ -6,6 +6,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "psdkit/core/ChunkedOutputSink.hpp"
 #include "psdkit/layers/DepthFormats.hpp"
 #include "psdkit/layers/TaggedBlockWriting.hpp"
 #include "psdkit/platform/LibraryResources.hpp"
@@ -67,10 +68,17 @@ bool isPatternKey(const PSDFourCharCode& key)
 std::vector<std::uint8_t>
 PSDWrapper::serializedRepresentationWithCompositeImage(const image::PixelBufferType* composite)
 {
-    return PSDDocumentWriter(*this, composite).write();
+    ChunkedOutputSink pieces;
+    PSDDocumentWriter(*this, composite, pieces).write();
+    return pieces.takeBytes();
 }
 
-std::vector<std::uint8_t> PSDDocumentWriter::write()
+void PSDWrapper::serializeWithCompositeImage(const image::PixelBufferType* composite, PSDOutputSink& sink)
+{
+    PSDDocumentWriter(*this, composite, sink).write();
+}
+
+void PSDDocumentWriter::write()
 {
     checkWritable();
     compositeTransparency_ = writesCompositeTransparency();
@@ -80,7 +88,7 @@ std::vector<std::uint8_t> PSDDocumentWriter::write()
     writeImageResources();
     writeLayerAndMaskInformation();
     writeImageData();
-    return writer_.takeData();
+    writer_.flush();
 }
 
 void PSDDocumentWriter::writeHeader()
@@ -282,11 +290,6 @@ void PSDDocumentWriter::writeImageData()
             }
         }
     }
-    std::size_t total = 0;
-    for (const auto& channel : channels) {
-        total += channel.compressedData.size() + channel.rowByteCounts.size() * 4;
-    }
-    writer_.reserve(total + 2);
     writer_.appendUInt16(rle ? 1 : 0);
     if (rle) {
         for (const auto& channel : channels) {
@@ -299,8 +302,10 @@ void PSDDocumentWriter::writeImageData()
             }
         }
     }
-    for (const auto& channel : channels) {
+    // Each channel is released as soon as it is written.
+    for (auto& channel : channels) {
         writer_.appendData(channel.compressedData);
+        std::vector<std::uint8_t>().swap(channel.compressedData);
     }
 }
 

@@ -11,12 +11,12 @@ namespace psdkit {
 
 class PSDDocumentWriter {
 public:
-    PSDDocumentWriter(PSDWrapper& document, const image::PixelBufferType* composite)
-        : document_(document), composite_(composite)
+    PSDDocumentWriter(PSDWrapper& document, const image::PixelBufferType* composite, PSDOutputSink& sink)
+        : document_(document), composite_(composite), writer_(sink)
     {
     }
-    /// Writes the whole file and hands over its bytes; throws on the first failure.
-    [[nodiscard]] std::vector<std::uint8_t> write();
+    /// Writes the whole file to the sink; throws on the first failure.
+    void write();
 
 private:
     // Refuses (writeParameterError, naming the layer or field) every document whose output the

@@ -1,6 +1,12 @@
 // All use of Exiv2 in psdkit is in this file. Exiv2 keeps process-wide state (the XMP toolkit,
 // its namespace registry, its log level) that is not safe to touch from several threads, so
 // every call into it runs under one mutex.
+//
+// The namespace registry is also history: decoding a packet binds the prefixes that packet uses
+// (xap or xmp for the same namespace, or any prefix to any URI), and later decodes and encodes
+// follow the latest binding. So that a tree's keys depend on its packet alone and its packet on
+// the tree alone, the registry is put back to its initial state before every decode, and before
+// every use of a tree the bindings that tree was read with are registered again.
 #include "psdkit/platform/ImageMetadata.hpp"
 
 #include <exiv2/exiv2.hpp>
@@ -8,6 +14,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <map>
 #include <mutex>
 #include <new>
 
@@ -18,6 +25,8 @@ namespace psdkit {
 
 struct ImageMetadata::Tree {
     Exiv2::XmpData xmp;
+    // The namespace URI of every prefix the tree's keys use, as bound when it was read.
+    std::map<std::string, std::string> namespaces;
 };
 
 namespace {
@@ -157,6 +166,52 @@ std::unique_lock<std::mutex> lockExiv2()
     return lock;
 }
 
+// Puts the namespace registry back to the state of a newly started process: the toolkit's
+// built-in prefixes, nothing that an earlier packet bound. Call with the Exiv2 lock held. Should
+// the toolkit fail to start again, the Exiv2 calls that follow fail and report it their own way.
+void resetNamespaceRegistry()
+{
+    Exiv2::XmpParser::terminate();
+    (void)Exiv2::XmpParser::initialize();
+}
+
+using NamespaceBindings = std::map<std::string, std::string>;
+
+// The URI bound to each prefix the tree's keys use, as the registry holds them now; call right
+// after decoding. A prefix without a binding is left out (the encoder refuses such a key anyway).
+NamespaceBindings namespacesOf(const Exiv2::XmpData& xmp)
+{
+    NamespaceBindings bindings;
+    for (const Exiv2::Xmpdatum& datum : xmp) {
+        const std::string prefix = datum.groupName();
+        if (bindings.count(prefix) == 0) {
+            try {
+                bindings.emplace(prefix, Exiv2::XmpProperties::ns(prefix));
+            } catch (const Exiv2::AnyError&) { // NOLINT(bugprone-empty-catch): no binding to record
+            }
+        }
+    }
+    return bindings;
+}
+
+// The registry as a fresh process has it plus `bindings`: the state in which a tree read with
+// those bindings is looked up and encoded. Only bindings that differ from the built-in ones are
+// registered, so that a built-in namespace keeps its URI exactly.
+void useNamespaces(const NamespaceBindings& bindings)
+{
+    resetNamespaceRegistry();
+    for (const auto& [prefix, uri] : bindings) {
+        std::string current;
+        try {
+            current = Exiv2::XmpProperties::ns(prefix);
+        } catch (const Exiv2::AnyError&) { // NOLINT(bugprone-empty-catch): not built in
+        }
+        if (current != uri) {
+            Exiv2::XmpProperties::registerNs(uri, prefix);
+        }
+    }
+}
+
 // The XMP packet of the resource: some writers leave NUL bytes after the packet's end.
 std::string packetText(std::span<const std::uint8_t> bytes)
 {
@@ -279,8 +334,10 @@ ImageMetadata ImageMetadata::fromFile(std::span<const std::uint8_t> wholeFile)
         return metadata;
     }
     auto lock = lockExiv2();
+    resetNamespaceRegistry();
     auto tree = std::make_unique<Tree>();
     tree->xmp = decodeMetadata(resources);
+    tree->namespaces = namespacesOf(tree->xmp);
     if (!tree->xmp.empty()) {
         metadata.tree_ = std::move(tree);
     }
@@ -305,10 +362,12 @@ void ImageMetadata::prepareForExport(double resolution, std::string_view fileTyp
     // Work on a copy so that a failure leaves the metadata as it was.
     auto updated = std::make_unique<Tree>(tree_ ? *tree_ : Tree{});
     try {
+        useNamespaces(updated->namespaces);
         updated->xmp["Xmp.tiff.XResolution"] = rational;
         updated->xmp["Xmp.tiff.YResolution"] = rational;
         updated->xmp["Xmp.tiff.ResolutionUnit"] = std::string("2");
         updated->xmp["Xmp.dc.format"] = format;
+        updated->namespaces = namespacesOf(updated->xmp);
     } catch (const std::bad_alloc&) {
         throw;
     } catch (const std::exception& error) {
@@ -330,6 +389,7 @@ std::optional<std::vector<std::uint8_t>> ImageMetadata::xmpData() const
         static_cast<std::uint16_t>(Exiv2::XmpParser::useCompactFormat | Exiv2::XmpParser::readOnlyPacket);
     int result = 0;
     try {
+        useNamespaces(tree_->namespaces);
         result = Exiv2::XmpParser::encode(packet, tree_->xmp, kFlags, 0);
     } catch (const std::bad_alloc&) {
         throw;
@@ -369,6 +429,7 @@ std::optional<std::string> ImageMetadata::property(std::string_view key) const
     }
     auto lock = lockExiv2();
     try {
+        useNamespaces(tree_->namespaces);
         const auto found = tree_->xmp.findKey(Exiv2::XmpKey(std::string(key)));
         if (found == tree_->xmp.end()) {
             return std::nullopt;

@@ -1,0 +1,186 @@
+// A writer on a sink passes on the same bytes a writer in memory keeps, also when lengths must be
+// patched after their bytes were passed on; and a sink's failure reaches the caller unchanged.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <sstream>
+#include <system_error>
+
+#include <gtest/gtest.h>
+
+#include "psdkit/core/ChunkedOutputSink.hpp"
+#include "psdkit/core/PSDOutputSink.hpp"
+#include "psdkit/core/PSDWriter.hpp"
+
+namespace psdkit {
+namespace {
+using Bytes = std::vector<std::uint8_t>;
+
+// Nested blocks whose bodies are larger than the writer's buffer, small appends between them and
+// one large append, so that every length is patched after its bytes have been passed on.
+void writeSample(PSDWriter& w)
+{
+    w.appendFourCharCode("8BPS");
+    w.writePSDDataBlock(true, 0, true, [](PSDWriter& outer) {
+        for (int block = 0; block < 3; ++block) {
+            outer.writePSDDataBlock(false, 4, false, [&](PSDWriter& inner) {
+                for (int i = 0; i < 40000; ++i) {
+                    inner.appendUInt16((i * 7 + block) & 0xFFFF);
+                }
+                inner.appendUInt8(block);
+            });
+        }
+        outer.appendData(Bytes(300000, 0xAB));
+        outer.appendPascalString("tail", 2);
+    });
+    w.appendInt32(-1);
+}
+
+Bytes inMemory()
+{
+    PSDWriter w;
+    writeSample(w);
+    return w.takeData();
+}
+
+TEST(PSDWriterSinkTest, EverySinkReceivesTheBytesAWriterInMemoryKeeps)
+{
+    const Bytes expected = inMemory();
+    ASSERT_GT(expected.size(), 500000U);
+
+    Bytes vector{1, 2, 3}; // bytes already there stay in front
+    {
+        PSDVectorOutputSink sink(vector);
+        PSDWriter w(sink);
+        writeSample(w);
+        w.flush();
+        EXPECT_EQ(sink.position(), expected.size());
+    }
+    EXPECT_EQ(Bytes(vector.begin() + 3, vector.end()), expected);
+
+    std::ostringstream stream;
+    stream << "xy"; // offsets count from where the sink began
+    {
+        PSDStreamOutputSink sink(stream);
+        PSDWriter w(sink);
+        writeSample(w);
+        w.flush();
+    }
+    const std::string text = stream.str();
+    EXPECT_EQ(Bytes(text.begin() + 2, text.end()), expected);
+
+    std::FILE* file = std::tmpfile();
+    ASSERT_NE(file, nullptr);
+    {
+        PSDFileDescriptorOutputSink sink(fileno(file));
+        PSDWriter w(sink);
+        writeSample(w);
+        w.flush();
+    }
+    Bytes fromFile(expected.size() + 1);
+    ASSERT_EQ(::pread(fileno(file), fromFile.data(), fromFile.size(), 0),
+              static_cast<ssize_t>(expected.size()));
+    fromFile.resize(expected.size());
+    EXPECT_EQ(fromFile, expected);
+    std::fclose(file);
+
+    ChunkedOutputSink pieces;
+    {
+        PSDWriter w(pieces);
+        writeSample(w);
+        w.flush();
+    }
+    const Bytes whole = pieces.takeBytes();
+    EXPECT_EQ(whole, expected);
+    EXPECT_EQ(whole.capacity(), expected.size());
+    EXPECT_EQ(pieces.position(), 0U);
+}
+
+// Fails with its own exception once `limit` bytes were received, or on the first patch.
+class FailingSink final : public PSDOutputSink {
+  public:
+    struct Failure {
+        std::uint64_t at;
+    };
+    explicit FailingSink(std::uint64_t limit, bool failPatches) : limit_(limit), failPatches_(failPatches) {}
+    void write(std::span<const std::uint8_t> bytes) override
+    {
+        if (position_ + bytes.size() > limit_) {
+            throw Failure{position_};
+        }
+        position_ += bytes.size();
+    }
+    void patch(std::uint64_t, std::span<const std::uint8_t>) override
+    {
+        if (failPatches_) {
+            throw Failure{position_};
+        }
+    }
+    [[nodiscard]] std::uint64_t position() const noexcept override { return position_; }
+
+  private:
+    std::uint64_t position_ = 0;
+    std::uint64_t limit_;
+    bool failPatches_;
+};
+
+TEST(PSDWriterSinkTest, ASinkFailureReachesTheCallerUnchanged)
+{
+    const std::uint64_t total = inMemory().size();
+    const struct {
+        const char* name;
+        std::uint64_t limit;
+        bool failPatches;
+    } cases[] = {
+        {"first write", 0, false},
+        {"half-way", total / 2, false},
+        {"last write", total - 1, false},
+        {"first patch", total, true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        FailingSink sink(c.limit, c.failPatches);
+        PSDWriter w(sink);
+        EXPECT_THROW(
+            {
+                writeSample(w);
+                w.flush();
+            },
+            FailingSink::Failure);
+    }
+}
+
+TEST(PSDWriterSinkTest, DescriptorFailuresComeAsSystemErrorWithTheCause)
+{
+    const int full = ::open("/dev/full", O_WRONLY | O_CLOEXEC);
+    ASSERT_GE(full, 0);
+    {
+        PSDFileDescriptorOutputSink sink(full);
+        try {
+            sink.write(Bytes(10, 1));
+            ADD_FAILURE() << "writing to a full device did not throw";
+        } catch (const std::system_error& error) {
+            EXPECT_EQ(error.code(), std::errc::no_space_on_device);
+        }
+    }
+    ::close(full);
+
+    int pipeEnds[2];
+    ASSERT_EQ(::pipe(pipeEnds), 0);
+    ::fcntl(pipeEnds[1], F_SETFL, O_NONBLOCK);
+    PSDFileDescriptorOutputSink sink(pipeEnds[1]);
+    const Bytes four(4, 0);
+    sink.write(four);
+    try {
+        sink.patch(0, four);
+        ADD_FAILURE() << "patch on a pipe did not throw";
+    } catch (const std::system_error& error) {
+        EXPECT_EQ(error.code(), std::errc::invalid_seek);
+    }
+    ::close(pipeEnds[0]);
+    ::close(pipeEnds[1]);
+}
+
+} // namespace
+} // namespace psdkit
