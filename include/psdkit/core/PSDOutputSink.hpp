@@ -9,6 +9,7 @@
 // writer passes whatever a sink throws on to the host unchanged and stops writing. What the sink
 // received until then is an incomplete file: the host drops it (the command-line tool writes into
 // a temporary file and removes it).
+#include "psdkit/Export.hpp"
 #include <cstdint>
 #include <ostream>
 #include <span>
@@ -18,7 +19,7 @@ namespace psdkit {
 
 /// The destination of a written document. Offsets count from the first byte this sink received.
 /// One thread at a time.
-class PSDOutputSink {
+class PSDKIT_EXPORT PSDOutputSink {
   public:
     PSDOutputSink() = default;
     PSDOutputSink(const PSDOutputSink&) = delete;
@@ -37,7 +38,7 @@ class PSDOutputSink {
 
 /// Appends to a vector the host owns and keeps alive while writing; bytes already in it stay
 /// in front (offsets count from where this sink began). Throws only std::bad_alloc.
-class PSDVectorOutputSink final : public PSDOutputSink {
+class PSDKIT_EXPORT PSDVectorOutputSink final : public PSDOutputSink {
   public:
     explicit PSDVectorOutputSink(std::vector<std::uint8_t>& target) noexcept
         : target_(target), start_(target.size())
@@ -57,7 +58,7 @@ class PSDVectorOutputSink final : public PSDOutputSink {
 /// writes, so the descriptor must be seekable (a regular file); on a pipe or socket, the first
 /// patch throws std::system_error (ESPIPE). Every failure of the system calls throws
 /// std::system_error with the call's errno.
-class PSDFileDescriptorOutputSink final : public PSDOutputSink {
+class PSDKIT_EXPORT PSDFileDescriptorOutputSink final : public PSDOutputSink {
   public:
     explicit PSDFileDescriptorOutputSink(int fileDescriptor);
     void write(std::span<const std::uint8_t> bytes) override;
@@ -74,7 +75,7 @@ class PSDFileDescriptorOutputSink final : public PSDOutputSink {
 /// seeking back and forth, so the stream must be seekable (an std::ofstream or
 /// std::ostringstream is). A stream in a failed state, a failed write or seek throws
 /// std::ios_base::failure; the stream's own exception mask is left as it is.
-class PSDStreamOutputSink final : public PSDOutputSink {
+class PSDKIT_EXPORT PSDStreamOutputSink final : public PSDOutputSink {
   public:
     explicit PSDStreamOutputSink(std::ostream& stream);
     void write(std::span<const std::uint8_t> bytes) override;

@@ -10,12 +10,13 @@
 #include <optional>
 #include <vector>
 
+#include "psdkit/Export.hpp"
 #include "psdkit/layers/PSDLayerWrapper.hpp"
 
 namespace psdkit {
 
 /// One entry of the tree: a layer record and, for a group, its members.
-struct PSDLayerTreeNode {
+struct PSDKIT_EXPORT PSDLayerTreeNode {
     /// Index of the record in the document's `layers` (file order, bottom first).
     std::size_t index = 0;
     /// True for a group or artboard record; its children follow, top first.
@@ -26,7 +27,7 @@ struct PSDLayerTreeNode {
 
 /// The tree of a document's layers. It holds indices only: it stays valid as long as the layer
 /// list it was built from keeps its order and length, and is never updated by later changes.
-struct PSDLayerTree {
+struct PSDKIT_EXPORT PSDLayerTree {
     /// Builds the tree of `layers` (a document's `layers`). Never throws except std::bad_alloc;
     /// an unbalanced list (a divider that closes no group, a group never closed) still yields a
     /// tree and sets `unbalanced`.
@@ -50,6 +51,6 @@ struct PSDLayerTree {
 };
 
 /// True for the records that open a group when read from the top: `group` and `artboard`.
-[[nodiscard]] bool opensGroup(const PSDLayerWrapper& layer) noexcept;
+[[nodiscard]] PSDKIT_EXPORT bool opensGroup(const PSDLayerWrapper& layer) noexcept;
 
 } // namespace psdkit

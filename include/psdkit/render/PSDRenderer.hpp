@@ -18,6 +18,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "psdkit/Export.hpp"
 #include "psdkit/document/PSDWrapper.hpp"
 #include "psdkit/platform/image/Geometry.hpp"
 #include "psdkit/platform/image/PixelBuffer.hpp"
@@ -25,7 +26,7 @@
 namespace psdkit {
 
 /// What to render and how.
-struct PSDRenderOptions {
+struct PSDKIT_EXPORT PSDRenderOptions {
     /// The part of the canvas to render, in document pixels; nothing renders the whole canvas.
     /// It is cut to the canvas; a region that misses the canvas is an error (`invalidRegion`).
     std::optional<image::IntegralRect> region;
@@ -42,7 +43,7 @@ struct PSDRenderOptions {
 };
 
 /// A rendered image and what could not be drawn.
-struct PSDRenderResult {
+struct PSDKIT_EXPORT PSDRenderResult {
     /// The picture: ARGB8, RGBA16 or RGBA32 by the document's depth, of the region's size × scale
     /// (rounded up, at least 1 × 1). Transparent where no layer covers the canvas.
     std::shared_ptr<image::PixelBufferType> image;
@@ -61,7 +62,7 @@ enum class PSDRenderError {
 };
 
 /// Thrown by `renderDocument` for refused requests.
-class PSDRenderException : public std::runtime_error {
+class PSDKIT_EXPORT PSDRenderException : public std::runtime_error {
   public:
     /// An exception for `error` with a readable text.
     explicit PSDRenderException(PSDRenderError error);
@@ -81,7 +82,7 @@ inline constexpr std::int64_t maximumRenderPixels = std::int64_t{1} << 28;
 /// work is spread over threads. Throws PSDRenderException for refused options and sizes, and
 /// passes on unchanged what decoding a layer image throws (PSDException, the image core's
 /// ImageException). A document without layers renders transparent.
-[[nodiscard]] PSDRenderResult renderDocument(const PSDWrapper& document,
+[[nodiscard]] PSDKIT_EXPORT PSDRenderResult renderDocument(const PSDWrapper& document,
                                              const PSDRenderOptions& options = {});
 
 } // namespace psdkit

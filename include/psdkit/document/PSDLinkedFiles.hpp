@@ -7,12 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "psdkit/Export.hpp"
 #include "psdkit/document/PSDWrapper.hpp"
 
 namespace psdkit {
 
 /// One file a smart object places.
-struct PSDLinkedFile {
+struct PSDKIT_EXPORT PSDLinkedFile {
     /// The identifier the smart object layers refer to it by.
     std::string identifier;
     /// The file's name as it was placed (UTF-8, without a trailing NUL).
@@ -35,12 +36,12 @@ struct PSDLinkedFile {
 /// the document was read with `PSDReadOptions::keepUnknownBlocks`). An entry that cannot be read
 /// ends the list of its block; what was read before stays. Reading an entry's descriptors writes
 /// their trace lines to the diagnostics sink. Never throws except std::bad_alloc.
-[[nodiscard]] std::vector<PSDLinkedFile> linkedFiles(const PSDWrapper& document);
+[[nodiscard]] PSDKIT_EXPORT std::vector<PSDLinkedFile> linkedFiles(const PSDWrapper& document);
 
 /// The file that the smart object layer `layer` of `document` places, found by the layer's
 /// identifier (see `smartObjectIdentifier`); nothing when the layer is no smart object or its
 /// file is not among `linkedFiles(document)`. Never throws except std::bad_alloc.
-[[nodiscard]] std::optional<PSDLinkedFile> smartObjectFile(const PSDWrapper& document,
+[[nodiscard]] PSDKIT_EXPORT std::optional<PSDLinkedFile> smartObjectFile(const PSDWrapper& document,
                                                            const PSDLayerWrapper& layer);
 
 } // namespace psdkit

@@ -1,6 +1,7 @@
 #pragma once
 // The header of a PSD or PSB file, read alone: enough to say what a file is, also when the
 // library refuses to read the rest of it.
+#include "psdkit/Export.hpp"
 #include <cstdint>
 #include <span>
 #include <string>
@@ -8,7 +9,7 @@
 namespace psdkit {
 
 /// The fields of a file header, as stored.
-struct PSDFileHeader {
+struct PSDKIT_EXPORT PSDFileHeader {
     /// True for a PSB file (version 2), false for a PSD file (version 1).
     bool bigFile = false;
     /// Number of channels, alpha channels included.
@@ -27,13 +28,13 @@ struct PSDFileHeader {
 /// version. The values are not checked further, so that a file the library refuses can still be
 /// described. Throws PSDException: readCorruptFile (another signature), readUnknownFileVersion
 /// (a version other than 1 or 2), readUnexpectedEndOfFile (fewer than 26 bytes).
-[[nodiscard]] PSDFileHeader probePSDFileHeader(std::span<const std::uint8_t> data);
+[[nodiscard]] PSDKIT_EXPORT PSDFileHeader probePSDFileHeader(std::span<const std::uint8_t> data);
 
 /// The name of a stored colour mode: "bitmap", "grayscale", "indexed", "RGB", "CMYK",
 /// "multichannel", "duotone", "Lab", or "mode N" for values without a name.
-[[nodiscard]] std::string colorModeName(std::int64_t colorMode);
+[[nodiscard]] PSDKIT_EXPORT std::string colorModeName(std::int64_t colorMode);
 
 /// What a refusal of `header` says about it, for example "CMYK, 8 bits per channel".
-[[nodiscard]] std::string describeColorModeAndDepth(std::int64_t colorMode, std::int64_t bitDepth);
+[[nodiscard]] PSDKIT_EXPORT std::string describeColorModeAndDepth(std::int64_t colorMode, std::int64_t bitDepth);
 
 } // namespace psdkit
