@@ -9,6 +9,7 @@
 #include "Failure.hpp"
 #include "LayerSpec.hpp"
 #include "Png.hpp"
+#include "Unmatte.hpp"
 
 namespace psdkit::cli {
 
@@ -93,7 +94,7 @@ std::shared_ptr<PSDLayerWrapper> pixelLayer(const LayerSpec& entry, std::int64_t
     if (png.width > maximumSide || png.height > maximumSide) {
         throw FileFailure(
             entry.file, std::make_exception_ptr(InputError("the image is larger than the format allows (" +
-                                                          std::to_string(maximumSide) + " pixels a side)")));
+                                                           std::to_string(maximumSide) + " pixels a side)")));
     }
     auto layer = std::make_shared<PSDLayerWrapper>(depth);
     layer->name = entry.name;
@@ -176,6 +177,7 @@ int runCreate(std::span<const std::string> args)
     addLayers(document, std::span(arguments.positional()).subspan(1), maximumSide);
 
     const auto composite = compositeLayers(document);
+    matteOntoWhite(*composite); // the merged image of a document with transparency is stored against white
     const std::vector<std::uint8_t> bytes =
         onFile(out, [&] { return document.serializedRepresentationWithCompositeImage(composite.get()); });
     onFile(out, [&] { writeFileAtomically(out, bytes); });
