@@ -8,8 +8,6 @@ import shutil
 import subprocess
 import tempfile
 
-from PIL import Image
-
 # The colour of the bar and mark beside a clipped layer (HtmlIndex.cpp's .clipped style).
 CLIP_COLOUR = (0x6A, 0x8F, 0xD0)
 # The largest file the page may show as a thumbnail; the full images are only linked.
@@ -48,6 +46,8 @@ def screenshot(page, out):
 
 
 def check_page(ctx):
+    from PIL import Image  # psd-tools brings Pillow with it
+
     from tool_cases import Checks, info_json
     checks = Checks()
     if not shutil.which("chromium"):
