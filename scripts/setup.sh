@@ -9,7 +9,9 @@ packages=(
   libspng-dev nlohmann-json3-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   python3-psd-tools
+  chromium
 )
+# chromium: the export page's screenshot test loads index.html headless.
 # The interop tests run ag-psd under Node.js; a Node.js the machine already has is used as it is.
 if ! command -v node >/dev/null || ! command -v npm >/dev/null; then
   packages+=(nodejs npm)

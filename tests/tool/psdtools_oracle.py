@@ -2,6 +2,8 @@
 """What psd-tools (an independent PSD reader) sees in a file, as JSON on stdout.
 
 usage: psdtools_oracle.py FILE
+       psdtools_oracle.py --stored FILE   the stored merged image as psd-tools gives it (freed of
+                                          its white matte): {"mode", "rgba"}
 
 {"width", "height", "depth",
  "layers": [{"name", "kind", "bbox": [left, top, right, bottom], "opacity": 0-255, "visible",
@@ -42,5 +44,13 @@ def main(path):
     json.dump(out, sys.stdout)
 
 
+def stored(path):
+    image = PSDImage.open(path).topil()
+    json.dump({"mode": image.mode, "rgba": list(image.convert("RGBA").tobytes())}, sys.stdout)
+
+
 if __name__ == "__main__":
-    main(sys.argv[1])
+    if sys.argv[1] == "--stored":
+        stored(sys.argv[2])
+    else:
+        main(sys.argv[1])

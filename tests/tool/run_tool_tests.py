@@ -18,6 +18,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, HERE)
 
 import pngio  # noqa: E402
+import page_cases  # noqa: E402
 import tool_cases  # noqa: E402
 
 
@@ -135,6 +136,7 @@ GROUPS = {
     "export": tool_cases.check_export,
     "rewrite": tool_cases.check_rewrite,
     "failures": tool_cases.check_failures,
+    "page": page_cases.check_page,
 }
 
 

@@ -8,6 +8,7 @@
 #include "Failure.hpp"
 #include "LayerSpec.hpp"
 #include "Png.hpp"
+#include "Unmatte.hpp"
 
 namespace psdkit::cli {
 
@@ -175,6 +176,7 @@ int runCreate(std::span<const std::string> args)
     addLayers(document, std::span(arguments.positional()).subspan(1), maximumSide);
 
     const auto composite = renderOrRefuse(document);
+    matteOntoWhite(*composite); // the merged image of a document with transparency is stored against white
     onFile(out, [&] {
         writeFileAtomically(out, [&](PSDOutputSink& sink) { document.serializeWithCompositeImage(composite.get(), sink); });
     });

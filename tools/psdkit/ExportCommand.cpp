@@ -129,9 +129,10 @@ class ExportSession {
         }
     }
 
-    /// Writes `image` as `name`, and a small copy beside it when it is large; nothing is written
-    /// for an image without pixels.
-    ExportedImage writeImage(const image::PixelBufferType* image, const std::string& name)
+    /// Writes `image` as `name`, and (unless `withThumbnail` is false) a small copy beside it when
+    /// it is large; nothing is written for an image without pixels.
+    ExportedImage writeImage(const image::PixelBufferType* image, const std::string& name,
+                             bool withThumbnail = true)
     {
         if (!image) {
             return {};
@@ -151,7 +152,7 @@ class ExportSession {
         toneMapped_ = toneMapped_ || pixels->toneMapped;
         writeFile(name, encodePng(*pixels, options));
         ExportedImage exported{name, name};
-        if (std::max(pixels->width, pixels->height) > thumbnailSide) {
+        if (withThumbnail && std::max(pixels->width, pixels->height) > thumbnailSide) {
             exported.thumbnail = "thumb-" + name;
             writeFile(exported.thumbnail, encodePng(thumbnailPixels(*pixels), options));
         }
@@ -256,7 +257,7 @@ ExportedImage writeComposite(ExportSession& session, const PSDWrapper& document,
             "the stored composite is blank (one colour throughout): the saving application did not store a "
             "merged image";
     }
-    return session.writeImage(composite.get(), "composite.png");
+    return session.writeImage(composite.get(), "composite.png", false); // the page shows it large
 }
 
 } // namespace

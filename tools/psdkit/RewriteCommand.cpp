@@ -11,6 +11,7 @@
 #include "Cli.hpp"
 #include "Commands.hpp"
 #include "Failure.hpp"
+#include "Unmatte.hpp"
 
 namespace psdkit::cli {
 
@@ -79,7 +80,12 @@ int runRewrite(std::span<const std::string> args)
     }
     // The document's own composite goes back in unchanged, or a fresh rendering of its layers.
     const auto composite = onFile(input, [&] {
-        return arguments.flag("render") ? renderOrRefuse(document) : compositeForWriting(document);
+        if (!arguments.flag("render")) {
+            return compositeForWriting(document);
+        }
+        auto rendered = renderOrRefuse(document);
+        matteOntoWhite(*rendered); // stored against white, as the merged image of the format is
+        return rendered;
     });
     onFile(output, [&] {
         writeFileAtomically(output, [&](PSDOutputSink& sink) { document.serializeWithCompositeImage(composite.get(), sink); });

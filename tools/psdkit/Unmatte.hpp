@@ -12,6 +12,10 @@ namespace psdkit::cli {
 /// transparent black. Grey buffers are left alone.
 void unmatteFromWhite(image::PixelBufferType& composite);
 
+/// The reverse, for a composite about to be stored: every colour sample c becomes
+/// a × c + (1 − a) × max, rounded. Grey buffers are left alone.
+void matteOntoWhite(image::PixelBufferType& composite);
+
 /// True when every pixel of `image` is the same; such a composite shows nothing of the layers.
 [[nodiscard]] bool isUniform(const image::PixelBufferType& image);
 
