@@ -27,6 +27,7 @@
 #include "psdkit/core/PSDOutputSink.hpp"
 #include "psdkit/document/PSDWrapper.hpp"
 #include "psdkit/platform/image/PixelBuffer.hpp"
+#include "psdkit/platform/support/Diagnostics.hpp"
 
 namespace {
 using namespace psdkit;
@@ -106,6 +107,7 @@ int main(int argc, char** argv)
             readBack = false;
         }
     }
+    setDiagnosticsSink({}); // no trace lines on standard output
     try {
         const Step make("make");
         PSDWrapper document;
