@@ -7,10 +7,10 @@
 //
 // Prints one line per step: wall seconds, peak resident memory so far, minor page faults of the
 // step, and the file size. Run under /usr/bin/time -v for the whole process (bench/write-large.sh).
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -46,7 +46,7 @@ Usage usage()
 }
 
 class Step {
-public:
+  public:
     explicit Step(const char* name) : name_(name), start_(Clock::now()), before_(usage()) {}
     void done(std::uint64_t bytes = 0) const
     {
@@ -57,7 +57,7 @@ public:
         std::fflush(stdout);
     }
 
-private:
+  private:
     const char* name_;
     Clock::time_point start_;
     Usage before_;
@@ -132,7 +132,8 @@ int main(int argc, char** argv)
             throw std::system_error(errno, std::generic_category(), out);
         }
         if (throughVector) {
-            const std::vector<std::uint8_t> bytes = document.serializedRepresentationWithCompositeImage(composite.get());
+            const std::vector<std::uint8_t> bytes =
+                document.serializedRepresentationWithCompositeImage(composite.get());
             PSDFileDescriptorOutputSink(fd).write(bytes);
         } else {
             PSDFileDescriptorOutputSink sink(fd);
