@@ -81,7 +81,8 @@ void writeFileAtomically(const std::filesystem::path& path, std::span<const std:
 /// The same for a file that `produce` writes to the sink it is given (a temporary file beside
 /// `path`): renamed over `path` only when `produce` returns; when it throws, the temporary file
 /// is removed and the exception passes on (a failure of the file itself as IoError).
-void writeFileAtomically(const std::filesystem::path& path, const std::function<void(PSDOutputSink&)>& produce);
+void writeFileAtomically(const std::filesystem::path& path,
+                         const std::function<void(PSDOutputSink&)>& produce);
 
 /// `text` with control characters and invalid UTF-8 escaped, for one-line display.
 [[nodiscard]] std::string printable(const std::string& text);

@@ -4,10 +4,10 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <system_error>
+
 #include <fcntl.h>
 #include <unistd.h>
-
-#include <system_error>
 
 #include "Cli.hpp"
 
@@ -133,7 +133,8 @@ PSDWrapper readDocument(const std::filesystem::path& path, const PSDReadOptions&
     return PSDWrapper(std::span<const std::uint8_t>(bytes), options);
 }
 
-void writeFileAtomically(const std::filesystem::path& path, const std::function<void(PSDOutputSink&)>& produce)
+void writeFileAtomically(const std::filesystem::path& path,
+                         const std::function<void(PSDOutputSink&)>& produce)
 {
     const std::filesystem::path temporary =
         path.parent_path() /

@@ -178,7 +178,8 @@ int runCreate(std::span<const std::string> args)
     const auto composite = renderOrRefuse(document);
     matteOntoWhite(*composite); // the merged image of a document with transparency is stored against white
     onFile(out, [&] {
-        writeFileAtomically(out, [&](PSDOutputSink& sink) { document.serializeWithCompositeImage(composite.get(), sink); });
+        writeFileAtomically(
+            out, [&](PSDOutputSink& sink) { document.serializeWithCompositeImage(composite.get(), sink); });
     });
     std::printf("%s: %s, %" PRId64 "-bit, %" PRId64 " x %" PRId64 " px, %zu layer record%s\n", out.c_str(),
                 big ? "PSB" : "PSD", document.bitDepth, size.width, size.height, document.layers.size(),

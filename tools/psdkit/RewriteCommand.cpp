@@ -88,7 +88,9 @@ int runRewrite(std::span<const std::string> args)
         return rendered;
     });
     onFile(output, [&] {
-        writeFileAtomically(output, [&](PSDOutputSink& sink) { document.serializeWithCompositeImage(composite.get(), sink); });
+        writeFileAtomically(output, [&](PSDOutputSink& sink) {
+            document.serializeWithCompositeImage(composite.get(), sink);
+        });
     });
     std::printf("%s: %s, %" PRId64 "-bit, %" PRId64 " x %" PRId64 " px, %zu layer record%s\n", output.c_str(),
                 document.bigFile ? "PSB" : "PSD", document.bitDepth, document.imageWidth,

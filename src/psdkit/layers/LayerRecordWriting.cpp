@@ -278,6 +278,7 @@ void PSDLayerWrapper::writeChannelImageData(PSDWriter& writer, bool bigFile)
             }
         }
         writer.appendData(channel.compressedData);
+        channelDataPreparedForExport.erase(it); // released as soon as it is written
     }
     channelDataPreparedForExport.clear();
 }

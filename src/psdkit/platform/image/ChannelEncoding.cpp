@@ -14,6 +14,10 @@
 namespace psdkit::image::detail {
 namespace {
 
+// Run-length channels below this size are copied into a buffer of their exact size; the copy is
+// cheap and the heap, where such blocks come from, would otherwise keep the unused end.
+constexpr std::size_t kLargestCopiedToExactSize = std::size_t{1} << 20;
+
 using ExtractRow = void (*)(const std::uint8_t*, std::size_t, std::size_t, std::size_t,
                             std::uint8_t*) noexcept;
 
@@ -92,9 +96,13 @@ class ChannelWriter {
         if (compression_ == ChannelDataCompressionType::zip) {
             data_ = zlibDeflate({plane_.get(), shape_.planeBytes});
             plane_.reset();
-        } else {
+        } else if (data_.capacity() < kLargestCopiedToExactSize) {
             data_.shrink_to_fit();
         }
+        // A larger run-length buffer keeps its reservation: the system maps it page by page as it
+        // is written, so the unused end (at most 1/128 of the plane and a byte a row) is address
+        // space that is never touched, and copying the data to an exact-size buffer would only
+        // cost a second copy of the channel, in time and in peak memory.
         AnyChannelData channel(sampleType_, std::move(data_), true, compression_, prediction_);
         channel.rowByteCounts = std::move(counts_);
         return channel;
