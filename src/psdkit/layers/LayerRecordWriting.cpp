@@ -249,7 +249,7 @@ void PSDLayerWrapper::writeKeptBlocks(PSDWriter& writer) const
 {
     for (const auto& block : uninterpretedBlocks) {
         if (!isGeneratedLayerBlockKey(block.key) && !taggedData.contains(block.key)) {
-            writeKeptBlock(writer, TaggedBlockLevel::layer, block);
+            writeKeptBlock(writer, TaggedBlockLevel::layer, block, false);
         }
     }
 }
