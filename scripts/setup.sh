@@ -8,7 +8,7 @@ packages=(
   libdeflate-dev liblcms2-dev libplist-dev libexiv2-dev libutf8proc-dev
   libspng-dev nlohmann-json3-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  python3-psd-tools
+  python3-psd-tools imagemagick
 )
 # The interop tests run ag-psd under Node.js; a Node.js the machine already has is used as it is.
 if ! command -v node >/dev/null || ! command -v npm >/dev/null; then

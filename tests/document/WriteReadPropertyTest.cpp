@@ -117,8 +117,11 @@ class RandomDocuments {
             addMask(*layer, doc);
         }
         if (chance(20)) {
-            layer->taggedData.insertOrAssign(
-                "lfx2", std::vector<std::uint8_t>(static_cast<std::size_t>(between(0, 7)), 7));
+            // Read with every block kept, a raw model block leaves a copy that marks its place.
+            const std::vector<std::uint8_t> effects(static_cast<std::size_t>(4 * between(0, 2)), 7);
+            layer->taggedData.insertOrAssign("lfx2", effects);
+            layer->uninterpretedBlocks.insert(layer->uninterpretedBlocks.begin(),
+                                              PSDRawBlock{"8BIM", "lfx2", false, PSDSharedBytes(effects)});
         }
         return layer;
     }

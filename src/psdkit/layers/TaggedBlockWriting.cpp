@@ -1,5 +1,7 @@
 #include "psdkit/layers/TaggedBlockWriting.hpp"
 
+#include "psdkit/layers/PSDLayerType.hpp"
+
 #include <algorithm>
 #include <array>
 
@@ -22,6 +24,13 @@ void writeKeptBlock(PSDWriter& writer, TaggedBlockLevel level, const PSDRawBlock
     writer.appendFourCharCode(block.key);
     writer.writePSDDataBlock(longLength, level == TaggedBlockLevel::layer ? 2 : 4, false,
                              [&](PSDWriter& w) { w.appendData(block.data.span()); });
+}
+
+bool isTaggedDataKey(const PSDFourCharCode& key)
+{
+    static const std::array<PSDFourCharCode, 5> kOthers = {"artb", "fxrp", "lrFX", "lfx2", "lmfx"};
+    return adjustmentLayerTypeForKey(key).has_value() ||
+           std::find(kOthers.begin(), kOthers.end(), key) != kOthers.end();
 }
 
 bool isGeneratedLayerBlockKey(const PSDFourCharCode& key)

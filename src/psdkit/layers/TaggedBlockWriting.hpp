@@ -40,6 +40,10 @@ inline void writeRawTaggedBlock(PSDWriter& writer, TaggedBlockLevel level, bool 
 /// byte. An "8BIM" block read with an 8-byte length gets a 4-byte one outside big files.
 void writeKeptBlock(PSDWriter& writer, TaggedBlockLevel level, const PSDRawBlock& block, bool bigFile);
 
+/// The layer-level keys whose blocks reading keeps raw in `taggedData` (fill and adjustment
+/// settings, artboards, effects).
+[[nodiscard]] bool isTaggedDataKey(const PSDFourCharCode& key);
+
 /// The layer-level keys the layer writer generates from the model ("luni", "lyid", "lsct", "lsdk",
 /// "iOpa", "lclr", "lspf"); a kept block under one of them is never written.
 [[nodiscard]] bool isGeneratedLayerBlockKey(const PSDFourCharCode& key);
