@@ -8,7 +8,7 @@ packages=(
   libdeflate-dev liblcms2-dev libplist-dev libexiv2-dev libutf8proc-dev
   libspng-dev nlohmann-json3-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  python3-psd-tools
+  python3-psd-tools imagemagick
   chromium
 )
 # chromium: the export page's screenshot test loads index.html headless.

@@ -86,6 +86,15 @@ TEST(ScannerTest, StringsDecodeMacRomanAndUtf16KeepingTerminators)
     EXPECT_EQ(s.scanCString(), "x\xE2\x82\xAC");
 }
 
+TEST(ScannerTest, UnpairedSurrogatesCannotBeDecoded)
+{
+    for (const V& units : {V{0xD8, 0x3D}, V{0xDE, 0x00, 0x00, 0x41}, V{0xD8, 0x3D, 0x00, 0x41}}) {
+        const V bytes = ByteBuilder().i32(static_cast<std::int64_t>(units.size() / 2)).raw(units).bytes();
+        PSDScanner s(bytes);
+        EXPECT_EQ(thrownCode([&] { (void)s.scanUnicodeString(); }), PSDError::readUnknownError);
+    }
+}
+
 TEST(ScannerTest, ShortStringBodiesFailAfterTheirCount)
 {
     const V pascal = ByteBuilder().u8(3).ascii("ab").bytes();

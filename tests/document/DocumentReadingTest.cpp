@@ -126,6 +126,9 @@ TEST(DocumentResourcesTest, SectionEndWinsOverTheLastBlockAndBadBlocksFail)
         {resources([](ByteBuilder& b) { appendResource(b, 1039, {1, 2, 3, 4}); }), PSDError::readCorruptFile},
         {resources([](ByteBuilder& b) { b.ascii("8BIM").i16(4000).u16(0).i32(-4); }), PSDError::readParameterError},
         {resources([](ByteBuilder& b) { b.ascii("8BIM").i16(1036).u16(0).i32(-3); }), PSDError::readParameterError},
+        // An interpreted resource with a negative odd size: its pad byte must not be skipped.
+        {resources([](ByteBuilder& b) { b.ascii("8BIM").i16(1024).u16(0).i32(-3).u16(0); }),
+         PSDError::readParameterError},
         {[](ByteBuilder& b) { b.i32(-8); }, PSDError::readCorruptFile},
         {[](ByteBuilder& b) { b.u32(100).ascii("8BIM").i16(4000).u16(0).u32(200); }, PSDError::readUnexpectedEndOfFile},
     };
@@ -154,6 +157,16 @@ TEST(DocumentLayerSectionTest, EmptySectionsAndDocumentBlocks)
     EXPECT_EQ(doc.globalLayerMaskData, (V{1, 2, 3}));
     EXPECT_EQ(doc.patternData, (V{7}));
     EXPECT_TRUE(doc.additionalLayerAndMaskInfo.empty());
+    EXPECT_TRUE(doc.uninterpretedBlocks.empty());
+
+    PSDReadOptions keepAll;
+    keepAll.keepUnknownBlocks = true;
+    PSDWrapper kept(buildFile(s), keepAll);
+    const std::vector<PSDRawBlock> expected = {{"8BIM", "lnk2", false, PSDSharedBytes(V{1, 2, 3, 4, 5})},
+                                               {"8BIM", "Patt", false, PSDSharedBytes(V{1, 2})},
+                                               {"8BIM", "Pat3", false, PSDSharedBytes(V{7})}};
+    EXPECT_EQ(kept.uninterpretedBlocks, expected);
+    EXPECT_EQ(kept.patternData, (V{7}));
 
     FileSections badSignature;
     badSignature.layersAndMasks = [](ByteBuilder& b) {

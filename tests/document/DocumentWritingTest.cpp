@@ -328,6 +328,22 @@ TEST(DocumentWritingTest, ValuesThatDoNotFitAreRefused)
     const std::function<void(PSDWrapper&)> changes[] = {
         [](PSDWrapper& d) { d.layers[0]->opacity = 1.5; },
         [](PSDWrapper& d) { d.layers[0]->opacity = std::nan(""); },
+        [](PSDWrapper& d) { d.layers[0]->fillOpacity = 1.5; },
+        [](PSDWrapper& d) { d.layers[0]->fillOpacity = std::nan(""); },
+        // Output the reader would refuse: bounds without their image, or with one of another size.
+        [](PSDWrapper& d) { d.layers[0]->contentsRect = PSDMacRect(0, 0, 2, 2); },
+        [](PSDWrapper& d) {
+            d.layers[0]->contentsRect = PSDMacRect(0, 0, 2, 2);
+            d.layers[0]->setContentImage(blank<image::PixelARGB8>(3, 2));
+        },
+        [](PSDWrapper& d) {
+            d.layers[0]->hasLayerMask = true;
+            d.layers[0]->maskRect = PSDMacRect(0, 0, 1, 1);
+        },
+        [](PSDWrapper& d) {
+            d.layers[0]->uninterpretedBlocks.push_back({"8BIM", "shmd", true, PSDSharedBytes()});
+        },
+        [](PSDWrapper& d) { d.uninterpretedBlocks.push_back({"8BIX", "FMsk", false, PSDSharedBytes()}); },
         [](PSDWrapper& d) { d.layers[0]->layerID = std::int64_t{1} << 40; },
         [](PSDWrapper& d) { d.layers[0]->colorLabel = 40000; },
         [](PSDWrapper& d) { d.layers[0]->contentsRect = PSDMacRect(0, 0, std::int64_t{1} << 33, 1); },
@@ -361,6 +377,69 @@ TEST(DocumentWritingTest, ValuesThatDoNotFitAreRefused)
         EXPECT_EQ(thrownCode([&] { (void)doc.serializedRepresentationWithCompositeImage(composite.get()); }),
                   PSDError::writeParameterError);
     }
+}
+
+TEST(DocumentWritingTest, RefusalsNameTheLayerBeforeAnyByteIsWritten)
+{
+    PSDWrapper doc;
+    doc.imageWidth = doc.imageHeight = 2;
+    doc.addLayerWrapper(std::make_shared<PSDLayerWrapper>());
+    doc.addLayerWrapper(std::make_shared<PSDLayerWrapper>());
+    doc.layers[1]->name = "Ink";
+    doc.layers[1]->contentsRect = PSDMacRect(0, 0, 1, 1);
+    try {
+        (void)serialize(doc);
+        ADD_FAILURE() << "written";
+    } catch (const PSDException& error) {
+        EXPECT_EQ(error.error(), PSDError::writeParameterError);
+        EXPECT_NE(error.detail().find("layer 1 \"Ink\""), std::string::npos) << error.detail();
+    }
+    EXPECT_EQ(doc.layers[0]->layerID, 0) << "refused before the layer IDs are repaired";
+}
+
+TEST(DocumentWritingTest, KeptBlocksGoBackAfterTheGeneratedOnesAndNeverTwice)
+{
+    PSDWrapper doc;
+    doc.imageWidth = doc.imageHeight = 2;
+    doc.addLayerWrapper(std::make_shared<PSDLayerWrapper>());
+    doc.layers[0]->uninterpretedBlocks = {{"8BIM", "shmd", false, PSDSharedBytes(V{1, 2, 3})},
+                                          {"8BIM", "luni", false, PSDSharedBytes(V{0, 0, 0, 0})}};
+    doc.uninterpretedBlocks = {{"8BIM", "Pat2", false, PSDSharedBytes(V{9})},
+                               {"8BIM", "Lr16", false, PSDSharedBytes(V{0, 0})}};
+    doc.patternData = V{9};
+    const V bytes = serialize(doc);
+    const auto count = [&](const V& needle) {
+        std::size_t n = 0;
+        for (auto it = bytes.begin(); (it = std::search(it, bytes.end(), needle.begin(), needle.end())) != bytes.end();
+             ++it) {
+            ++n;
+        }
+        return n;
+    };
+    EXPECT_EQ(count(ByteBuilder().ascii("8BIMshmd").u32(3).raw({1, 2, 3, 0})), 1u) << "length as read, padded to even";
+    EXPECT_EQ(count(ByteBuilder().ascii("8BIMluni")), 1u);
+    EXPECT_EQ(count(ByteBuilder().ascii("8BIMPat2").u32(1).raw({9, 0, 0, 0})), 1u) << "the pattern keeps its key";
+    EXPECT_EQ(count(ByteBuilder().ascii("8BIMPatt")), 0u);
+    EXPECT_EQ(count(ByteBuilder().ascii("8BIMLr16")), 0u);
+
+    doc.patternData = V{8}; // a host edit: the kept pattern blocks no longer stand for it
+    const V edited = serialize(doc);
+    const V patt = ByteBuilder().ascii("8BIMPatt").u32(1).raw({8, 0, 0, 0});
+    EXPECT_NE(std::search(edited.begin(), edited.end(), patt.begin(), patt.end()), edited.end());
+    const V pat2 = ByteBuilder().ascii("8BIMPat2");
+    EXPECT_EQ(std::search(edited.begin(), edited.end(), pat2.begin(), pat2.end()), edited.end());
+}
+
+TEST(DocumentWritingTest, LayerIDRepairSkipsTheSameObjectListedTwice)
+{
+    PSDWrapper doc;
+    doc.imageWidth = doc.imageHeight = 2;
+    auto layer = std::make_shared<PSDLayerWrapper>();
+    layer->layerID = 5;
+    doc.addLayerWrapper(layer);
+    doc.addLayerWrapper(layer);
+    (void)serialize(doc);
+    EXPECT_EQ(layer->layerID, 5);
 }
 
 } // namespace

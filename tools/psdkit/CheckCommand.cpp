@@ -29,7 +29,9 @@ std::map<std::string, std::size_t> blocksDroppedByPlainRules(const PSDWrapper& k
     std::map<std::string, std::size_t> dropped;
     for (const auto& layer : kept.layers) {
         for (const auto& block : layer->uninterpretedBlocks) {
-            ++dropped[block.key.rawValue()];
+            if (!layer->taggedData.contains(block.key)) { // those are held by the model
+                ++dropped[block.key.rawValue()];
+            }
         }
     }
     for (const auto& block : kept.uninterpretedBlocks) {

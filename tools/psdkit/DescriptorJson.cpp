@@ -33,9 +33,11 @@ Json descriptorJsonAt(const PSDDescriptor& descriptor, int depth)
 {
     Json items = Json::array();
     for (const auto& [key, value] : descriptor.properties) {
-        Json item = valueJson(value, depth + 1);
-        item["key"] = key.text();
-        item["keyKind"] = kindName(key);
+        Json item{{"key", key.text()}, {"keyKind", kindName(key)}};
+        const Json content = valueJson(value, depth + 1);
+        for (auto it = content.begin(); it != content.end(); ++it) {
+            item[it.key()] = it.value();
+        }
         items.push_back(std::move(item));
     }
     return Json{{"name", withoutTrailingNul(descriptor.name)},

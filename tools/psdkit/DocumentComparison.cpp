@@ -95,6 +95,25 @@ void comparePixels(Differences& diff, const std::string& path, const image::Pixe
     }
 }
 
+// Kept blocks: the keys in order, then each block's signature, length width and bytes.
+void compareKeptBlocks(Differences& diff, const std::string& p, const std::vector<PSDRawBlock>& a,
+                       const std::vector<PSDRawBlock>& b)
+{
+    std::string keysBefore, keysAfter;
+    for (const auto& block : a) {
+        keysBefore += (keysBefore.empty() ? "" : " ") + block.key.rawValue();
+    }
+    for (const auto& block : b) {
+        keysAfter += (keysAfter.empty() ? "" : " ") + block.key.rawValue();
+    }
+    diff.field(p + " keys", keysBefore, keysAfter);
+    for (std::size_t i = 0; i < std::min(a.size(), b.size()); ++i) {
+        if (a[i].key == b[i].key && !(a[i] == b[i])) {
+            diff.note(p + "[" + std::to_string(i) + "] (" + a[i].key.rawValue() + "): the block changed");
+        }
+    }
+}
+
 void compareLayer(Differences& diff, const std::string& p, const PSDLayerWrapper& a, const PSDLayerWrapper& b)
 {
     diff.field(p + ".name", a.name, b.name);
@@ -129,6 +148,7 @@ void compareLayer(Differences& diff, const std::string& p, const PSDLayerWrapper
         keysAfter += (keysAfter.empty() ? "" : " ") + key.rawValue();
     }
     diff.field(p + ".taggedData keys", keysBefore, keysAfter);
+    compareKeptBlocks(diff, p + ".uninterpretedBlocks", a.uninterpretedBlocks, b.uninterpretedBlocks);
     comparePixels(diff, p + ".contentImage", a.contentImage().get(), b.contentImage().get());
     comparePixels(diff, p + ".maskImage", a.maskImage().get(), b.maskImage().get());
 }
@@ -160,6 +180,8 @@ std::vector<std::string> compareDocuments(const PSDWrapper& before, const PSDWra
     if (before.patternData && after.patternData && *before.patternData != *after.patternData) {
         diff.note("patternData: the bytes changed");
     }
+
+    compareKeptBlocks(diff, "uninterpretedBlocks", before.uninterpretedBlocks, after.uninterpretedBlocks);
 
     std::string resourcesBefore, resourcesAfter;
     for (const auto& block : before.imageResources) {

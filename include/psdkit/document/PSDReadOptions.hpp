@@ -20,6 +20,11 @@ enum class PSDImageDecoding : std::uint8_t {
 struct PSDKIT_EXPORT PSDReadOptions {
     /// Keep every tagged block the reader does not interpret, per layer and at document level, and
     /// write them back in their original order after the blocks the writer generates itself.
+    /// They go to `PSDLayerWrapper::uninterpretedBlocks` and `PSDWrapper::uninterpretedBlocks` with
+    /// their signature and length width; blocks the model holds raw (`taggedData`, patterns,
+    /// "plst") leave a copy there that marks their place. A kept copy of a block the writer
+    /// generates is never written. Edits do not update kept blocks: a renamed type layer keeps its
+    /// old "TySh"; the host removes or replaces blocks that its changes make stale.
     bool keepUnknownBlocks = false;
     /// When layer images are decoded.
     PSDImageDecoding imageDecoding = PSDImageDecoding::eager;

@@ -123,6 +123,10 @@ public:
     PSDTaggedData taggedData;
     /// Tagged blocks the reader did not interpret, kept whole when the host reads with
     /// `PSDReadOptions::keepUnknownBlocks`, in file order; written back after the generated blocks.
+    /// With that option the blocks kept in `taggedData` also leave a copy here that marks their
+    /// place: the writer puts the `taggedData` entry's current bytes there (and drops the copy
+    /// when the entry is gone). Kept blocks are never re-derived from other fields: a host that
+    /// changes the layer (its name, pixels or type) leaves them as they were read.
     std::vector<PSDRawBlock> uninterpretedBlocks;
 
     /// Colour and transparency, `contentsRect` sized; null when the layer has no pixels.
@@ -185,8 +189,8 @@ private:
     void buildMaskImage();
     void writeMaskData(PSDWriter& writer) const;
     void writeTaggedBlocks(PSDWriter& writer, bool bigFile) const;
-    // The blocks kept from reading, after the generated ones; a kept copy of a generated block or
-    // of a `taggedData` entry is left out.
+    // The blocks kept from reading, after the generated ones; a kept copy of a generated block is
+    // left out, and the last kept copy of a `taggedData` key is where that entry's bytes go.
     void writeKeptBlocks(PSDWriter& writer) const;
 
     PSDLayerType type_ = PSDLayerType::regular();

@@ -252,7 +252,7 @@ void PSDDocumentWriter::writeKeptDocumentBlocks(PSDWriter& writer) const
                                (isPatternKey(key) && !keepPatterns) ||
                                doc.additionalLayerAndMaskInfo.contains(key);
         if (!generated) {
-            writeKeptBlock(writer, TaggedBlockLevel::document, block);
+            writeKeptBlock(writer, TaggedBlockLevel::document, block, doc.bigFile);
         }
     }
 }

@@ -52,8 +52,9 @@ void checkImageForBounds(const image::PixelBufferType* image, const PSDMacRect& 
 }
 
 // A kept block whose length width does not follow its signature reads back only where the reader
-// tolerates it: document-level blocks of big files under the keys written "8B64" there.
-bool keptBlockFramingReads(const PSDRawBlock& block, bool documentLevelInBigFile)
+// tolerates it: document-level "8BIM" blocks under the keys written "8B64" in big files (outside
+// big files they are written with 4-byte lengths).
+bool keptBlockFramingReads(const PSDRawBlock& block, bool documentLevel)
 {
     const bool longSignature = block.signature == PSDFourCharCode("8B64");
     if (!longSignature && block.signature != PSDFourCharCode("8BIM")) {
@@ -62,7 +63,7 @@ bool keptBlockFramingReads(const PSDRawBlock& block, bool documentLevelInBigFile
     if (block.longLength == longSignature) {
         return true;
     }
-    return documentLevelInBigFile && !longSignature && usesLongLengthInBigFiles(block.key);
+    return documentLevel && !longSignature && usesLongLengthInBigFiles(block.key);
 }
 
 void checkLayer(const PSDLayerWrapper& layer, std::size_t index, std::int64_t documentDepth)
@@ -130,7 +131,7 @@ void PSDDocumentWriter::checkWritable() const
         }
     }
     for (const auto& block : doc.uninterpretedBlocks) {
-        if (!keptBlockFramingReads(block, doc.bigFile)) {
+        if (!keptBlockFramingReads(block, true)) {
             refuse("document-level kept block " + block.key.debugDescription() +
                    " has a signature or length width that does not read back");
         }

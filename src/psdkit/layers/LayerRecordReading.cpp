@@ -4,6 +4,7 @@
 #include "psdkit/layers/DepthFormats.hpp"
 #include "psdkit/layers/PSDLayerWrapper.hpp"
 #include "psdkit/layers/RawBlockReading.hpp"
+#include "psdkit/layers/TaggedBlockWriting.hpp"
 #include "psdkit/platform/support/Diagnostics.hpp"
 #include "psdkit/platform/text/DebugText.hpp"
 
@@ -18,20 +19,6 @@ std::int64_t checkedEnd(std::int64_t base, std::int64_t length)
         throw PSDException(PSDError::readCorruptFile);
     }
     return end;
-}
-
-bool isKeptRawKey(const PSDFourCharCode& key)
-{
-    static const PSDFourCharCode kOthers[] = {"artb", "fxrp", "lrFX", "lfx2", "lmfx"};
-    if (adjustmentLayerTypeForKey(key)) {
-        return true;
-    }
-    for (const auto& k : kOthers) {
-        if (k == key) {
-            return true;
-        }
-    }
-    return false;
 }
 
 } // namespace
@@ -201,8 +188,14 @@ void PSDLayerWrapper::readTaggedBlock(PSDScanner& scanner, bool keepUnknownBlock
     } else if (key == PSDFourCharCode("lsct") || key == PSDFourCharCode("lsdk")) {
         // "lsdk" opens a group nested in another one; its layout is that of "lsct".
         readSectionDivider(scanner, length);
-    } else if (isKeptRawKey(key)) {
+    } else if (isTaggedDataKey(key)) {
         taggedData.insertOrAssign(key, scanner.scanData(length));
+        if (keepUnknownBlocks) {
+            // A copy marks the block's place among the kept ones; the writer puts `taggedData`'s
+            // bytes there.
+            scanner.seek(blockStart);
+            uninterpretedBlocks.push_back(readKeptBlock(scanner, signature, key, eightByteLength, length));
+        }
         if (const auto adjustment = adjustmentLayerTypeForKey(key)) {
             setType(PSDLayerType::adjustmentLayer(*adjustment));
         } else if (key == PSDFourCharCode("artb")) {

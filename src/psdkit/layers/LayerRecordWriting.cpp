@@ -1,4 +1,5 @@
 // Writing one layer: preparing its channels for export, its record, and its channel image data.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -239,17 +240,42 @@ void PSDLayerWrapper::writeTaggedBlocks(PSDWriter& writer, bool bigFile) const
             w.appendInt32(subtype.kind() == PSDLayerType::Kind::sceneGroup ? 1 : 0);
         });
     }
+    const auto hasKeptPlace = [&](const PSDFourCharCode& key) {
+        return std::any_of(uninterpretedBlocks.begin(), uninterpretedBlocks.end(),
+                           [&](const PSDRawBlock& block) { return block.key == key; });
+    };
     for (const auto& [key, bytes] : taggedData) {
-        writeRawTaggedBlock(writer, level, bigFile, key, bytes);
+        if (!hasKeptPlace(key)) {
+            writeRawTaggedBlock(writer, level, bigFile, key, bytes);
+        }
     }
     writeKeptBlocks(writer);
 }
 
 void PSDLayerWrapper::writeKeptBlocks(PSDWriter& writer) const
 {
-    for (const auto& block : uninterpretedBlocks) {
-        if (!isGeneratedLayerBlockKey(block.key) && !taggedData.contains(block.key)) {
-            writeKeptBlock(writer, TaggedBlockLevel::layer, block);
+    for (std::size_t i = 0; i < uninterpretedBlocks.size(); ++i) {
+        const PSDRawBlock& block = uninterpretedBlocks[i];
+        if (isGeneratedLayerBlockKey(block.key)) {
+            continue;
+        }
+        const auto kept = taggedData.find(block.key);
+        if (kept == taggedData.end()) {
+            if (!isTaggedDataKey(block.key)) { // a removed entry's copy goes with it
+                writeKeptBlock(writer, TaggedBlockLevel::layer, block, false);
+            }
+            continue;
+        }
+        // The place of a `taggedData` entry: its last kept copy gets the entry's current bytes, in
+        // the copy's framing; earlier copies of the key are left out, as reading kept the last.
+        const bool later = std::any_of(uninterpretedBlocks.begin() + static_cast<std::ptrdiff_t>(i) + 1,
+                                       uninterpretedBlocks.end(),
+                                       [&](const PSDRawBlock& other) { return other.key == block.key; });
+        if (!later) {
+            writeKeptBlock(
+                writer, TaggedBlockLevel::layer,
+                PSDRawBlock{block.signature, block.key, block.longLength, PSDSharedBytes(kept->second)},
+                false);
         }
     }
 }

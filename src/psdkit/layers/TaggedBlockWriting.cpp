@@ -1,5 +1,7 @@
 #include "psdkit/layers/TaggedBlockWriting.hpp"
 
+#include "psdkit/layers/PSDLayerType.hpp"
+
 #include <algorithm>
 #include <array>
 
@@ -13,12 +15,22 @@ bool usesLongLengthInBigFiles(const PSDFourCharCode& key)
     return std::find(kKeys.begin(), kKeys.end(), key) != kKeys.end();
 }
 
-void writeKeptBlock(PSDWriter& writer, TaggedBlockLevel level, const PSDRawBlock& block)
+void writeKeptBlock(PSDWriter& writer, TaggedBlockLevel level, const PSDRawBlock& block, bool bigFile)
 {
+    // An "8BIM" block read with an 8-byte length (big files of some writers) keeps that width only
+    // in a big file; a PSD reader takes "8BIM" lengths as 4 bytes.
+    const bool longLength = block.longLength && (block.signature == PSDFourCharCode("8B64") || bigFile);
     writer.appendFourCharCode(block.signature);
     writer.appendFourCharCode(block.key);
-    writer.writePSDDataBlock(block.longLength, level == TaggedBlockLevel::layer ? 2 : 4, false,
+    writer.writePSDDataBlock(longLength, level == TaggedBlockLevel::layer ? 2 : 4, false,
                              [&](PSDWriter& w) { w.appendData(block.data.span()); });
+}
+
+bool isTaggedDataKey(const PSDFourCharCode& key)
+{
+    static const std::array<PSDFourCharCode, 5> kOthers = {"artb", "fxrp", "lrFX", "lfx2", "lmfx"};
+    return adjustmentLayerTypeForKey(key).has_value() ||
+           std::find(kOthers.begin(), kOthers.end(), key) != kOthers.end();
 }
 
 bool isGeneratedLayerBlockKey(const PSDFourCharCode& key)

@@ -37,8 +37,12 @@ inline void writeRawTaggedBlock(PSDWriter& writer, TaggedBlockLevel level, bool 
 /// Writes a block kept from reading exactly as it was read: its signature, key and length width, its
 /// length counting the body only, then the padding the reader skips (to even inside a layer record,
 /// to a multiple of 4 at document level). A block read with the reading rules comes back byte for
-/// byte.
-void writeKeptBlock(PSDWriter& writer, TaggedBlockLevel level, const PSDRawBlock& block);
+/// byte. An "8BIM" block read with an 8-byte length gets a 4-byte one outside big files.
+void writeKeptBlock(PSDWriter& writer, TaggedBlockLevel level, const PSDRawBlock& block, bool bigFile);
+
+/// The layer-level keys whose blocks reading keeps raw in `taggedData` (fill and adjustment
+/// settings, artboards, effects).
+[[nodiscard]] bool isTaggedDataKey(const PSDFourCharCode& key);
 
 /// The layer-level keys the layer writer generates from the model ("luni", "lyid", "lsct", "lsdk",
 /// "iOpa", "lclr", "lspf"); a kept block under one of them is never written.
