@@ -167,6 +167,9 @@ PSDRenderResult renderDocument(const PSDWrapper& document, const PSDRenderOption
         const std::int64_t sx1 = g.sourceEnd(ox + ow - 1, g.region.x, g.region.width);
         const std::int64_t sy1 = g.sourceEnd(oy + oh - 1, g.region.y, g.region.height);
         Tile tile(sx0, sy0, sx1 - sx0, sy1 - sy0);
+        if (options.whiteBackground) {
+            std::fill(tile.samples.begin(), tile.samples.end(), 1.0f);
+        }
         drawNodes(plan.roots, tile);
         for (std::int64_t y = oy; y < oy + oh; ++y) {
             const std::int64_t ty0 = g.sourceStart(y, g.region.y, g.region.height);

@@ -1,0 +1,125 @@
+// The renderer against the composites the saving applications stored in the corpus files: PSNR
+// over RGB flattened on white, 8-bit. The goal is 40 dB on every 8-bit file with layers, a stored
+// composite and no layer effects; files still short of it are listed with the reason and only
+// reported. Every file psdkit reads must render.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <map>
+
+#include "psdkit/core/PSDError.hpp"
+#include "psdkit/render/PSDRenderer.hpp"
+#include "support/CorpusFiles.hpp"
+
+namespace psdkit {
+namespace {
+
+using testing::corpusFileNames;
+using testing::CorpusTestName;
+using testing::readCorpusFile;
+
+constexpr double fidelityGoal = 40.0;
+
+// Files below the goal today, and why. Remove a line when its file reaches the goal.
+const std::map<std::string, const char*> knownShort = {
+    {"psdtools-blend-modes-rgb-blend-modes.psd", "shape layers need their vector masks (keep-everything reading)"},
+    {"psdtools-layer_mask_data.psd", "shape layers need their vector masks (keep-everything reading)"},
+};
+
+std::optional<PSDWrapper> readForRendering(const std::string& name)
+{
+    const auto bytes = readCorpusFile(name);
+    try {
+        return PSDWrapper(std::span<const std::uint8_t>(bytes), PSDReadOptions{.keepUnknownBlocks = true});
+    } catch (const std::exception&) {
+        return std::nullopt; // refused files are the reading tests' concern
+    }
+}
+
+bool hasEffects(const PSDWrapper& document)
+{
+    for (const auto& layer : document.layers) {
+        if (layer->taggedData.contains("lfx2")) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// PSNR of two ARGB8 images flattened on white, over red, green and blue.
+double flattenedPsnr(const image::PixelBufferType& a, const image::PixelBufferType& b)
+{
+    const auto& pa = static_cast<const image::PixelBuffer<image::PixelARGB8>&>(a).pixels();
+    const auto& pb = static_cast<const image::PixelBuffer<image::PixelARGB8>&>(b).pixels();
+    const auto flat = [](int c, int alpha) { return std::round(c * alpha / 255.0 + 255.0 * (1.0 - alpha / 255.0)); };
+    double sum = 0;
+    for (std::size_t i = 0; i < pa.size(); ++i) {
+        const int ca[3] = {pa[i].r, pa[i].g, pa[i].b};
+        const int cb[3] = {pb[i].r, pb[i].g, pb[i].b};
+        for (int c = 0; c < 3; ++c) {
+            const double d = flat(ca[c], pa[i].a) - flat(cb[c], pb[i].a);
+            sum += d * d;
+        }
+    }
+    const double mse = sum / static_cast<double>(pa.size() * 3);
+    return mse == 0 ? 99.0 : 10.0 * std::log10(255.0 * 255.0 / mse);
+}
+
+class RenderCorpusTest : public ::testing::TestWithParam<std::string> {};
+
+TEST_P(RenderCorpusTest, EveryReadableFileRenders)
+{
+    const auto document = readForRendering(GetParam());
+    if (!document) {
+        GTEST_SKIP() << "not read by psdkit";
+    }
+    if (document->imageWidth <= 0 || document->imageHeight <= 0) {
+        EXPECT_THROW((void)renderDocument(*document), PSDRenderException);
+        return;
+    }
+    const PSDRenderResult result = renderDocument(*document);
+    EXPECT_EQ(result.image->size(), (image::IntegralSize{document->imageWidth, document->imageHeight}));
+}
+
+TEST_P(RenderCorpusTest, MatchesTheStoredComposite)
+{
+    const auto document = readForRendering(GetParam());
+    if (!document || document->bitDepth != 8 || document->layers.empty() || hasEffects(*document)) {
+        GTEST_SKIP() << "not an 8-bit file with layers and without effects";
+    }
+    const auto stored = document->compositeImage();
+    if (!stored) {
+        GTEST_SKIP() << "no stored composite";
+    }
+    // Without merged transparency the stored composite was made over white.
+    PSDRenderOptions options;
+    options.whiteBackground = !document->compositeImageHasAlphaChannel;
+    const double psnr = flattenedPsnr(*renderDocument(*document, options).image, *stored);
+    std::printf("fidelity %s %.2f dB\n", GetParam().c_str(), psnr);
+    RecordProperty("psnr", std::to_string(psnr));
+    if (const auto it = knownShort.find(GetParam()); it != knownShort.end()) {
+        std::printf("  below the goal: %s\n", it->second);
+        return;
+    }
+    EXPECT_GE(psnr, fidelityGoal);
+}
+
+INSTANTIATE_TEST_SUITE_P(Corpus, RenderCorpusTest, ::testing::ValuesIn(corpusFileNames()),
+                         CorpusTestName());
+
+TEST(RenderThreadsTest, ThreadCountDoesNotChangeThePixels)
+{
+    const auto document = readForRendering("psdtools-clipping-mask.psd");
+    ASSERT_TRUE(document);
+    PSDRenderOptions one;
+    one.threadCount = 1;
+    PSDRenderOptions four;
+    four.threadCount = 4;
+    const auto a = renderDocument(*document, one).image;
+    const auto b = renderDocument(*document, four).image;
+    EXPECT_TRUE(std::equal(a->bytes().begin(), a->bytes().end(), b->bytes().begin(), b->bytes().end()));
+}
+
+} // namespace
+} // namespace psdkit
