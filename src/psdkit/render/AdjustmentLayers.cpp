@@ -270,7 +270,8 @@ void hslToRgb(float h, float s, float l, float* rgb) noexcept
 class HueSaturation final : public Adjustment {
   public:
     HueSaturation(bool colorize, int hue, int saturation, int lightness)
-        : colorize_(colorize), hue_(static_cast<float>(hue) / 360.0f), saturation_(static_cast<float>(saturation) / 100.0f),
+        : colorize_(colorize), hue_(static_cast<float>(hue) / 360.0f),
+          saturation_(static_cast<float>(saturation) / 100.0f),
           lightness_(static_cast<float>(lightness) / 100.0f)
     {
     }
