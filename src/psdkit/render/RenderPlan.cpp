@@ -178,8 +178,9 @@ std::vector<TreeEntry> layerTree(const PSDWrapper& document)
 
 class PlanBuilder {
   public:
-    PlanBuilder(const PSDWrapper& document, const PSDRenderOptions& options, PSDRenderResult& result)
-        : document_(document), result_(result)
+    PlanBuilder(const PSDWrapper& document, const PSDRenderOptions& options, const PSDMacRect& region,
+                PSDRenderResult& result)
+        : document_(document), region_(region), result_(result)
     {
         if (options.layers) {
             selected_.assign(document.layers.size(), false);
@@ -305,7 +306,7 @@ class PlanBuilder {
 
     void prepareMasks(const PSDLayerWrapper& layer, RenderNode& node)
     {
-        node.vectorMask = makeVectorMask(layer, document_);
+        node.vectorMask = makeVectorMask(layer, document_, region_);
         // A mask rendered from the vector mask repeats what the path gives, and a fill layer's
         // stored pixels already hold it.
         const bool fromPath = layer.maskCameFromRenderingOtherData;
@@ -330,6 +331,7 @@ class PlanBuilder {
     }
 
     const PSDWrapper& document_;
+    PSDMacRect region_;
     PSDRenderResult& result_;
     std::vector<bool> selected_;
 };
@@ -337,11 +339,11 @@ class PlanBuilder {
 } // namespace
 
 RenderPlan buildRenderPlan(const PSDWrapper& document, const PSDRenderOptions& options,
-                           PSDRenderResult& result)
+                           const PSDMacRect& region, PSDRenderResult& result)
 {
     RenderPlan plan;
     plan.bitDepth = document.bitDepth;
-    PlanBuilder builder(document, options, result);
+    PlanBuilder builder(document, options, region, result);
     plan.roots = builder.nodes(layerTree(document), 0, false);
     return plan;
 }
