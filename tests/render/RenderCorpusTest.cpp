@@ -116,8 +116,8 @@ TEST_P(RenderCorpusTest, EveryReadableFileRenders)
 TEST_P(RenderCorpusTest, MatchesTheStoredComposite)
 {
     const auto document = readForRendering(GetParam());
-    if (!document || document->bitDepth != 8 || document->layers.empty() || hasEffects(*document)) {
-        GTEST_SKIP() << "not an 8-bit file with layers and without effects";
+    if (!document || document->bitDepth != 8 || document->layers.empty()) {
+        GTEST_SKIP() << "not an 8-bit file with layers";
     }
     const auto stored = document->compositeImage();
     if (!stored || !hasRealMergedData(readCorpusFile(GetParam()))) {
@@ -136,6 +136,10 @@ TEST_P(RenderCorpusTest, MatchesTheStoredComposite)
     }
     std::printf("fidelity %s %.2f dB\n", GetParam().c_str(), psnr);
     RecordProperty("psnr", std::to_string(psnr));
+    if (hasEffects(*document)) {
+        std::printf("  layer effects are not drawn: reported only\n");
+        return;
+    }
     if (const auto it = knownShort.find(GetParam()); it != knownShort.end()) {
         std::printf("  below the goal: %s\n", it->second);
         return;
