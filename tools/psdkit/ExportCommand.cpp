@@ -140,7 +140,7 @@ class ExportSession {
 
 std::size_t countImages(const PSDWrapper& document)
 {
-    std::size_t count = 1; // the composite
+    std::size_t count = 2; // the composite and the rendering
     for (const auto& layer : document.layers) {
         count += (layer->contentImage() ? 1 : 0) + (layer->maskImage() ? 1 : 0);
     }
@@ -168,9 +168,12 @@ int runExport(std::span<const std::string> args)
 
     ExportSession session(directory, document, countImages(document));
     ExportedFiles files;
-    // The composite's decoding failure is not fatal: the page says there is none.
+    // The composite's decoding failure is not fatal: the rendering of the layers takes its place.
+    const bool renderable = !document.layers.empty() && document.imageWidth > 0 && document.imageHeight > 0;
+    const auto rendered = renderable ? renderOrRefuse(document) : nullptr;
     const auto composite = document.compositeImage();
-    files.composite = session.writeImage(composite.get(), "composite.png");
+    files.composite = session.writeImage(composite ? composite.get() : rendered.get(), "composite.png");
+    files.rendered = session.writeImage(rendered.get(), "rendered.png");
     for (std::size_t i = 0; i < document.layers.size(); ++i) {
         const PSDLayerWrapper& layer = *document.layers[i];
         files.layerContent.push_back(

@@ -169,6 +169,10 @@ std::string htmlIndex(const std::string& title, const PSDWrapper& document, cons
     out += files.composite.empty()
                ? std::string("<p>The document has no composite image.</p>")
                : "<img class=\"checker\" src=\"" + escape(files.composite) + "\" alt=\"composite\">";
+    if (!files.rendered.empty()) {
+        out += "<p>Rendered from the layers:</p><img class=\"checker\" src=\"" + escape(files.rendered) +
+               "\" alt=\"rendered\">";
+    }
     out += "</div>\n<h2>Layers (top first)</h2>\n";
     if (tree.roots.empty()) {
         out += "<p>No layers.</p>\n";

@@ -13,6 +13,8 @@ namespace psdkit::cli {
 /// The files `export` wrote, by what they show; empty names for images that were not written.
 struct ExportedFiles {
     std::string composite;
+    /// The library's rendering of the layers.
+    std::string rendered;
     /// Per layer record (file order): its content and mask PNG.
     std::vector<std::string> layerContent;
     std::vector<std::string> layerMask;
