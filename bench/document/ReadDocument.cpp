@@ -30,9 +30,9 @@
 #include <unistd.h>
 
 #include "psdkit/document/PSDWrapper.hpp"
-#include "psdkit/render/PSDRenderer.hpp"
 #include "psdkit/platform/image/PixelBuffer.hpp"
 #include "psdkit/platform/support/Diagnostics.hpp"
+#include "psdkit/render/PSDRenderer.hpp"
 
 namespace {
 

@@ -23,7 +23,8 @@ Outcome runRender(std::span<const std::uint8_t> input)
         try {
             PSDRenderOptions corner;
             corner.threadCount = 1;
-            corner.region = image::IntegralRect{0, 0, std::min<std::int64_t>(width, 64), std::min<std::int64_t>(height, 64)};
+            corner.region = image::IntegralRect{0, 0, std::min<std::int64_t>(width, 64),
+                                                std::min<std::int64_t>(height, 64)};
             (void)renderDocument(*document, corner);
             if (width > 0 && height > 0 && width <= 512 && height <= 512) {
                 PSDRenderOptions thumbnail;

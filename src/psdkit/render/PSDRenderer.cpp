@@ -151,7 +151,8 @@ PSDRenderResult renderDocument(const PSDWrapper& document, const PSDRenderOption
 {
     const Geometry g = checkedGeometry(document, options);
     PSDRenderResult result;
-    const PSDMacRect region(g.region.y, g.region.x, g.region.y + g.region.height, g.region.x + g.region.width);
+    const PSDMacRect region(g.region.y, g.region.x, g.region.y + g.region.height,
+                            g.region.x + g.region.width);
     const RenderPlan plan = buildRenderPlan(document, options, region, result);
     result.image = makeOutput(document.bitDepth, {g.width, g.height});
     image::PixelBufferType& out = *result.image;

@@ -47,7 +47,8 @@ void drawPixels(const RenderNode& node, Tile& tile, const Shape* clip, Shape* sh
     const std::int64_t bottom =
         std::min({tile.top + tile.height, node.contentRect.bottom, node.contentRect.top + size.height});
     const float weight = node.opacity * node.fillOpacity;
-    const std::uint8_t* bytes8 = content.format() == image::PixelFormat::argb8 ? content.bytes().data() : nullptr;
+    const std::uint8_t* bytes8 =
+        content.format() == image::PixelFormat::argb8 ? content.bytes().data() : nullptr;
     const bool masked = node.mask || node.vectorMask;
     for (std::int64_t y = top; y < bottom; ++y) {
         for (std::int64_t x = left; x < right; ++x) {

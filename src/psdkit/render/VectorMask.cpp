@@ -185,8 +185,10 @@ std::shared_ptr<const CoverageMask> makeVectorMask(const PSDLayerWrapper& layer,
     }
     const auto left = static_cast<std::int64_t>(std::floor(std::max(minX, static_cast<double>(region.left))));
     const auto top = static_cast<std::int64_t>(std::floor(std::max(minY, static_cast<double>(region.top))));
-    const auto right = static_cast<std::int64_t>(std::ceil(std::min(maxX, static_cast<double>(region.right))));
-    const auto bottom = static_cast<std::int64_t>(std::ceil(std::min(maxY, static_cast<double>(region.bottom))));
+    const auto right =
+        static_cast<std::int64_t>(std::ceil(std::min(maxX, static_cast<double>(region.right))));
+    const auto bottom =
+        static_cast<std::int64_t>(std::ceil(std::min(maxY, static_cast<double>(region.bottom))));
     if (right > left && bottom > top) {
         mask->rect = PSDMacRect(top, left, bottom, right);
         mask->coverage = rasterizePolygons(polygons, mask->rect);

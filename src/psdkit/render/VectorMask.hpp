@@ -17,8 +17,7 @@ using Polygon = std::vector<double>;
 
 /// The layer's vector mask over `region` (document pixels), or null when it has none or it is
 /// disabled. Never throws except for allocation.
-[[nodiscard]] std::shared_ptr<const CoverageMask> makeVectorMask(const PSDLayerWrapper& layer,
-                                                                 const PSDWrapper& document,
-                                                                 const PSDMacRect& region);
+[[nodiscard]] std::shared_ptr<const CoverageMask>
+makeVectorMask(const PSDLayerWrapper& layer, const PSDWrapper& document, const PSDMacRect& region);
 
 } // namespace psdkit::render::detail
