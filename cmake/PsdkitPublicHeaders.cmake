@@ -31,6 +31,8 @@ set(PSDKIT_PUBLIC_HEADERS
     layers/PSDLayerType.hpp
     layers/PSDLayerWrapper.hpp
 
+    render/PSDRenderer.hpp
+
     platform/ColorSpace.hpp
     platform/ImageMetadata.hpp
     platform/PlatformError.hpp
