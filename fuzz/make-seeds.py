@@ -304,7 +304,7 @@ def main():
     corpus = sys.argv[1] if len(sys.argv) > 1 else os.path.join(HERE, "..", "..", "shared", "corpus")
     out_dir = sys.argv[2] if len(sys.argv) > 2 else os.path.join(HERE, "seeds")
     writer = SeedWriter(out_dir)
-    for target in ("document", "descriptor", "channels", "propertylist", "metadata"):
+    for target in ("document", "descriptor", "channels", "propertylist", "metadata", "render"):
         writer.start(target)
     names = sorted(n for n in os.listdir(corpus) if n.endswith((".psd", ".psb")))
     if not names:
@@ -320,6 +320,7 @@ def main():
             continue
         if len(data) <= SMALL_FILE:
             writer.add("document", data, stem)
+            writer.add("render", data, stem)
             writer.add("metadata", b"\0" + data, stem)
             if psd.mode == 3:
                 plist = next(sample_property_lists(layer_ids(psd)))

@@ -29,7 +29,7 @@ run_target() {
 
 failed=0
 pids=()
-for target in document descriptor channels propertylist metadata; do
+for target in document descriptor channels propertylist metadata render; do
   run_target "$target" & pids+=($!)
   if ((${#pids[@]} == 2)); then
     wait "${pids[0]}" || failed=1

@@ -14,12 +14,13 @@
 namespace psdkit::fuzz {
 namespace {
 
-constexpr std::array<Target, 5> allTargets = {{
+constexpr std::array<Target, 6> allTargets = {{
     {"document", runDocument},
     {"descriptor", runDescriptor},
     {"channels", runChannels},
     {"propertylist", runPropertyList},
     {"metadata", runMetadata},
+    {"render", runRender},
 }};
 
 std::string platformErrorName(PlatformErrorCode code)

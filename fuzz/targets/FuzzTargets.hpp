@@ -24,7 +24,7 @@ struct Outcome {
 
 /// One fuzz target.
 struct Target {
-    std::string_view name; ///< "document", "descriptor", "channels", "propertylist", "metadata"
+    std::string_view name; ///< "document", "descriptor", "channels", "propertylist", "metadata", "render"
     Outcome (*run)(std::span<const std::uint8_t> input);
 };
 
@@ -64,5 +64,6 @@ Outcome runDescriptor(std::span<const std::uint8_t> input);
 Outcome runChannels(std::span<const std::uint8_t> input);
 Outcome runPropertyList(std::span<const std::uint8_t> input);
 Outcome runMetadata(std::span<const std::uint8_t> input);
+Outcome runRender(std::span<const std::uint8_t> input);
 
 } // namespace psdkit::fuzz

@@ -221,7 +221,7 @@ class ExportSession {
 
 std::size_t countImages(const PSDWrapper& document)
 {
-    std::size_t count = 1; // the composite
+    std::size_t count = 2; // the composite and the rendering
     for (const auto& layer : document.layers) {
         count += (layer->contentImage() ? 1 : 0) + (layer->maskImage() ? 1 : 0);
     }
@@ -239,12 +239,17 @@ std::string placedFileName(std::size_t index, const std::string& fileName)
 
 /// The composite as the page shows it: the stored merged image, un-matted when the document has
 /// transparency; `note` says when it shows nothing.
-ExportedImage writeComposite(ExportSession& session, const PSDWrapper& document, std::string& note)
+ExportedImage writeComposite(ExportSession& session, const PSDWrapper& document,
+                             const image::PixelBufferType* rendered, std::string& note)
 {
-    // A composite that cannot be decoded is not fatal: the page says there is none.
+    // A composite that cannot be decoded is not fatal: the rendering takes its place, or the page
+    // says there is none.
     const auto composite = document.compositeImage();
     if (!composite) {
-        return {};
+        if (rendered) {
+            note = "the file stores no composite: composite.png is the rendering of the layers";
+        }
+        return session.writeImage(rendered, "composite.png", false);
     }
     if (document.compositeImageHasAlphaChannel) {
         unmatteFromWhite(*composite);
@@ -256,6 +261,10 @@ ExportedImage writeComposite(ExportSession& session, const PSDWrapper& document,
         note =
             "the stored composite is blank (one colour throughout): the saving application did not store a "
             "merged image";
+        if (rendered) {
+            note += "; composite.png is the rendering of the layers";
+            return session.writeImage(rendered, "composite.png", false);
+        }
     }
     return session.writeImage(composite.get(), "composite.png", false); // the page shows it large
 }
@@ -277,7 +286,11 @@ int runExport(std::span<const std::string> args)
 
     ExportSession session(directory, document, countImages(document));
     ExportedFiles files;
-    files.composite = writeComposite(session, document, files.compositeNote);
+    // The layers' rendering stands in for a stored composite that is missing or blank.
+    const bool renderable = !document.layers.empty() && document.imageWidth > 0 && document.imageHeight > 0;
+    const auto rendered = renderable ? renderOrRefuse(document) : nullptr;
+    files.composite = writeComposite(session, document, rendered.get(), files.compositeNote);
+    files.rendered = session.writeImage(rendered.get(), "rendered.png", false);
     for (std::size_t i = 0; i < document.layers.size(); ++i) {
         const PSDLayerWrapper& layer = *document.layers[i];
         files.layerContent.push_back(

@@ -207,6 +207,10 @@ std::string htmlIndex(const std::string& title, const PSDWrapper& document, cons
                ? std::string("<p>The document has no composite image.</p>")
                : "<a href=\"" + escape(files.composite.file) + "\"><img class=\"checker\" src=\"" +
                      escape(files.composite.file) + "\" alt=\"composite\"></a>";
+    if (!files.rendered.empty()) {
+        out += "<p>Rendered from the layers:</p><a href=\"" + escape(files.rendered.file) +
+               "\"><img class=\"checker\" src=\"" + escape(files.rendered.file) + "\" alt=\"rendered\"></a>";
+    }
     out += "</div>\n<h2>Layers (top first)</h2>\n";
     if (tree.roots.empty()) {
         out += "<p>No layers.</p>\n";

@@ -22,6 +22,8 @@ struct ExportedImage {
 /// The files `export` wrote, by what they show.
 struct ExportedFiles {
     ExportedImage composite;
+    /// The library's rendering of the layers.
+    ExportedImage rendered;
     /// Why the composite shows nothing, when it does not (empty otherwise).
     std::string compositeNote;
     /// Per layer record (file order): its content and mask PNG, and the copy of its placed file.

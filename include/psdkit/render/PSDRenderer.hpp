@@ -40,6 +40,10 @@ struct PSDKIT_EXPORT PSDRenderOptions {
     std::optional<std::vector<std::size_t>> layers;
     /// Threads to render on; 0 uses every core. The pixels do not depend on it.
     unsigned threadCount = 0;
+    /// Blend the layers onto an opaque white canvas instead of a transparent one. Applications
+    /// store the composite of a document without merged transparency this way: layers with a
+    /// blend mode then blend with the white, not with nothing.
+    bool whiteBackground = false;
 };
 
 /// A rendered image and what could not be drawn.

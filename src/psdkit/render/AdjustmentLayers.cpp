@@ -211,6 +211,106 @@ std::shared_ptr<const Adjustment> curves(std::span<const std::uint8_t> body)
     return table;
 }
 
+int readInt16(std::span<const std::uint8_t> b, std::size_t offset) noexcept
+{
+    return static_cast<std::int16_t>(static_cast<std::uint16_t>(readUInt16(b, offset)));
+}
+
+void rgbToHsl(const float* rgb, float& h, float& s, float& l) noexcept
+{
+    const float mx = std::max({rgb[0], rgb[1], rgb[2]});
+    const float mn = std::min({rgb[0], rgb[1], rgb[2]});
+    l = (mx + mn) / 2.0f;
+    const float d = mx - mn;
+    if (d <= 0.0f) {
+        h = s = 0.0f;
+        return;
+    }
+    s = l > 0.5f ? d / (2.0f - mx - mn) : d / (mx + mn);
+    if (mx == rgb[0]) {
+        h = (rgb[1] - rgb[2]) / d + (rgb[1] < rgb[2] ? 6.0f : 0.0f);
+    } else if (mx == rgb[1]) {
+        h = (rgb[2] - rgb[0]) / d + 2.0f;
+    } else {
+        h = (rgb[0] - rgb[1]) / d + 4.0f;
+    }
+    h /= 6.0f;
+}
+
+float hueToChannel(float p, float q, float t) noexcept
+{
+    t -= std::floor(t);
+    if (t < 1.0f / 6.0f) {
+        return p + (q - p) * 6.0f * t;
+    }
+    if (t < 0.5f) {
+        return q;
+    }
+    if (t < 2.0f / 3.0f) {
+        return p + (q - p) * (2.0f / 3.0f - t) * 6.0f;
+    }
+    return p;
+}
+
+void hslToRgb(float h, float s, float l, float* rgb) noexcept
+{
+    if (s <= 0.0f) {
+        rgb[0] = rgb[1] = rgb[2] = l;
+        return;
+    }
+    const float q = l < 0.5f ? l * (1.0f + s) : l + s - l * s;
+    const float p = 2.0f * l - q;
+    rgb[0] = hueToChannel(p, q, h + 1.0f / 3.0f);
+    rgb[1] = hueToChannel(p, q, h);
+    rgb[2] = hueToChannel(p, q, h - 1.0f / 3.0f);
+}
+
+/// Hue/saturation, master settings (or colourise): hue turned by degrees, saturation and
+/// lightness moved towards their ends by percent. The per-range settings are not applied.
+class HueSaturation final : public Adjustment {
+  public:
+    HueSaturation(bool colorize, int hue, int saturation, int lightness)
+        : colorize_(colorize), hue_(static_cast<float>(hue) / 360.0f),
+          saturation_(static_cast<float>(saturation) / 100.0f),
+          lightness_(static_cast<float>(lightness) / 100.0f)
+    {
+    }
+    void apply(float* rgb) const noexcept override
+    {
+        float h, s, l;
+        rgbToHsl(rgb, h, s, l);
+        if (colorize_) {
+            h = hue_;
+            s = saturation_;
+        } else {
+            h += hue_;
+            s = saturation_ >= 0 ? s + (1.0f - s) * saturation_ * s : s * (1.0f + saturation_);
+            s = std::clamp(s, 0.0f, 1.0f);
+        }
+        hslToRgb(h, s, l, rgb);
+        for (int c = 0; c < 3; ++c) {
+            rgb[c] = lightness_ >= 0 ? rgb[c] + (1.0f - rgb[c]) * lightness_ : rgb[c] * (1.0f + lightness_);
+        }
+    }
+
+  private:
+    bool colorize_;
+    float hue_, saturation_, lightness_;
+};
+
+/// Hue/saturation: version, colourise flag and a filler byte, the colourise hue, saturation and
+/// lightness, then the master hue, saturation and lightness (signed 16-bit each).
+std::shared_ptr<const Adjustment> hueSaturation(std::span<const std::uint8_t> body)
+{
+    if (body.size() < 16) {
+        return nullptr;
+    }
+    const bool colorize = body[2] != 0;
+    const std::size_t at = colorize ? 4 : 10;
+    return std::make_shared<HueSaturation>(colorize, readInt16(body, at), readInt16(body, at + 2),
+                                           std::clamp(readInt16(body, at + 4), -100, 100));
+}
+
 } // namespace
 
 std::shared_ptr<const Adjustment> makeAdjustment(const PSDLayerWrapper& layer, PSDAdjustmentLayerType type)
@@ -229,6 +329,8 @@ std::shared_ptr<const Adjustment> makeAdjustment(const PSDLayerWrapper& layer, P
         return levels(body);
     case PSDAdjustmentLayerType::curves:
         return curves(body);
+    case PSDAdjustmentLayerType::hueSaturation:
+        return hueSaturation(body);
     default:
         return nullptr;
     }

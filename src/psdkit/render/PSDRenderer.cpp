@@ -151,7 +151,9 @@ PSDRenderResult renderDocument(const PSDWrapper& document, const PSDRenderOption
 {
     const Geometry g = checkedGeometry(document, options);
     PSDRenderResult result;
-    const RenderPlan plan = buildRenderPlan(document, options, result);
+    const PSDMacRect region(g.region.y, g.region.x, g.region.y + g.region.height,
+                            g.region.x + g.region.width);
+    const RenderPlan plan = buildRenderPlan(document, options, region, result);
     result.image = makeOutput(document.bitDepth, {g.width, g.height});
     image::PixelBufferType& out = *result.image;
 
@@ -167,6 +169,9 @@ PSDRenderResult renderDocument(const PSDWrapper& document, const PSDRenderOption
         const std::int64_t sx1 = g.sourceEnd(ox + ow - 1, g.region.x, g.region.width);
         const std::int64_t sy1 = g.sourceEnd(oy + oh - 1, g.region.y, g.region.height);
         Tile tile(sx0, sy0, sx1 - sx0, sy1 - sy0);
+        if (options.whiteBackground) {
+            std::fill(tile.samples.begin(), tile.samples.end(), 1.0f);
+        }
         drawNodes(plan.roots, tile);
         for (std::int64_t y = oy; y < oy + oh; ++y) {
             const std::int64_t ty0 = g.sourceStart(y, g.region.y, g.region.height);

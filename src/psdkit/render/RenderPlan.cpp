@@ -178,8 +178,9 @@ std::vector<TreeEntry> layerTree(const PSDWrapper& document)
 
 class PlanBuilder {
   public:
-    PlanBuilder(const PSDWrapper& document, const PSDRenderOptions& options, PSDRenderResult& result)
-        : document_(document), result_(result)
+    PlanBuilder(const PSDWrapper& document, const PSDRenderOptions& options, const PSDMacRect& region,
+                PSDRenderResult& result)
+        : document_(document), region_(region), result_(result)
     {
         if (options.layers) {
             selected_.assign(document.layers.size(), false);
@@ -305,39 +306,32 @@ class PlanBuilder {
 
     void prepareMasks(const PSDLayerWrapper& layer, RenderNode& node)
     {
-        node.vectorMask = makeVectorMask(layer, document_);
-        // A mask rendered from the vector mask (and not accompanied by a user mask) repeats
-        // what the path gives, and a fill layer's stored pixels already hold it.
+        node.vectorMask = makeVectorMask(layer, document_, region_);
+        // A mask rendered from the vector mask repeats what the path gives, and a fill layer's
+        // stored pixels already hold it.
+        const bool fromPath = layer.maskCameFromRenderingOtherData;
         const bool storedFill = layer.type().kind() == PSDLayerType::Kind::adjustmentLayer &&
                                 node.kind == RenderNode::Kind::pixels;
-        const bool maskRepeatsPath =
-            layer.maskCameFromRenderingOtherData && !layer.hasRealFlags && (node.vectorMask || storedFill);
-        if (layer.hasLayerMask && !maskRepeatsPath) {
-            // With both a pixel mask and a vector mask, the record's second ("real") set of mask
-            // values describes the pixel mask.
-            const bool real = layer.hasRealFlags;
-            const bool disabled = real ? layer.realMaskDisabled : layer.maskDisabled;
-            auto maskImage = layer.maskImage();
-            if (!disabled && maskImage && image::channelCount(maskImage->format()) == 1) {
-                PixelMask mask;
-                mask.image = maskImage;
-                mask.rect = layer.maskRect;
-                mask.defaultValue = static_cast<float>(
-                    std::clamp(real ? layer.realMaskDefaultColor : layer.maskDefaultColor, 0.0, 1.0));
-                mask.density = layer.maskHasUserMaskDensity
-                                   ? static_cast<float>(std::clamp(layer.userMaskDensity, 0.0, 1.0))
-                                   : 1.0f;
-                if (real && maskImage->size() == layer.realMaskRect.size()) {
-                    mask.rect = layer.realMaskRect;
-                }
-                if (maskImage->size() == mask.rect.size()) {
-                    node.mask = std::move(mask);
-                }
-            }
+        const bool maskRepeatsPath = fromPath && (node.vectorMask || storedFill);
+        // The mask image is the one the record's first set of mask values describes. When the
+        // record has a second ("real") set, the first describes the rendering of the vector mask
+        // and the second the user's own mask, stored as a separate channel (not drawn yet).
+        auto maskImage = layer.maskImage();
+        if (layer.hasLayerMask && !maskRepeatsPath && !layer.maskDisabled && maskImage &&
+            image::channelCount(maskImage->format()) == 1 && maskImage->size() == layer.maskRect.size()) {
+            PixelMask mask;
+            mask.image = maskImage;
+            mask.rect = layer.maskRect;
+            mask.defaultValue = static_cast<float>(std::clamp(layer.maskDefaultColor, 0.0, 1.0));
+            const bool hasDensity = fromPath ? layer.maskHasVectorMaskDensity : layer.maskHasUserMaskDensity;
+            const double density = fromPath ? layer.vectorMaskDensity : layer.userMaskDensity;
+            mask.density = hasDensity ? static_cast<float>(std::clamp(density, 0.0, 1.0)) : 1.0f;
+            node.mask = std::move(mask);
         }
     }
 
     const PSDWrapper& document_;
+    PSDMacRect region_;
     PSDRenderResult& result_;
     std::vector<bool> selected_;
 };
@@ -345,11 +339,11 @@ class PlanBuilder {
 } // namespace
 
 RenderPlan buildRenderPlan(const PSDWrapper& document, const PSDRenderOptions& options,
-                           PSDRenderResult& result)
+                           const PSDMacRect& region, PSDRenderResult& result)
 {
     RenderPlan plan;
     plan.bitDepth = document.bitDepth;
-    PlanBuilder builder(document, options, result);
+    PlanBuilder builder(document, options, region, result);
     plan.roots = builder.nodes(layerTree(document), 0, false);
     return plan;
 }

@@ -114,9 +114,9 @@ struct RenderPlan {
 /// Groups deeper than this are drawn as if their contents were not there.
 inline constexpr int maximumGroupDepth = 64;
 
-/// Builds the plan for `document`, fetching every image it needs; records what will not be drawn
-/// in `result`. Throws what the layer image accessors throw.
+/// Builds the plan for drawing `region` (document pixels) of `document`, fetching every image it
+/// needs; records what will not be drawn in `result`. Throws what the layer image accessors throw.
 [[nodiscard]] RenderPlan buildRenderPlan(const PSDWrapper& document, const PSDRenderOptions& options,
-                                         PSDRenderResult& result);
+                                         const PSDMacRect& region, PSDRenderResult& result);
 
 } // namespace psdkit::render::detail

@@ -47,23 +47,26 @@ void drawPixels(const RenderNode& node, Tile& tile, const Shape* clip, Shape* sh
     const std::int64_t bottom =
         std::min({tile.top + tile.height, node.contentRect.bottom, node.contentRect.top + size.height});
     const float weight = node.opacity * node.fillOpacity;
+    const std::uint8_t* bytes8 =
+        content.format() == image::PixelFormat::argb8 ? content.bytes().data() : nullptr;
+    const bool masked = node.mask || node.vectorMask;
     for (std::int64_t y = top; y < bottom; ++y) {
         for (std::int64_t x = left; x < right; ++x) {
             const auto base = static_cast<std::size_t>(
                 ((y - node.contentRect.top) * size.width + (x - node.contentRect.left)) * 4);
             float rgba[4];
-            if (content.format() == image::PixelFormat::argb8) {
-                rgba[3] = sampleToFloat(content, base);
-                rgba[0] = sampleToFloat(content, base + 1);
-                rgba[1] = sampleToFloat(content, base + 2);
-                rgba[2] = sampleToFloat(content, base + 3);
+            if (bytes8) {
+                rgba[3] = static_cast<float>(bytes8[base]) * (1.0f / 255.0f);
+                rgba[0] = static_cast<float>(bytes8[base + 1]) * (1.0f / 255.0f);
+                rgba[1] = static_cast<float>(bytes8[base + 2]) * (1.0f / 255.0f);
+                rgba[2] = static_cast<float>(bytes8[base + 3]) * (1.0f / 255.0f);
             } else {
                 for (std::size_t c = 0; c < 4; ++c) {
                     rgba[c] = sampleToFloat(content, base + c);
                 }
                 rgba[3] = std::clamp(rgba[3], 0.0f, 1.0f);
             }
-            const float shape = rgba[3] * node.maskAt(x, y);
+            const float shape = masked ? rgba[3] * node.maskAt(x, y) : rgba[3];
             const std::size_t i = static_cast<std::size_t>((y - tile.top) * tile.width + (x - tile.left));
             if (shapeOut) {
                 (*shapeOut)[i] = shape;
@@ -190,6 +193,14 @@ void drawNode(const RenderNode& node, Tile& tile, const Shape* clip, Shape* shap
 void compositePixel(BlendMode mode, const float* source, float alpha, float* pixel, std::int64_t x,
                     std::int64_t y, const BlendRanges* ranges) noexcept
 {
+    if (mode == BlendMode::normal && !ranges) {
+        // Source-over: the mode's colour is the source's wherever the backdrop is.
+        for (int c = 0; c < 3; ++c) {
+            pixel[c] = alpha * source[c] + (1.0f - alpha) * pixel[c];
+        }
+        pixel[3] = alpha + pixel[3] * (1.0f - alpha);
+        return;
+    }
     float backdrop[3];
     unpremultiply(pixel, backdrop);
     if (ranges) {

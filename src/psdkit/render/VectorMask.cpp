@@ -12,6 +12,9 @@ namespace psdkit::render::detail {
 namespace {
 
 constexpr int samplesPerRow = 16;
+/// Paths are flattened into at most this many points in all (real paths have a few hundred), so
+/// that a hostile path cannot make rasterising unbounded.
+constexpr std::size_t maximumPathPoints = std::size_t{1} << 16;
 constexpr std::size_t recordSize = 26;
 
 std::int32_t readInt32(const std::uint8_t* p) noexcept
@@ -42,7 +45,10 @@ void appendCubic(Polygon& out, Point a, Point b, Point c, Point d)
 {
     const double length = std::hypot(b.x - a.x, b.y - a.y) + std::hypot(c.x - b.x, c.y - b.y) +
                           std::hypot(d.x - c.x, d.y - c.y);
-    const int steps = std::clamp(static_cast<int>(length / 2.0), 1, 256);
+    const int steps = std::isfinite(length) ? std::clamp(static_cast<int>(length / 2.0), 1, 64) : 1;
+    if (out.size() / 2 + static_cast<std::size_t>(steps) > maximumPathPoints) {
+        return;
+    }
     for (int i = 1; i <= steps; ++i) {
         const double t = static_cast<double>(i) / steps;
         const double u = 1 - t;
@@ -144,7 +150,8 @@ std::vector<float> rasterizePolygons(const std::vector<Polygon>& polygons, const
     return coverage;
 }
 
-std::shared_ptr<const CoverageMask> makeVectorMask(const PSDLayerWrapper& layer, const PSDWrapper& document)
+std::shared_ptr<const CoverageMask> makeVectorMask(const PSDLayerWrapper& layer, const PSDWrapper& document,
+                                                   const PSDMacRect& region)
 {
     std::span<const std::uint8_t> body = findLayerBlock(layer, "vmsk");
     if (body.empty()) {
@@ -166,7 +173,7 @@ std::shared_ptr<const CoverageMask> makeVectorMask(const PSDLayerWrapper& layer,
     mask->density = layer.maskHasVectorMaskDensity
                         ? static_cast<float>(std::clamp(layer.vectorMaskDensity, 0.0, 1.0))
                         : 1.0f;
-    // Rasterise over the path's bounds cut to the canvas.
+    // Rasterise over the path's bounds cut to the region drawn.
     double minX = width, minY = height, maxX = 0, maxY = 0;
     for (const Polygon& polygon : polygons) {
         for (std::size_t i = 0; i + 1 < polygon.size(); i += 2) {
@@ -176,10 +183,12 @@ std::shared_ptr<const CoverageMask> makeVectorMask(const PSDLayerWrapper& layer,
             maxY = std::max(maxY, polygon[i + 1]);
         }
     }
-    const auto left = static_cast<std::int64_t>(std::floor(std::max(minX, 0.0)));
-    const auto top = static_cast<std::int64_t>(std::floor(std::max(minY, 0.0)));
-    const auto right = static_cast<std::int64_t>(std::ceil(std::min(maxX, width)));
-    const auto bottom = static_cast<std::int64_t>(std::ceil(std::min(maxY, height)));
+    const auto left = static_cast<std::int64_t>(std::floor(std::max(minX, static_cast<double>(region.left))));
+    const auto top = static_cast<std::int64_t>(std::floor(std::max(minY, static_cast<double>(region.top))));
+    const auto right =
+        static_cast<std::int64_t>(std::ceil(std::min(maxX, static_cast<double>(region.right))));
+    const auto bottom =
+        static_cast<std::int64_t>(std::ceil(std::min(maxY, static_cast<double>(region.bottom))));
     if (right > left && bottom > top) {
         mask->rect = PSDMacRect(top, left, bottom, right);
         mask->coverage = rasterizePolygons(polygons, mask->rect);

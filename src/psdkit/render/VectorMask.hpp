@@ -15,9 +15,9 @@ using Polygon = std::vector<double>;
 [[nodiscard]] std::vector<float> rasterizePolygons(const std::vector<Polygon>& polygons,
                                                    const PSDMacRect& bounds);
 
-/// The layer's vector mask over the canvas, or null when it has none, it is disabled, or its path
-/// does not parse. Never throws except for allocation.
-[[nodiscard]] std::shared_ptr<const CoverageMask> makeVectorMask(const PSDLayerWrapper& layer,
-                                                                 const PSDWrapper& document);
+/// The layer's vector mask over `region` (document pixels), or null when it has none or it is
+/// disabled. Never throws except for allocation.
+[[nodiscard]] std::shared_ptr<const CoverageMask>
+makeVectorMask(const PSDLayerWrapper& layer, const PSDWrapper& document, const PSDMacRect& region);
 
 } // namespace psdkit::render::detail
