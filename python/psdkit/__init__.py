@@ -26,10 +26,10 @@ __all__ = [
 
 Node = _tree.Node
 
-# Bytes before the descriptor in the layer blocks that hold one: a version word, and for effects a
-# second one.
-_DESCRIPTOR_OFFSETS = {"SoCo": 4, "GdFl": 4, "PtFl": 4, "vscg": 8, "vstk": 4, "artb": 4, "artd": 4,
-                       "lfx2": 8, "CgEd": 4, "blwh": 4, "vibA": 4, "phfl": 0, "clrL": 4}
+# Bytes before the descriptor's version word in the layer blocks that hold one: 0 where the block
+# is the descriptor, 4 after an effects version (lfx2), a colour-lookup version (clrL) or a key (vscg).
+_DESCRIPTOR_OFFSETS = {"SoCo": 0, "GdFl": 0, "PtFl": 0, "vstk": 0, "artb": 0, "artd": 0, "blwh": 0,
+                       "vibA": 0, "lfx2": 4, "vscg": 4, "clrL": 4}
 
 
 def layer_descriptor(layer: Layer, key: str) -> Optional[Descriptor]:

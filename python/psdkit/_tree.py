@@ -66,7 +66,7 @@ def build_tree(layers) -> List[Node]:
             continue
         parent = open_groups[-1] if open_groups else None
         node = Node(layer, parent)
-        (parent.children if parent else top).append(node)
+        (parent.children if parent is not None else top).append(node)
         if kind in _GROUP_KINDS:
             open_groups.append(node)
     return top
