@@ -238,17 +238,24 @@ void bindFields(py::class_<Document>& cls)
         "uninterpreted_blocks", [](const Document& d) { return rawBlocksToList(d.uninterpretedBlocks); },
         [](Document& d, const py::iterable& blocks) { d.uninterpretedBlocks = rawBlocksFromList(blocks); },
         "Document-level blocks kept whole with keep_unknown_blocks=True: (signature, key, data, long_length).");
-    cls.def_property_readonly(
+    cls.def_property(
         "icc_profile",
         [](const Document& d) -> py::object {
-            for (const auto& block : d.imageResources) {
-                if (block.identifier == 1039) {
-                    return toBytes(block.data);
-                }
-            }
-            return py::none();
+            const auto data = d.colorSpace.iccData();
+            return data ? py::object(toBytes(*data)) : py::object(py::none());
         },
-        "The embedded ICC profile's bytes, or None.");
+        [](Document& d, const py::object& data) {
+            if (data.is_none()) {
+                d.colorSpace = ColorSpace::deviceRGB();
+                return;
+            }
+            auto space = ColorSpace::fromICCData(fromBytesLike(data));
+            if (!space) {
+                throw py::value_error("not an ICC profile psdkit can use");
+            }
+            d.colorSpace = std::move(*space);
+        },
+        "The embedded ICC profile's bytes, or None for device RGB. Setting None removes the profile.");
 }
 
 void bindImages(py::class_<Document>& cls)
