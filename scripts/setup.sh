@@ -9,6 +9,7 @@ packages=(
   libspng-dev nlohmann-json3-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   python3-psd-tools
+  python3-dev python3-pybind11 pybind11-dev python3-numpy python3-pytest python3-setuptools python3-wheel python3-venv
 )
 # The interop tests run ag-psd under Node.js; a Node.js the machine already has is used as it is.
 if ! command -v node >/dev/null || ! command -v npm >/dev/null; then
