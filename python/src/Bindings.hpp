@@ -32,6 +32,7 @@ py::object arrayFromImage(const std::shared_ptr<image::PixelBufferType>& buffer)
 /// (h, w, 4) RGBA or (h, w, 3) RGB (made opaque) when `grey` is false, (h, w) when it is true.
 /// The array's dtype must be the depth's (uint8, uint16, float32). Throws py::type_error or
 /// py::value_error.
-std::shared_ptr<image::PixelBufferType> imageFromArray(const py::handle& array, std::int64_t depth, bool grey);
+std::shared_ptr<image::PixelBufferType> imageFromArray(const py::handle& array, std::int64_t depth,
+                                                       bool grey);
 
 } // namespace psdkit::python
