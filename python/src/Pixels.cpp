@@ -1,4 +1,5 @@
 // Pixel buffers <-> numpy arrays.
+#include <bit>
 #include <cstring>
 #include <string>
 
@@ -45,18 +46,14 @@ py::array rgbaFromARGB8(const image::PixelBufferType& buffer)
     auto* target = array.mutable_data();
     {
         py::gil_scoped_release release;
-        // Memory a r g b -> r g b a; written byte by byte so that the compiler makes vector
-        // shuffles of it.
+        // Memory a r g b -> r g b a: copy, then rotate every pixel's 32-bit word by one byte in
+        // place (a loop the compiler vectorizes with plain SSE2 shifts).
+        std::memcpy(target, source.data(), source.size());
+        static_assert(std::endian::native == std::endian::little, "the rotation assumes little-endian words");
+        auto* words = reinterpret_cast<std::uint32_t*>(target); // numpy's own allocation, 4-byte aligned
         const std::size_t count = source.size() / 4;
-        const std::uint8_t* in = source.data();
         for (std::size_t i = 0; i < count; ++i) {
-            const std::uint8_t* pixel = in + i * 4;
-            std::uint8_t* out = target + i * 4;
-            const std::uint8_t a = pixel[0], r = pixel[1], g = pixel[2], b = pixel[3];
-            out[0] = r;
-            out[1] = g;
-            out[2] = b;
-            out[3] = a;
+            words[i] = std::rotr(words[i], 8);
         }
     }
     return array;
