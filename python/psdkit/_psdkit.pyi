@@ -72,6 +72,8 @@ class Layer:
     real_mask_bbox: Bounds
     pixels: Optional[Pixels]
     """(height, width, 4) RGBA; 16/32-bit arrays share the layer's buffer, 8-bit ones are copies."""
+    def take_pixels(self) -> Optional[Pixels]:
+        """Moves the pixels out of the layer without a copy; the layer is left without pixels."""
     mask: Optional[Pixels]
     """(height, width)."""
     @property
@@ -108,7 +110,9 @@ class Document:
     def add_alpha_channel(self, name: Optional[str], pixels: Pixels) -> None: ...
     def add_layer(self, name: str, pixels: Optional[Pixels] = None, left: int = 0, top: int = 0,
                   opacity: float = 1.0, blend_mode: str = "norm", visible: bool = True,
-                  mask: Optional[Pixels] = None) -> Layer: ...
+                  def take_pixels(self) -> Optional[Pixels]:
+        """Moves the pixels out of the layer without a copy; the layer is left without pixels."""
+    mask: Optional[Pixels] = None) -> Layer: ...
     def add_divider(self) -> None: ...
     def to_bytes(self, composite: Optional[Pixels] = None) -> bytes: ...
     def save(self, path: Union[str, os.PathLike], composite: Optional[Pixels] = None) -> None: ...

@@ -36,6 +36,18 @@ py::array sharedArray(const std::shared_ptr<image::PixelBufferType>& buffer, std
     return py::array(py::dtype::of<Sample>(), shape, strides, data, base);
 }
 
+// Memory a r g b -> r g b a for `size` bytes at `bytes` (4-byte aligned): every pixel's 32-bit
+// word rotated by one byte, in a loop the compiler vectorizes with plain SSE2 shifts.
+void rotateARGBToRGBA(std::uint8_t* bytes, std::size_t size)
+{
+    static_assert(std::endian::native == std::endian::little, "the rotation assumes little-endian words");
+    auto* words = reinterpret_cast<std::uint32_t*>(bytes);
+    const std::size_t count = size / 4;
+    for (std::size_t i = 0; i < count; ++i) {
+        words[i] = std::rotr(words[i], 8);
+    }
+}
+
 // 8-bit colour pixels are stored a, r, g, b: a new RGBA array.
 py::array rgbaFromARGB8(const image::PixelBufferType& buffer)
 {
@@ -46,15 +58,8 @@ py::array rgbaFromARGB8(const image::PixelBufferType& buffer)
     auto* target = array.mutable_data();
     {
         py::gil_scoped_release release;
-        // Memory a r g b -> r g b a: copy, then rotate every pixel's 32-bit word by one byte in
-        // place (a loop the compiler vectorizes with plain SSE2 shifts).
         std::memcpy(target, source.data(), source.size());
-        static_assert(std::endian::native == std::endian::little, "the rotation assumes little-endian words");
-        auto* words = reinterpret_cast<std::uint32_t*>(target); // numpy's own allocation, 4-byte aligned
-        const std::size_t count = source.size() / 4;
-        for (std::size_t i = 0; i < count; ++i) {
-            words[i] = std::rotr(words[i], 8);
-        }
+        rotateARGBToRGBA(target, source.size());
     }
     return array;
 }
@@ -142,6 +147,19 @@ py::object arrayFromImage(const std::shared_ptr<image::PixelBufferType>& buffer)
         return sharedArray<float>(buffer, 1);
     }
     return py::none();
+}
+
+py::object arrayTakingImage(std::shared_ptr<image::PixelBufferType> buffer)
+{
+    if (!buffer || buffer->format() != PixelFormat::argb8 || buffer.use_count() > 1) {
+        return arrayFromImage(buffer);
+    }
+    {
+        py::gil_scoped_release release;
+        const auto bytes = buffer->mutableBytes();
+        rotateARGBToRGBA(bytes.data(), bytes.size());
+    }
+    return sharedArray<std::uint8_t>(buffer, 4);
 }
 
 std::shared_ptr<image::PixelBufferType> imageFromArray(const py::handle& array, std::int64_t depth, bool grey)
