@@ -180,6 +180,17 @@ void bindImages(LayerClass& cls)
         },
         "The user mask, shape (height, width), shared like 16-/32-bit pixels; None when absent. Setting "
         "copies the array, sets has_mask and resizes mask_bbox from its top-left; None removes the mask.");
+    cls.def(
+        "take_pixels",
+        [](Layer& l) {
+            auto image = l.contentImage();
+            l.setContentImage(nullptr);
+            return arrayTakingImage(std::move(image));
+        },
+        "Moves the pixels out of the layer: the same array as `pixels`, but never a copy (8-bit pixels "
+        "are reordered to RGBA in place), and the layer is left without pixels (`pixels` is None; "
+        "bbox is kept). For reading every layer into numpy with the least memory; saving the "
+        "document afterwards writes the layer empty.");
     cls.def_property_readonly(
         "depth", [](const Layer& l) { return l.bitDepth; }, "Bits per sample: 8, 16 or 32.");
 }
