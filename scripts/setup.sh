@@ -10,6 +10,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   python3-psd-tools imagemagick
   chromium
+  python3-dev python3-pybind11 pybind11-dev python3-numpy python3-pytest python3-setuptools python3-wheel python3-venv
 )
 # chromium: the export page's screenshot test loads index.html headless.
 # The interop tests run ag-psd under Node.js; a Node.js the machine already has is used as it is.

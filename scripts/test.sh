@@ -15,8 +15,12 @@ run_suite() {
 }
 
 echo "== build and test (RelWithDebInfo)"
-run_suite build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo
+run_suite build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPSDKIT_PYTHON=ON
 scripts/test-package.sh build/release
+echo "== Python package: the README's offline install into build/venv, then import it"
+/usr/bin/python3 -m venv --system-site-packages build/venv
+build/venv/bin/pip install -q --no-build-isolation ./python
+(cd build && venv/bin/python -c 'import psdkit; psdkit.Document(1, 1).to_bytes()')
 
 echo "== build and test under AddressSanitizer + UndefinedBehaviorSanitizer"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \

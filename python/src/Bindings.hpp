@@ -28,10 +28,17 @@ void bindDescriptors(py::module_& module);
 /// colour buffers are stored ARGB and are converted into a new array. None for a null buffer.
 py::object arrayFromImage(const std::shared_ptr<image::PixelBufferType>& buffer);
 
+/// The pixels of `buffer` as arrayFromImage gives them, but handed over without a copy also for
+/// 8-bit colour buffers, whose bytes are reordered to RGBA in place: the caller must drop every
+/// other reference to the buffer (the layer's included), since its bytes are no longer ARGB.
+/// An 8-bit buffer that someone else still shares is copied instead.
+py::object arrayTakingImage(std::shared_ptr<image::PixelBufferType> buffer);
+
 /// A new pixel buffer of bit depth `depth` (8, 16, 32) holding the pixels of `array`: colour
 /// (h, w, 4) RGBA or (h, w, 3) RGB (made opaque) when `grey` is false, (h, w) when it is true.
 /// The array's dtype must be the depth's (uint8, uint16, float32). Throws py::type_error or
 /// py::value_error.
-std::shared_ptr<image::PixelBufferType> imageFromArray(const py::handle& array, std::int64_t depth, bool grey);
+std::shared_ptr<image::PixelBufferType> imageFromArray(const py::handle& array, std::int64_t depth,
+                                                       bool grey);
 
 } // namespace psdkit::python

@@ -32,7 +32,10 @@ inline std::vector<std::uint8_t> fromBytesLike(const py::handle& object)
 }
 
 /// A rectangle as the tuple (left, top, right, bottom).
-inline py::tuple toBounds(const PSDMacRect& rect) { return py::make_tuple(rect.left, rect.top, rect.right, rect.bottom); }
+inline py::tuple toBounds(const PSDMacRect& rect)
+{
+    return py::make_tuple(rect.left, rect.top, rect.right, rect.bottom);
+}
 
 /// The tuple (left, top, right, bottom) as a rectangle.
 inline PSDMacRect fromBounds(const py::tuple& bounds)
@@ -45,15 +48,18 @@ inline PSDMacRect fromBounds(const py::tuple& bounds)
 }
 
 /// A four-character code from Python text. Throws PSDError(readParameterError) for other lengths.
-inline PSDFourCharCode toCode(const std::string& text) { return PSDFourCharCode(text); }
+inline PSDFourCharCode toCode(const std::string& text)
+{
+    return PSDFourCharCode(text);
+}
 
 /// Kept raw blocks as a list of (signature, key, data, long_length) tuples.
 inline py::list rawBlocksToList(const std::vector<PSDRawBlock>& blocks)
 {
     py::list list;
     for (const auto& block : blocks) {
-        list.append(py::make_tuple(block.signature.rawValue(), block.key.rawValue(), toBytes(block.data.span()),
-                                   block.longLength));
+        list.append(py::make_tuple(block.signature.rawValue(), block.key.rawValue(),
+                                   toBytes(block.data.span()), block.longLength));
     }
     return list;
 }

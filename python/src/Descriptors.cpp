@@ -21,7 +21,10 @@ constexpr std::array<std::pair<PSDUnitFloat::Unit, const char*>, 6> unitNames = 
     {PSDUnitFloat::Unit::pixels, "pixels"},
 }};
 
-py::module_ pythonTypes() { return py::module_::import("psdkit.descriptors"); }
+py::module_ pythonTypes()
+{
+    return py::module_::import("psdkit.descriptors");
+}
 
 py::object toPython(const UnifiedStringValue& identifier, const py::module_& types)
 {
@@ -89,7 +92,8 @@ py::object toPython(const PSDDescriptor& descriptor, const py::module_& types, i
     return result;
 }
 
-std::shared_ptr<PSDDescriptor> descriptorFromPython(const py::handle& object, const py::module_& types, int depth);
+std::shared_ptr<PSDDescriptor> descriptorFromPython(const py::handle& object, const py::module_& types,
+                                                    int depth);
 
 PSDDescriptorPropertyValue valueFromPython(const py::handle& object, const py::module_& types, int depth)
 {
@@ -138,10 +142,12 @@ PSDDescriptorPropertyValue valueFromPython(const py::handle& object, const py::m
         }
         return list;
     }
-    throw py::type_error("a descriptor value cannot be of type " + py::str(object.get_type()).cast<std::string>());
+    throw py::type_error("a descriptor value cannot be of type " +
+                         py::str(object.get_type()).cast<std::string>());
 }
 
-std::shared_ptr<PSDDescriptor> descriptorFromPython(const py::handle& object, const py::module_& types, int depth)
+std::shared_ptr<PSDDescriptor> descriptorFromPython(const py::handle& object, const py::module_& types,
+                                                    int depth)
 {
     auto descriptor = std::make_shared<PSDDescriptor>();
     if (py::hasattr(object, "class_id")) {

@@ -92,8 +92,8 @@ void writeFile(const std::string& path, std::span<const std::uint8_t> bytes)
     }
 }
 
-std::unique_ptr<Document> openDocument(const py::object& source, bool keepUnknownBlocks, const std::string& decoding,
-                                       unsigned threads)
+std::unique_ptr<Document> openDocument(const py::object& source, bool keepUnknownBlocks,
+                                       const std::string& decoding, unsigned threads)
 {
     const auto options = readOptions(keepUnknownBlocks, decoding, threads);
     if (PyObject_CheckBuffer(source.ptr())) {
@@ -127,7 +127,8 @@ std::shared_ptr<image::PixelBufferType> blankImage(std::int64_t depth, image::In
 // carried (when it still fits the canvas), else a transparent canvas.
 // RENDER: once the compositor lands (src/psdkit/render/), a document without a fitting stored
 // composite gets the rendered one here instead of a transparent canvas.
-std::shared_ptr<image::PixelBufferType> compositeForSaving(const Document& document, const py::object& composite)
+std::shared_ptr<image::PixelBufferType> compositeForSaving(const Document& document,
+                                                           const py::object& composite)
 {
     const image::IntegralSize canvas{document.imageWidth, document.imageHeight};
     if (!composite.is_none()) {
@@ -155,9 +156,10 @@ std::vector<std::uint8_t> serialize(Document& document, const py::object& compos
     return document.serializedRepresentationWithCompositeImage(image.get());
 }
 
-std::shared_ptr<PSDLayerWrapper> addLayer(Document& document, const std::string& name, const py::object& pixels,
-                                          std::int64_t left, std::int64_t top, double opacity,
-                                          const std::string& blendMode, bool visible, const py::object& mask)
+std::shared_ptr<PSDLayerWrapper> addLayer(Document& document, const std::string& name,
+                                          const py::object& pixels, std::int64_t left, std::int64_t top,
+                                          double opacity, const std::string& blendMode, bool visible,
+                                          const py::object& mask)
 {
     auto layer = std::make_shared<PSDLayerWrapper>(document.bitDepth);
     layer->name = name;
@@ -180,26 +182,34 @@ void bindFields(py::class_<Document>& cls)
     cls.def_readwrite("width", &Document::imageWidth, "Canvas width in pixels.");
     cls.def_readwrite("height", &Document::imageHeight, "Canvas height in pixels.");
     cls.def_readonly("depth", &Document::bitDepth, "Bits per sample: 8, 16 or 32.");
-    cls.def_readwrite("channels", &Document::numberOfChannels, "Channel count of the composite, from the header.");
-    cls.def_readwrite("is_psb", &Document::bigFile, "The big-document variant (PSB); saving writes that variant.");
+    cls.def_readwrite("channels", &Document::numberOfChannels,
+                      "Channel count of the composite, from the header.");
+    cls.def_readwrite("is_psb", &Document::bigFile,
+                      "The big-document variant (PSB); saving writes that variant.");
     cls.def_property(
         "resolution", [](const Document& d) { return py::make_tuple(d.hRes, d.vRes); },
         [](Document& d, const std::pair<double, double>& r) { std::tie(d.hRes, d.vRes) = r; },
         "(horizontal, vertical) resolution, in the units of resolution_units.");
     cls.def_property(
         "resolution_units", [](const Document& d) { return py::make_tuple(d.hResUnit, d.vResUnit); },
-        [](Document& d, const std::pair<std::int64_t, std::int64_t>& u) { std::tie(d.hResUnit, d.vResUnit) = u; },
+        [](Document& d, const std::pair<std::int64_t, std::int64_t>& u) {
+            std::tie(d.hResUnit, d.vResUnit) = u;
+        },
         "Units of the resolution: 1 pixels per inch, 2 pixels per centimetre.");
     cls.def_property_readonly(
         "color_mode", [](const Document& d) { return d.colorMode == PSDColorMode::rgb ? "rgb" : "other"; },
         "Colour mode from the header; 'rgb' for every document psdkit reads.");
-    cls.def_readwrite("enable_layer_effects", &Document::enableLayerEffects, "Whether layer effects are shown.");
-    cls.def_readwrite("global_light_angle", &Document::globalLightAngle, "Angle of the global light, degrees.");
-    cls.def_readwrite("global_light_altitude", &Document::globalLightAltitude, "Altitude of the global light, degrees.");
-    cls.def_readwrite("layers", &Document::layers,
-                      "The layers in file order, bottom first, flat: a 'group' layer opens a group (it lies above "
-                      "its members) and a 'sectionDivider' layer closes it. Assigning a list replaces them; the "
-                      "list returned is a copy, the layers in it are shared. See tree and walk() for the tree.");
+    cls.def_readwrite("enable_layer_effects", &Document::enableLayerEffects,
+                      "Whether layer effects are shown.");
+    cls.def_readwrite("global_light_angle", &Document::globalLightAngle,
+                      "Angle of the global light, degrees.");
+    cls.def_readwrite("global_light_altitude", &Document::globalLightAltitude,
+                      "Altitude of the global light, degrees.");
+    cls.def_readwrite(
+        "layers", &Document::layers,
+        "The layers in file order, bottom first, flat: a 'group' layer opens a group (it lies above "
+        "its members) and a 'sectionDivider' layer closes it. Assigning a list replaces them; the "
+        "list returned is a copy, the layers in it are shared. See tree and walk() for the tree.");
     cls.def_property(
         "image_resources",
         [](const Document& d) {
@@ -213,7 +223,8 @@ void bindFields(py::class_<Document>& cls)
             std::vector<PSDImageResourceBlock> blocks;
             for (const auto& item : list) {
                 const auto entry = item.cast<py::tuple>();
-                blocks.push_back({entry[0].cast<std::int64_t>(), entry[1].cast<std::string>(), fromBytesLike(entry[2])});
+                blocks.push_back(
+                    {entry[0].cast<std::int64_t>(), entry[1].cast<std::string>(), fromBytesLike(entry[2])});
             }
             d.imageResources = std::move(blocks);
         },
@@ -230,14 +241,16 @@ void bindFields(py::class_<Document>& cls)
         [](Document& d, const py::dict& blocks) {
             d.additionalLayerAndMaskInfo = {};
             for (const auto& [key, value] : blocks) {
-                d.additionalLayerAndMaskInfo.insertOrAssign(toCode(key.cast<std::string>()), fromBytesLike(value));
+                d.additionalLayerAndMaskInfo.insertOrAssign(toCode(key.cast<std::string>()),
+                                                            fromBytesLike(value));
             }
         },
         "Document-level tagged blocks to be saved, {key: bytes}; reading leaves it empty.");
     cls.def_property(
         "uninterpreted_blocks", [](const Document& d) { return rawBlocksToList(d.uninterpretedBlocks); },
         [](Document& d, const py::iterable& blocks) { d.uninterpretedBlocks = rawBlocksFromList(blocks); },
-        "Document-level blocks kept whole with keep_unknown_blocks=True: (signature, key, data, long_length).");
+        "Document-level blocks kept whole with keep_unknown_blocks=True: (signature, key, data, "
+        "long_length).");
     cls.def_property(
         "icc_profile",
         [](const Document& d) -> py::object {
@@ -278,13 +291,15 @@ void bindImages(py::class_<Document>& cls)
             py::list list;
             if (d.alphaChannels) {
                 for (const auto& channel : *d.alphaChannels) {
-                    py::object name = channel->name ? py::object(py::str(*channel->name)) : py::object(py::none());
+                    py::object name =
+                        channel->name ? py::object(py::str(*channel->name)) : py::object(py::none());
                     list.append(py::make_tuple(name, arrayFromImage(channel->image)));
                 }
             }
             return list;
         },
-        "Extra channels of the composite as (name, array of shape (height, width)) tuples; name may be None.");
+        "Extra channels of the composite as (name, array of shape (height, width)) tuples; name may be "
+        "None.");
     cls.def(
         "add_alpha_channel",
         [](Document& d, const py::object& name, const py::object& pixels) {
@@ -322,8 +337,8 @@ void bindDocument(py::module_& module)
     bindFields(cls);
     bindImages(cls);
     cls.def("add_layer", &addLayer, py::arg("name"), py::arg("pixels") = py::none(), py::arg("left") = 0,
-            py::arg("top") = 0, py::arg("opacity") = 1.0, py::arg("blend_mode") = "norm", py::arg("visible") = true,
-            py::arg("mask") = py::none(),
+            py::arg("top") = 0, py::arg("opacity") = 1.0, py::arg("blend_mode") = "norm",
+            py::arg("visible") = true, py::arg("mask") = py::none(),
             "Appends a layer on top: pixels (h, w, 4) or (h, w, 3) of the document's dtype placed at "
             "(left, top), optional mask (h, w) at the same place. Returns the new Layer.");
     cls.def("add_divider", &Document::addSectionDivider,
@@ -345,10 +360,11 @@ void bindDocument(py::module_& module)
             const auto bytes = serialize(d, composite);
             writeFile(py::module_::import("os").attr("fspath")(path).cast<std::string>(), bytes);
         },
-        py::arg("path"), py::arg("composite") = py::none(), "Writes to_bytes(composite) to the file at path.");
+        py::arg("path"), py::arg("composite") = py::none(),
+        "Writes to_bytes(composite) to the file at path.");
 
-    module.def("open", &openDocument, py::arg("source"), py::kw_only(), py::arg("keep_unknown_blocks") = false,
-               py::arg("decoding") = "eager", py::arg("threads") = 0u,
+    module.def("open", &openDocument, py::arg("source"), py::kw_only(),
+               py::arg("keep_unknown_blocks") = false, py::arg("decoding") = "eager", py::arg("threads") = 0u,
                R"(Reads a PSD or PSB document.
 
 source: a path (str or os.PathLike), or the file's bytes (bytes, bytearray, memoryview; read in

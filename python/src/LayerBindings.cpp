@@ -57,7 +57,8 @@ template <typename T> void field(LayerClass& cls, const char* name, T Layer::*me
 void bindRecordFields(LayerClass& cls)
 {
     field(cls, "name", &Layer::name, "The layer's name.");
-    field(cls, "layer_id", &Layer::layerID, "Identifier within the document; 0 and duplicates are renumbered on saving.");
+    field(cls, "layer_id", &Layer::layerID,
+          "Identifier within the document; 0 and duplicates are renumbered on saving.");
     field(cls, "color_label", &Layer::colorLabel, "Index of the colour label.");
     cls.def_property(
         "kind", [](const Layer& l) { return l.type().description(); },
@@ -91,7 +92,8 @@ void bindRecordFields(LayerClass& cls)
     cls.def_property(
         "blending_ranges",
         [](const Layer& l) -> py::object {
-            return l.layerBlendingRanges ? py::object(toBytes(*l.layerBlendingRanges)) : py::object(py::none());
+            return l.layerBlendingRanges ? py::object(toBytes(*l.layerBlendingRanges))
+                                         : py::object(py::none());
         },
         [](Layer& l, const py::object& value) {
             if (value.is_none()) {
@@ -105,15 +107,18 @@ void bindRecordFields(LayerClass& cls)
 
 void bindMaskFields(LayerClass& cls)
 {
-    field(cls, "has_mask", &Layer::hasLayerMask, "The record carries mask data (the mask fields are saved only when set).");
+    field(cls, "has_mask", &Layer::hasLayerMask,
+          "The record carries mask data (the mask fields are saved only when set).");
     cls.def_property(
         "mask_bbox", [](const Layer& l) { return toBounds(l.maskRect); },
         [](Layer& l, const py::tuple& b) { l.maskRect = fromBounds(b); },
         "Bounds of the user mask, (left, top, right, bottom).");
     field(cls, "mask_default_color", &Layer::maskDefaultColor, "Mask value outside mask_bbox, 0.0 to 1.0.");
-    field(cls, "mask_relative_to_layer", &Layer::maskIsPositionedRelativeToLayer, "Mask positioned relative to the layer.");
+    field(cls, "mask_relative_to_layer", &Layer::maskIsPositionedRelativeToLayer,
+          "Mask positioned relative to the layer.");
     field(cls, "mask_disabled", &Layer::maskDisabled, "The mask is switched off.");
-    field(cls, "mask_from_rendering", &Layer::maskCameFromRenderingOtherData, "The mask was rendered from other data.");
+    field(cls, "mask_from_rendering", &Layer::maskCameFromRenderingOtherData,
+          "The mask was rendered from other data.");
     field(cls, "has_user_mask_density", &Layer::maskHasUserMaskDensity, "user_mask_density is saved.");
     field(cls, "user_mask_density", &Layer::userMaskDensity, "User mask density, 0.0 to 1.0.");
     field(cls, "has_user_mask_feather", &Layer::maskHasUserMaskFeather, "user_mask_feather is saved.");
@@ -122,11 +127,15 @@ void bindMaskFields(LayerClass& cls)
     field(cls, "vector_mask_density", &Layer::vectorMaskDensity, "Vector mask density, 0.0 to 1.0.");
     field(cls, "has_vector_mask_feather", &Layer::maskHasVectorMaskFeather, "vector_mask_feather is saved.");
     field(cls, "vector_mask_feather", &Layer::vectorMaskFeather, "Vector mask feather.");
-    field(cls, "has_real_flags", &Layer::hasRealFlags, "The record carries the real mask's flags, colour and bounds.");
-    field(cls, "real_mask_relative_to_layer", &Layer::realMaskIsPositionedRelativeToLayer, "Real mask flag bit 0.");
+    field(cls, "has_real_flags", &Layer::hasRealFlags,
+          "The record carries the real mask's flags, colour and bounds.");
+    field(cls, "real_mask_relative_to_layer", &Layer::realMaskIsPositionedRelativeToLayer,
+          "Real mask flag bit 0.");
     field(cls, "real_mask_disabled", &Layer::realMaskDisabled, "Real mask flag bit 1.");
-    field(cls, "real_mask_from_rendering", &Layer::realMaskCameFromRenderingOtherData, "Real mask flag bit 3.");
-    field(cls, "real_mask_default_color", &Layer::realMaskDefaultColor, "Real mask value outside its bounds, 0.0 to 1.0.");
+    field(cls, "real_mask_from_rendering", &Layer::realMaskCameFromRenderingOtherData,
+          "Real mask flag bit 3.");
+    field(cls, "real_mask_default_color", &Layer::realMaskDefaultColor,
+          "Real mask value outside its bounds, 0.0 to 1.0.");
     cls.def_property(
         "real_mask_bbox", [](const Layer& l) { return toBounds(l.realMaskRect); },
         [](Layer& l, const py::tuple& b) { l.realMaskRect = fromBounds(b); },
@@ -146,8 +155,8 @@ void bindImages(LayerClass& cls)
             }
             auto image = imageFromArray(array, l.bitDepth, false);
             const auto size = image->size();
-            l.contentsRect = PSDMacRect(l.contentsRect.top, l.contentsRect.left, l.contentsRect.top + size.height,
-                                        l.contentsRect.left + size.width);
+            l.contentsRect = PSDMacRect(l.contentsRect.top, l.contentsRect.left,
+                                        l.contentsRect.top + size.height, l.contentsRect.left + size.width);
             l.setContentImage(std::move(image));
         },
         "The layer's pixels, shape (height, width, 4) RGBA, dtype uint8/uint16/float32 by depth; None when "
@@ -171,7 +180,19 @@ void bindImages(LayerClass& cls)
         },
         "The user mask, shape (height, width), shared like 16-/32-bit pixels; None when absent. Setting "
         "copies the array, sets has_mask and resizes mask_bbox from its top-left; None removes the mask.");
-    cls.def_property_readonly("depth", [](const Layer& l) { return l.bitDepth; }, "Bits per sample: 8, 16 or 32.");
+    cls.def(
+        "take_pixels",
+        [](Layer& l) {
+            auto image = l.contentImage();
+            l.setContentImage(nullptr);
+            return arrayTakingImage(std::move(image));
+        },
+        "Moves the pixels out of the layer: the same array as `pixels`, but never a copy (8-bit pixels "
+        "are reordered to RGBA in place), and the layer is left without pixels (`pixels` is None; "
+        "bbox is kept). For reading every layer into numpy with the least memory; saving the "
+        "document afterwards writes the layer empty.");
+    cls.def_property_readonly(
+        "depth", [](const Layer& l) { return l.bitDepth; }, "Bits per sample: 8, 16 or 32.");
 }
 
 void bindBlocks(LayerClass& cls)
@@ -216,8 +237,9 @@ void bindLayer(py::module_& module)
     bindBlocks(cls);
     cls.def("__repr__", [](const Layer& l) {
         const auto& r = l.contentsRect;
-        return "<psdkit.Layer '" + l.name + "' " + l.type().description() + " (" + std::to_string(r.left) + ", " +
-               std::to_string(r.top) + ", " + std::to_string(r.right) + ", " + std::to_string(r.bottom) + ")>";
+        return "<psdkit.Layer '" + l.name + "' " + l.type().description() + " (" + std::to_string(r.left) +
+               ", " + std::to_string(r.top) + ", " + std::to_string(r.right) + ", " +
+               std::to_string(r.bottom) + ")>";
     });
 }
 

@@ -218,3 +218,13 @@ def test_16_bit_arrays_share_the_layer_pixels_and_8_bit_ones_are_copies():
         layer = built_document(depth).layers[0]
         layer.pixels[0, 0, 0] = 9
         assert (layer.pixels[0, 0, 0] == 9) == shared
+
+
+@pytest.mark.parametrize("depth", [8, 16])
+def test_take_pixels_moves_them_out_without_changing_them(depth):
+    doc = built_document(depth)
+    layer = doc.layers[1]
+    expected = layer.pixels.copy()
+    taken = layer.take_pixels()
+    assert layer.pixels is None and taken.base is not None
+    np.testing.assert_array_equal(taken, expected)

@@ -1,0 +1,89 @@
+"""The Python package against psd-tools on one document, measured in the same run.
+
+    python3 bench/python_bench.py FILE [--runs N] [--slow-runs N]
+
+Each task runs in a fresh process (so that peak memory is the task's own) and reports its time
+from after the imports to the end of the task; the best of the runs counts.
+  pixels: open the file and get every pixel layer as a numpy array (psdkit: Layer.pixels;
+          psd-tools: PSDImage.open and layer.numpy() per layer).
+  take:   the same with Layer.take_pixels() (the pixels moved out of the layer, never copied).
+  tree:   list the layer tree, names, bounds and kinds (psdkit: open with decoding='never' and
+          walk(); psd-tools: PSDImage.open and descendants()).
+Peak memory of psdkit's pixels task is set against 1.2 × (file size + decoded pixels).
+"""
+
+import argparse
+import json
+import os
+import resource
+import subprocess
+import sys
+import time
+
+
+def task(tool, kind, path):
+    start = time.perf_counter()
+    decoded = 0
+    if tool == "psdkit":
+        import psdkit
+        if kind in ("pixels", "take"):
+            doc = psdkit.open(path)
+            arrays = [layer.pixels if kind == "pixels" else layer.take_pixels()
+                      for layer in doc.layers if layer.kind == "regular"]
+            masks = [layer.mask for layer in doc.layers]
+            decoded = sum(a.nbytes for a in arrays if a is not None) + sum(m.nbytes for m in masks if m is not None)
+        else:
+            doc = psdkit.open(path, decoding="never")
+            listing = [(depth, node.name, node.bbox, node.kind) for depth, node in doc.walk()]
+    else:
+        import warnings
+        from psd_tools import PSDImage
+        warnings.simplefilter("ignore")
+        psd = PSDImage.open(path)
+        if kind == "pixels":
+            arrays = [layer.numpy() for layer in psd.descendants() if layer.kind == "pixel" and layer.has_pixels()]
+        else:
+            listing = [(layer.name, layer.bbox, layer.kind) for layer in psd.descendants()]
+    seconds = time.perf_counter() - start
+    peak_kib = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
+    print(json.dumps({"seconds": seconds, "peak_kib": peak_kib, "decoded": decoded}))
+
+
+def measure(tool, kind, path, runs):
+    results = []
+    for _ in range(runs):
+        out = subprocess.run([sys.executable, __file__, "--task", tool, kind, path], check=True,
+                             capture_output=True, text=True).stdout
+        results.append(json.loads(out.strip().splitlines()[-1]))
+    return min(r["seconds"] for r in results), max(r["peak_kib"] for r in results), results[0]["decoded"]
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("file", nargs="?")
+    parser.add_argument("--runs", type=int, default=5)
+    parser.add_argument("--slow-runs", type=int, default=2)
+    parser.add_argument("--task", nargs=3)
+    args = parser.parse_args()
+    if args.task:
+        task(*args.task)
+        return
+    path = os.path.abspath(args.file)
+    size = os.path.getsize(path)
+    print(f"{os.path.basename(path)}: {size / 2**20:.1f} MiB")
+    for kind, goal in (("pixels", 20), ("tree", 10)):
+        ours, our_peak, decoded = measure("psdkit", kind, path, args.runs)
+        theirs, their_peak, _ = measure("psd-tools", kind, path, args.slow_runs)
+        print(f"{kind:6}  psdkit {ours:8.3f} s  peak {our_peak / 1024:7.0f} MiB | psd-tools {theirs:8.3f} s  "
+              f"peak {their_peak / 1024:7.0f} MiB | {theirs / ours:6.1f}x (goal {goal}x)")
+        if kind == "pixels":
+            took, took_peak, _ = measure("psdkit", "take", path, args.runs)
+            print(f"take    psdkit {took:8.3f} s  peak {took_peak / 1024:7.0f} MiB | {theirs / took:6.1f}x (goal {goal}x)")
+            budget = 1.2 * (size + decoded) / 1024
+            for label, peak in (("pixels", our_peak), ("take", took_peak)):
+                print(f"        psdkit {label} peak {peak / 1024:.0f} MiB against 1.2 × (file + decoded pixels) = "
+                      f"{budget / 1024:.0f} MiB ({'within' if peak <= budget else 'over'})")
+
+
+if __name__ == "__main__":
+    main()
