@@ -232,6 +232,7 @@ def compare_with_oracles(oracles, written, notes, expect_blocks=(), known=None):
 CORPUS_REWRITES = [
     # (label, corpus file, psdkit rewrite options)
     ("8-bit with groups", "agpsd-groups.psd", []),
+    ("8-bit with nested groups (lsdk)", "agpsd-nested.psd", []),
     ("8-bit with masks and vector masks", "psdtools-layer_mask_data.psd", []),
     ("8-bit, mask rectangle unlike the layer's", "oiio-psd-different-mask-size.psd", []),
     ("8-bit, layer at negative coordinates", "pillow-negative_top_left_layer.psd", []),
