@@ -222,8 +222,6 @@ TEST(FileHeader, ProbeDescribesRefusedFilesAndTheReaderNamesModeAndDepth)
     }
 }
 
-// Needs the reader to keep uninterpreted blocks (PSDReadOptions::keepUnknownBlocks); skipped
-// while it keeps none.
 TEST(LayerContentCorpus, TextAndSmartObjectsOfRealFiles)
 {
     PSDReadOptions options;
@@ -232,9 +230,7 @@ TEST(LayerContentCorpus, TextAndSmartObjectsOfRealFiles)
     const V textFile = testing::readCorpusFile("psdtools-text.psd");
     const PSDWrapper text(textFile, options);
     ASSERT_EQ(text.layers.size(), 2U);
-    if (text.layers[1]->uninterpretedBlocks.empty()) {
-        GTEST_SKIP() << "the reader does not keep uninterpreted blocks yet (PSDReadOptions::keepUnknownBlocks)";
-    }
+    ASSERT_FALSE(text.layers[1]->uninterpretedBlocks.empty());
     EXPECT_EQ(layerContentKind(*text.layers[1]), PSDLayerContentKind::text);
     EXPECT_EQ(layerText(*text.layers[1]), std::optional<std::string>("Line 1\nLine 2\nLine 3 and text"));
 

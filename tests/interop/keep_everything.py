@@ -68,7 +68,7 @@ def rewrite(psdkit, source, target):
 
 
 def check(psdkit, source, work):
-    once, twice = work / (source.stem + ".1.psd"), work / (source.stem + ".2.psd")
+    once, twice = work / (source.stem + ".1" + source.suffix), work / (source.stem + ".2" + source.suffix)
     rewrite(psdkit, source, once)
     rewrite(psdkit, once, twice)
     problems = []
