@@ -70,8 +70,14 @@ class Arguments {
 /// The whole contents of a file. Throws IoError.
 [[nodiscard]] std::vector<std::uint8_t> readFile(const std::filesystem::path& path);
 
-/// Reads and parses a PSD or PSB file; the library's exceptions pass through.
-[[nodiscard]] PSDWrapper readDocument(const std::filesystem::path& path);
+/// The contents of a file mapped read-only (read into memory when it cannot be mapped, as for a
+/// pipe); the mapping lives as long as any view of it. Throws IoError.
+[[nodiscard]] PSDSharedBytes mapFile(const std::filesystem::path& path);
+
+/// Maps and parses a PSD or PSB file, decoding layer images as `decoding` says (on all cores);
+/// the document's planes refer to the mapping. The library's exceptions pass through.
+[[nodiscard]] PSDWrapper readDocument(const std::filesystem::path& path,
+                                      PSDImageDecoding decoding = PSDImageDecoding::eager);
 
 /// Writes `bytes` to a temporary file beside `path` and renames it over `path`, so that readers
 /// never see a partial file and a failure leaves nothing behind. Throws IoError.

@@ -76,7 +76,7 @@ int runDescriptors(std::span<const std::string> args)
             throw UsageError("--layer needs a layer record number (0 is the bottom record)");
         }
     }
-    const PSDWrapper document = onFile(path, [&] { return readDocument(path); });
+    const PSDWrapper document = onFile(path, [&] { return readDocument(path, PSDImageDecoding::never); });
     Json json{{"file", path}};
     if (onlyLayer) {
         if (static_cast<std::uint64_t>(*onlyLayer) >= document.layers.size()) {

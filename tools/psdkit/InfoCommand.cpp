@@ -130,7 +130,7 @@ int runInfo(std::span<const std::string> args)
     const Arguments arguments(args, {}, {"json"});
     arguments.expectPositional(1, 1);
     const std::string& path = arguments.positional()[0];
-    const PSDWrapper document = onFile(path, [&] { return readDocument(path); });
+    const PSDWrapper document = onFile(path, [&] { return readDocument(path, PSDImageDecoding::never); });
     const LayerTree tree = buildLayerTree(document.layers);
     if (arguments.flag("json")) {
         Json json = Json::object();
