@@ -72,7 +72,12 @@ class Arguments {
 /// The whole contents of a file. Throws IoError.
 [[nodiscard]] std::vector<std::uint8_t> readFile(const std::filesystem::path& path);
 
-/// Reads and parses a PSD or PSB file as `options` say; the library's exceptions pass through.
+/// The contents of a file mapped read-only (read into memory when it cannot be mapped, as for a
+/// pipe); the mapping lives as long as any view of it. Throws IoError.
+[[nodiscard]] PSDSharedBytes mapFile(const std::filesystem::path& path);
+
+/// Maps and parses a PSD or PSB file as `options` say; the document's planes and kept blocks
+/// refer to the mapping. The library's exceptions pass through.
 [[nodiscard]] PSDWrapper readDocument(const std::filesystem::path& path, const PSDReadOptions& options = {});
 
 /// Writes `bytes` to a temporary file beside `path` and renames it over `path`, so that readers

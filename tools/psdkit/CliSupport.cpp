@@ -7,6 +7,8 @@
 #include <system_error>
 
 #include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "Cli.hpp"
@@ -127,10 +129,34 @@ std::vector<std::uint8_t> readFile(const std::filesystem::path& path)
     return bytes;
 }
 
+PSDSharedBytes mapFile(const std::filesystem::path& path)
+{
+    std::error_code ec;
+    if (std::filesystem::is_directory(path, ec)) {
+        throw IoError("is a directory");
+    }
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        throw IoError(systemMessage(errno));
+    }
+    struct stat info {};
+    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_size == 0) {
+        ::close(fd);
+        return PSDSharedBytes(readFile(path)); // not a plain file, or nothing to map
+    }
+    const auto size = static_cast<std::size_t>(info.st_size);
+    void* mapped = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0);
+    ::close(fd);
+    if (mapped == MAP_FAILED) {
+        return PSDSharedBytes(readFile(path));
+    }
+    std::shared_ptr<const void> mapping(mapped, [size](const void* p) { ::munmap(const_cast<void*>(p), size); });
+    return PSDSharedBytes(std::move(mapping), {static_cast<const std::uint8_t*>(mapped), size});
+}
+
 PSDWrapper readDocument(const std::filesystem::path& path, const PSDReadOptions& options)
 {
-    const std::vector<std::uint8_t> bytes = readFile(path);
-    return PSDWrapper(std::span<const std::uint8_t>(bytes), options);
+    return PSDWrapper(mapFile(path), options);
 }
 
 void writeFileAtomically(const std::filesystem::path& path,

@@ -76,7 +76,10 @@ int runDescriptors(std::span<const std::string> args)
             throw UsageError("--layer needs a layer record number (0 is the bottom record)");
         }
     }
-    const PSDWrapper document = onFile(path, [&] { return readDocument(path); });
+    PSDReadOptions options;
+    options.keepUnknownBlocks = true;              // descriptors of kept blocks are listed too
+    options.imageDecoding = PSDImageDecoding::never; // a listing needs the structure only
+    const PSDWrapper document = onFile(path, [&] { return readDocument(path, options); });
     Json json{{"file", path}};
     if (onlyLayer) {
         if (static_cast<std::uint64_t>(*onlyLayer) >= document.layers.size()) {

@@ -35,6 +35,12 @@ Json imageSizeJson(const image::PixelBufferType* buffer)
     return Json::array({buffer->size().width, buffer->size().height});
 }
 
+// A layer image's size without decoding it (documents listed are read structure only).
+Json imageSizeJson(const std::optional<image::IntegralSize>& size)
+{
+    return size ? Json::array({size->width, size->height}) : Json(nullptr);
+}
+
 Json maskJson(const PSDLayerWrapper& layer)
 {
     Json mask = Json::object();
@@ -59,7 +65,7 @@ Json maskJson(const PSDLayerWrapper& layer)
         mask["realMaskDefaultColor"] = layer.realMaskDefaultColor;
         mask["realMaskDisabled"] = layer.realMaskDisabled;
     }
-    mask["maskImageSize"] = imageSizeJson(layer.maskImage().get());
+    mask["maskImageSize"] = imageSizeJson(layer.maskImageSize());
     return mask;
 }
 
@@ -110,7 +116,7 @@ Json layerJson(const PSDWrapper& document, const LayerTree& tree, const LayerFac
     json["selected"] = layer.selected;
     json["expanded"] = layer.expanded;
     json["pixelDataIrrelevantToAppearanceOfDocument"] = layer.pixelDataIrrelevantToAppearanceOfDocument;
-    json["contentImageSize"] = imageSizeJson(layer.contentImage().get());
+    json["contentImageSize"] = imageSizeJson(layer.contentImageSize());
     json["hasLayerMask"] = layer.hasLayerMask;
     json["mask"] = layer.hasLayerMask ? maskJson(layer) : Json(nullptr);
     Json blocks = Json::array();

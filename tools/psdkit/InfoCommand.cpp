@@ -216,6 +216,7 @@ int runInfo(std::span<const std::string> args)
     const std::string& path = arguments.positional()[0];
     PSDReadOptions options;
     options.keepUnknownBlocks = true;
+    options.imageDecoding = PSDImageDecoding::never; // a listing needs the structure only
     const PSDWrapper document = onFile(path, [&] {
         try {
             return readDocument(path, options);

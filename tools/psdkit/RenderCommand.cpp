@@ -87,10 +87,8 @@ int runRender(std::span<const std::string> args)
         options.region = parseRegion(*region);
     }
     // Vector masks of shape layers arrive among the blocks kept whole.
-    const PSDWrapper document = onFile(input, [&] {
-        const std::vector<std::uint8_t> bytes = readFile(input);
-        return PSDWrapper(std::span<const std::uint8_t>(bytes), PSDReadOptions{.keepUnknownBlocks = true});
-    });
+    const PSDWrapper document =
+        onFile(input, [&] { return readDocument(input, PSDReadOptions{.keepUnknownBlocks = true}); });
     PSDRenderResult result;
     const auto image = onFile(input, [&] { return renderOrRefuse(document, options, &result); });
     const auto pixels = pngPixels(*image);

@@ -12,6 +12,7 @@
 #include "psdkit/core/PSDError.hpp"
 #include "psdkit/core/PSDFourCharCode.hpp"
 #include "psdkit/core/PSDMacRect.hpp"
+#include "psdkit/core/PSDSharedBytes.hpp"
 
 namespace psdkit {
 
@@ -23,6 +24,13 @@ public:
     explicit PSDScanner(std::span<const std::uint8_t> buffer) noexcept
         : begin_(buffer.data()), length_(buffer.data() ? static_cast<std::int64_t>(buffer.size()) : 0)
     {
+    }
+    /// A scanner over shared bytes, cursor at 0: `scanSharedData` then hands out views that share
+    /// `buffer`'s storage instead of copies.
+    explicit PSDScanner(const PSDSharedBytes& buffer) noexcept : PSDScanner(buffer.span())
+    {
+        shared_ = buffer;
+        isShared_ = true;
     }
     PSDScanner(const PSDScanner&) = delete;
     PSDScanner& operator=(const PSDScanner&) = delete;
@@ -75,6 +83,11 @@ public:
     /// The next n bytes as a view into the borrowed buffer (no copy); valid as long as the
     /// buffer. readParameterError for n < 0.
     [[nodiscard]] std::span<const std::uint8_t> scanBytes(std::int64_t n);
+    /// The next n bytes as shared bytes: a view sharing the input's storage when the scanner was
+    /// made from `PSDSharedBytes`, else an owned copy. readParameterError for n < 0.
+    [[nodiscard]] PSDSharedBytes scanSharedData(std::int64_t n);
+    /// True when the scanner was made from `PSDSharedBytes` (so `scanSharedData` copies nothing).
+    [[nodiscard]] bool sharesInput() const noexcept { return isShared_; }
     /// Moves forward n bytes; to exactly the end is allowed. readParameterError for n < 0.
     void skip(std::int64_t n);
     /// Moves back n bytes; readParameterError when n < 0 or n > offset().
@@ -95,6 +108,8 @@ private:
     const std::uint8_t* begin_;
     std::int64_t length_;
     std::int64_t offset_ = 0;
+    PSDSharedBytes shared_;
+    bool isShared_ = false;
 };
 
 } // namespace psdkit

@@ -12,6 +12,7 @@
 #include "psdkit/core/PSDError.hpp"
 #include "psdkit/core/PSDFourCharCode.hpp"
 #include "psdkit/core/PSDOutputSink.hpp"
+#include "psdkit/core/PSDSharedBytes.hpp"
 #include "psdkit/document/PSDAlphaChannel.hpp"
 #include "psdkit/document/PSDColorMode.hpp"
 #include "psdkit/document/PSDImageResourceBlock.hpp"
@@ -33,7 +34,8 @@ class PSDWriter;
 ///
 /// Ownership: the host owns documents. A document owns its layers, alpha channels, resources and
 /// raw blocks; layers and alpha channels are shared with the host through std::shared_ptr.
-/// A document is used by one thread at a time. Fields marked library-internal are kept so that a
+/// A document is used by one thread at a time, except that the images of layers read on demand may
+/// be asked for from several threads at once. Fields marked library-internal are kept so that a
 /// document read and written again loses nothing; hosts leave them alone.
 class PSDKIT_EXPORT PSDWrapper {
 public:
@@ -48,8 +50,17 @@ public:
     /// PlatformException when the stored host property list cannot be parsed. No partial document
     /// is ever returned.
     explicit PSDWrapper(std::span<const std::uint8_t> data);
-    /// Reads a complete PSD or PSB file as `options` say. Throws as the constructor above.
+    /// Reads a complete PSD or PSB file as `options` say. Throws as the constructor above; with
+    /// `PSDImageDecoding::onDemand` the errors of decoding a layer's images are thrown later, by
+    /// the first `PSDLayerWrapper::contentImage()` or `maskImage()` call of that layer (and by
+    /// writing, which reads them), and with `never` they are not met at all. Every channel's
+    /// compression code, row counts and length are still checked against the file here.
     PSDWrapper(std::span<const std::uint8_t> data, const PSDReadOptions& options);
+    /// Reads a complete file from bytes the document may share instead of copy: the layers'
+    /// compressed planes (`channelInfo`) then refer to `data`'s storage, which `data` keeps alive
+    /// (through its owner) as long as any of them does. The bytes must not change meanwhile.
+    /// Otherwise as the constructor above.
+    PSDWrapper(const PSDSharedBytes& data, const PSDReadOptions& options = {});
 
     PSDWrapper(const PSDWrapper&) = delete;
     PSDWrapper& operator=(const PSDWrapper&) = delete;

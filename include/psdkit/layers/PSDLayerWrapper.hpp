@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -12,6 +13,7 @@
 #include "psdkit/core/OrderedMap.hpp"
 #include "psdkit/core/PSDFourCharCode.hpp"
 #include "psdkit/core/PSDMacRect.hpp"
+#include "psdkit/document/PSDReadOptions.hpp"
 #include "psdkit/layers/PSDLayerType.hpp"
 #include "psdkit/layers/PSDRawBlock.hpp"
 #include "psdkit/platform/PropertyValue.hpp"
@@ -130,13 +132,35 @@ public:
     std::vector<PSDRawBlock> uninterpretedBlocks;
 
     /// Colour and transparency, `contentsRect` sized; null when the layer has no pixels.
-    [[nodiscard]] std::shared_ptr<image::PixelBufferType> contentImage() const { return contentImage_; }
-    /// Replaces the content image (the layer shares the buffer with the caller).
-    void setContentImage(std::shared_ptr<image::PixelBufferType> image) { contentImage_ = std::move(image); }
-    /// The user mask, one channel, `maskRect` sized; null when the layer has none.
-    [[nodiscard]] std::shared_ptr<image::PixelBufferType> maskImage() const { return maskImage_; }
-    /// Replaces the mask image (the layer shares the buffer with the caller).
-    void setMaskImage(std::shared_ptr<image::PixelBufferType> image) { maskImage_ = std::move(image); }
+    ///
+    /// A layer read with `PSDImageDecoding::onDemand` decodes its image here, on the first call,
+    /// from its `channelInfo`, `contentsRect` and `bitDepth` as they are then, and keeps it. That
+    /// first call may throw what reading eagerly would have thrown for this layer's content:
+    /// PSDException(readInvalidImageData) when the channels are not three colour channels and a
+    /// transparency, PSDException(readParameterError) for an unsupported depth, or the image core's
+    /// ImageException for channels that do not decode; the image then stays pending and the next
+    /// call tries again. Calls from several threads at once are safe: one decodes, the others wait
+    /// for it. Never throws for layers read eagerly or built by the host.
+    [[nodiscard]] std::shared_ptr<image::PixelBufferType> contentImage() const;
+    /// Replaces the content image (the layer shares the buffer with the caller); a pending
+    /// on-demand decoding is dropped.
+    void setContentImage(std::shared_ptr<image::PixelBufferType> image);
+    /// The user mask, one channel, `maskRect` sized; null when the layer has none. Decoded on first
+    /// call for layers read on demand, like `contentImage()`; that call may throw
+    /// PSDException(readInvalidImageData) when the record announces a mask but has no channel -2,
+    /// or what decoding the mask channel throws.
+    [[nodiscard]] std::shared_ptr<image::PixelBufferType> maskImage() const;
+    /// Replaces the mask image (the layer shares the buffer with the caller); a pending on-demand
+    /// decoding is dropped.
+    void setMaskImage(std::shared_ptr<image::PixelBufferType> image);
+    /// True while an image read on demand has not been decoded yet.
+    [[nodiscard]] bool hasPendingImages() const;
+    /// The size of `contentImage()` without decoding it: the image's size, or `contentsRect`'s for
+    /// an image still pending or left undecoded by `PSDImageDecoding::never`; nothing when the
+    /// layer has no content image. Never throws.
+    [[nodiscard]] std::optional<image::IntegralSize> contentImageSize() const;
+    /// The same for `maskImage()` (`maskRect`'s size while pending or undecoded).
+    [[nodiscard]] std::optional<image::IntegralSize> maskImageSize() const;
 
     /// Host-visible extra properties. Storing a dictionary whose "PSD Blend Mode" holds a
     /// `PSDFourCharCode` also sets `blendMode` to it.
@@ -173,11 +197,18 @@ public:
     /// Reads this layer's channel image data and builds `contentImage` and `maskImage`.
     /// Throws PSDException or the image core's ImageException.
     void readChannelImageData(PSDScanner& scanner, bool bigFile);
+    /// Reads this layer's channel image data, checking every channel's compression code, row
+    /// counts and length against the bytes, and then, by `decoding`: builds the images at once
+    /// (`eager`, as above), leaves them to be built on first access (`onDemand`), or leaves them
+    /// absent (`never`). Channel bytes are taken with `PSDScanner::scanSharedData` when the scanner
+    /// shares its input, so they then refer to it instead of being copied.
+    void readChannelImageData(PSDScanner& scanner, bool bigFile, PSDImageDecoding decoding);
     /// Fills `channelDataPreparedForExport` from the images. Throws the image core's error.
     void prepareChannelDataForExport();
-    /// Prepares the channels and appends the layer record. Throws PSDException (values that do not
-    /// fit their fields: writeParameterError) or the image core's error.
-    void writeLayerRecord(PSDWriter& writer, bool bigFile);
+    /// Prepares the channels (unless `channelsPrepared`: the caller has just run
+    /// `prepareChannelDataForExport`) and appends the layer record. Throws PSDException (values
+    /// that do not fit their fields: writeParameterError) or the image core's error.
+    void writeLayerRecord(PSDWriter& writer, bool bigFile, bool channelsPrepared = false);
     /// Appends the prepared channels' image data, then empties `channelDataPreparedForExport`.
     void writeChannelImageData(PSDWriter& writer, bool bigFile);
 
@@ -185,8 +216,8 @@ private:
     void readMaskData(PSDScanner& scanner);
     void readTaggedBlock(PSDScanner& scanner, bool keepUnknownBlocks);
     void readSectionDivider(PSDScanner& scanner, std::int64_t length);
-    void buildContentImage();
-    void buildMaskImage();
+    [[nodiscard]] std::shared_ptr<image::PixelBufferType> decodeContentImage() const;
+    [[nodiscard]] std::shared_ptr<image::PixelBufferType> decodeMaskImage() const;
     void writeMaskData(PSDWriter& writer) const;
     void writeTaggedBlocks(PSDWriter& writer, bool bigFile) const;
     // The blocks kept from reading, after the generated ones; a kept copy of a generated block is
@@ -195,8 +226,16 @@ private:
 
     PSDLayerType type_ = PSDLayerType::regular();
     PropertyDictionary properties_;
-    std::shared_ptr<image::PixelBufferType> contentImage_;
-    std::shared_ptr<image::PixelBufferType> maskImage_;
+    // The images and whether each still waits for its on-demand decoding, guarded by the mutex
+    // (shared by copies of the layer, which is harmless: it only serializes them).
+    mutable std::shared_ptr<std::mutex> imageMutex_ = std::make_shared<std::mutex>();
+    mutable std::shared_ptr<image::PixelBufferType> contentImage_;
+    mutable std::shared_ptr<image::PixelBufferType> maskImage_;
+    mutable bool contentPending_ = false;
+    mutable bool maskPending_ = false;
+    // Read with `PSDImageDecoding::never` where an image would have been built.
+    bool contentUndecoded_ = false;
+    bool maskUndecoded_ = false;
 };
 
 } // namespace psdkit

@@ -115,6 +115,15 @@ std::vector<std::uint8_t> PSDScanner::scanData(std::int64_t n)
     return {bytes.begin(), bytes.end()};
 }
 
+PSDSharedBytes PSDScanner::scanSharedData(std::int64_t n)
+{
+    const auto bytes = scanBytes(n);
+    if (!isShared_) {
+        return PSDSharedBytes::copyOf(bytes);
+    }
+    return PSDSharedBytes(shared_.owner(), bytes);
+}
+
 void PSDScanner::skip(std::int64_t n)
 {
     if (n < 0) {

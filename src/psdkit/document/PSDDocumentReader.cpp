@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <exception>
 
 #include "psdkit/document/PSDFileHeader.hpp"
 #include "psdkit/layers/RawBlockReading.hpp"
 #include "psdkit/layers/TaggedBlockWriting.hpp"
 #include "psdkit/platform/PropertyList.hpp"
 #include "psdkit/platform/support/HostApplication.hpp"
+#include "psdkit/platform/support/ParallelWork.hpp"
 
 namespace psdkit {
 namespace {
@@ -286,9 +288,35 @@ void PSDDocumentReader::readLayerInformation()
         layer->readLayerRecord(scanner_, document_.bigFile, options_.keepUnknownBlocks);
         layers.push_back(std::move(layer));
     }
-    for (auto& layer : layers) {
-        layer->readChannelImageData(scanner_, document_.bigFile);
+    // Eager reading checks every layer's channels first and then decodes the layers in parallel;
+    // a layer whose channels fail to read still reports its error after any earlier layer's.
+    const bool eager = options_.imageDecoding == PSDImageDecoding::eager;
+    const PSDImageDecoding decoding = eager ? PSDImageDecoding::onDemand : options_.imageDecoding;
+    std::size_t channelsRead = 0;
+    std::exception_ptr channelFailure;
+    try {
+        for (auto& layer : layers) {
+            layer->readChannelImageData(scanner_, document_.bigFile, decoding);
+            ++channelsRead;
+        }
+    } catch (...) {
+        channelFailure = std::current_exception();
     }
+    if (eager) {
+        decodeLayerImages(channelsRead);
+    }
+    if (channelFailure) {
+        std::rethrow_exception(channelFailure);
+    }
+}
+
+void PSDDocumentReader::decodeLayerImages(std::size_t count)
+{
+    const auto& layers = document_.layers;
+    detail::parallelForEach(count, detail::effectiveThreadCount(options_.threadCount), [&](std::size_t i) {
+        (void)layers[i]->contentImage();
+        (void)layers[i]->maskImage();
+    });
 }
 
 void PSDDocumentReader::readDocumentTaggedBlocks(std::int64_t end, bool lengthsByKey)

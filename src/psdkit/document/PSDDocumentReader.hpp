@@ -27,6 +27,12 @@ public:
         : document_(document), data_(data), scanner_(data), options_(options)
     {
     }
+    /// A reader over shared bytes: channel planes (and whatever else is taken with `sharedSlice`)
+    /// then refer to `data`'s storage instead of being copied.
+    PSDDocumentReader(PSDWrapper& document, const PSDSharedBytes& data, const PSDReadOptions& options = {})
+        : document_(document), data_(data.span()), scanner_(data), options_(options)
+    {
+    }
     /// Reads the whole file into the document; throws on the first failure.
     void read();
 
@@ -48,6 +54,12 @@ private:
     // form with its terminating NUL); that placeholder marks channel 3 as the transparency.
     void recognizeLayerlessTransparency();
     void markSelectedLayers();
+    // The next `length` bytes, sharing the input's storage when the reader was given shared bytes
+    // and copied otherwise. Throws as `PSDScanner::scanData`.
+    [[nodiscard]] PSDSharedBytes sharedSlice(std::int64_t length) { return scanner_.scanSharedData(length); }
+    // Decodes the images of the first `count` layers on the thread pool; throws the failure of the
+    // lowest layer (content before mask), as decoding them in order would.
+    void decodeLayerImages(std::size_t count);
     void readImageData();
     void buildAlphaChannels();
 

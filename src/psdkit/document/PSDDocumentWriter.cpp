@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
 #include <limits>
 #include <unordered_map>
 #include <unordered_set>
@@ -14,6 +15,7 @@
 #include "psdkit/platform/image/PixelBuffer.hpp"
 #include "psdkit/platform/image/PixelTypes.hpp"
 #include "psdkit/platform/support/HostApplication.hpp"
+#include "psdkit/platform/support/ParallelWork.hpp"
 
 namespace psdkit {
 namespace {
@@ -179,16 +181,52 @@ void PSDDocumentWriter::writeImageResources()
 void PSDDocumentWriter::writeLayerInformationBody(PSDWriter& writer)
 {
     auto& layers = document_.layers;
+    const auto preparationFailures = prepareLayerChannels();
     writer.appendInt16(-static_cast<std::int64_t>(layers.size()));
-    for (const auto& layer : layers) {
-        if (layer->bitDepth != document_.bitDepth) {
+    for (std::size_t i = 0; i < layers.size(); ++i) {
+        if (layers[i]->bitDepth != document_.bitDepth) {
             refuse();
         }
-        layer->writeLayerRecord(writer, document_.bigFile);
+        if (preparationFailures[i]) {
+            std::rethrow_exception(preparationFailures[i]);
+        }
+        layers[i]->writeLayerRecord(writer, document_.bigFile, true);
     }
     for (const auto& layer : layers) {
         layer->writeChannelImageData(writer, document_.bigFile);
     }
+}
+
+std::vector<std::exception_ptr> PSDDocumentWriter::prepareLayerChannels()
+{
+    // Every layer's channels are encoded at once on the thread pool; each layer's failure is kept
+    // and thrown where writing the layers in order reaches that layer, so the error is the one a
+    // single thread would meet first.
+    // A layer listed twice is prepared once (its channels are the same at both places).
+    auto& layers = document_.layers;
+    std::vector<std::exception_ptr> failures(layers.size());
+    std::vector<std::size_t> firstPlaces;
+    std::unordered_map<const PSDLayerWrapper*, std::size_t> placeOf;
+    for (std::size_t i = 0; i < layers.size(); ++i) {
+        if (placeOf.emplace(layers[i].get(), i).second) {
+            firstPlaces.push_back(i);
+        }
+    }
+    detail::parallelForEach(firstPlaces.size(), detail::effectiveThreadCount(0), [&](std::size_t k) {
+        const std::size_t i = firstPlaces[k];
+        if (layers[i]->bitDepth != document_.bitDepth) {
+            return; // refused in order by the caller
+        }
+        try {
+            layers[i]->prepareChannelDataForExport();
+        } catch (...) {
+            failures[i] = std::current_exception();
+        }
+    });
+    for (std::size_t i = 0; i < layers.size(); ++i) {
+        failures[i] = failures[placeOf.at(layers[i].get())];
+    }
+    return failures;
 }
 
 void PSDDocumentWriter::writeLayerAndMaskInformation()

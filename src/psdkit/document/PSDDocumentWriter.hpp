@@ -2,6 +2,7 @@
 // The document writer: the bytes of a complete file, from front to back on one PSDWriter —
 // header, colour mode data, image resources, layer and mask information, image data.
 #include <cstdint>
+#include <exception>
 #include <vector>
 
 #include "psdkit/core/PSDWriter.hpp"
@@ -31,6 +32,9 @@ private:
     void writeImageResources();
     void writeLayerAndMaskInformation();
     void writeLayerInformationBody(PSDWriter& writer);
+    // Encodes every layer's channels in parallel (`prepareChannelDataForExport`); returns each
+    // layer's failure, null where it succeeded.
+    [[nodiscard]] std::vector<std::exception_ptr> prepareLayerChannels();
     void writeImageData();
     // Blocks kept from reading (`uninterpretedBlocks`), after the generated ones, in their order.
     // A kept copy of a block the writer generates is left out: the layer blocks always, "plst"

@@ -25,6 +25,11 @@ PSDWrapper::PSDWrapper(std::span<const std::uint8_t> data, const PSDReadOptions&
     PSDDocumentReader(*this, data, options).read();
 }
 
+PSDWrapper::PSDWrapper(const PSDSharedBytes& data, const PSDReadOptions& options)
+{
+    PSDDocumentReader(*this, data, options).read();
+}
+
 void PSDWrapper::addLayerWrapper(std::shared_ptr<PSDLayerWrapper> layer)
 {
     layers.push_back(std::move(layer));

@@ -26,7 +26,13 @@ std::int64_t integerProperty(const image::AnyChannelData& channel, const char* k
 
 void PSDLayerWrapper::readChannelImageData(PSDScanner& scanner, bool bigFile)
 {
+    readChannelImageData(scanner, bigFile, PSDImageDecoding::eager);
+}
+
+void PSDLayerWrapper::readChannelImageData(PSDScanner& scanner, bool bigFile, PSDImageDecoding decoding)
+{
     const std::int64_t countSize = bigFile ? 4 : 2;
+    const bool shareBytes = scanner.sharesInput();
     for (auto& channel : channelInfo) {
         const std::int64_t length = integerProperty(channel, readLengthKey);
         const std::int64_t channelID = integerProperty(channel, channelIDKey);
@@ -46,7 +52,9 @@ void PSDLayerWrapper::readChannelImageData(PSDScanner& scanner, bool bigFile)
         }
         std::int64_t dataLength = length - 2;
         if (*compression == PSDCompressionType::rle) {
-            const PSDMacRect& covered = channelID == -2 ? maskRect : channelID == -3 ? realMaskRect : contentsRect;
+            const PSDMacRect& covered = channelID == -2   ? maskRect
+                                        : channelID == -3 ? realMaskRect
+                                                          : contentsRect;
             const std::int64_t rows = covered.height();
             channel.rowByteCounts.clear();
             if (rows > 0 && scanner.bytesRemaining() / countSize >= rows) {
@@ -60,22 +68,104 @@ void PSDLayerWrapper::readChannelImageData(PSDScanner& scanner, bool bigFile)
                 dataLength -= countSize;
             }
         }
-        channel.compressedData = scanner.scanData(dataLength);
+        if (shareBytes) {
+            channel.compressedData.clear();
+            channel.sharedData = scanner.scanSharedData(dataLength);
+        } else {
+            channel.compressedData = scanner.scanData(dataLength);
+        }
     }
 
-    if (contentsRect.width() != 0 && contentsRect.height() != 0) {
-        buildContentImage();
+    const bool hasContent = contentsRect.width() != 0 && contentsRect.height() != 0;
+    const bool hasMask = hasLayerMask && maskRect.width() != 0 && maskRect.height() != 0;
+    if (hasContent) {
+        // The content image takes the channels in ID order, and the layer keeps that order.
+        std::stable_sort(channelInfo.begin(), channelInfo.end(), [](const auto& a, const auto& b) {
+            return integerProperty(a, channelIDKey) < integerProperty(b, channelIDKey);
+        });
     }
-    if (hasLayerMask && maskRect.width() != 0 && maskRect.height() != 0) {
-        buildMaskImage();
+    {
+        const std::lock_guard lock(*imageMutex_);
+        const bool decode = decoding != PSDImageDecoding::never;
+        contentPending_ = hasContent && decode;
+        maskPending_ = hasMask && decode;
+        contentUndecoded_ = hasContent && !decode;
+        maskUndecoded_ = hasMask && !decode;
+    }
+    if (decoding == PSDImageDecoding::eager) {
+        (void)contentImage();
+        (void)maskImage();
     }
 }
 
-void PSDLayerWrapper::buildContentImage()
+std::shared_ptr<image::PixelBufferType> PSDLayerWrapper::contentImage() const
 {
-    std::stable_sort(channelInfo.begin(), channelInfo.end(), [](const auto& a, const auto& b) {
-        return integerProperty(a, channelIDKey) < integerProperty(b, channelIDKey);
-    });
+    const std::lock_guard lock(*imageMutex_);
+    if (contentPending_) {
+        contentImage_ = decodeContentImage();
+        contentPending_ = false;
+    }
+    return contentImage_;
+}
+
+void PSDLayerWrapper::setContentImage(std::shared_ptr<image::PixelBufferType> image)
+{
+    const std::lock_guard lock(*imageMutex_);
+    contentImage_ = std::move(image);
+    contentPending_ = false;
+    contentUndecoded_ = false;
+}
+
+std::shared_ptr<image::PixelBufferType> PSDLayerWrapper::maskImage() const
+{
+    const std::lock_guard lock(*imageMutex_);
+    if (maskPending_) {
+        maskImage_ = decodeMaskImage();
+        maskPending_ = false;
+    }
+    return maskImage_;
+}
+
+void PSDLayerWrapper::setMaskImage(std::shared_ptr<image::PixelBufferType> image)
+{
+    const std::lock_guard lock(*imageMutex_);
+    maskImage_ = std::move(image);
+    maskPending_ = false;
+    maskUndecoded_ = false;
+}
+
+bool PSDLayerWrapper::hasPendingImages() const
+{
+    const std::lock_guard lock(*imageMutex_);
+    return contentPending_ || maskPending_;
+}
+
+std::optional<image::IntegralSize> PSDLayerWrapper::contentImageSize() const
+{
+    const std::lock_guard lock(*imageMutex_);
+    if (contentImage_) {
+        return contentImage_->size();
+    }
+    if (contentPending_ || contentUndecoded_) {
+        return contentsRect.size();
+    }
+    return std::nullopt;
+}
+
+std::optional<image::IntegralSize> PSDLayerWrapper::maskImageSize() const
+{
+    const std::lock_guard lock(*imageMutex_);
+    if (maskImage_) {
+        return maskImage_->size();
+    }
+    if (maskPending_ || maskUndecoded_) {
+        return maskRect.size();
+    }
+    return std::nullopt;
+}
+
+std::shared_ptr<image::PixelBufferType> PSDLayerWrapper::decodeContentImage() const
+{
     std::vector<const image::AnyChannelData*> channels;
     const image::AnyChannelData* transparency = nullptr;
     for (const auto& channel : channelInfo) {
@@ -98,10 +188,10 @@ void PSDLayerWrapper::buildContentImage()
     if (channels.size() != 4) {
         throw PSDException(PSDError::readInvalidImageData);
     }
-    setContentImage(layerimages::colorImage(bitDepth, contentsRect.size(), channels));
+    return layerimages::colorImage(bitDepth, contentsRect.size(), channels);
 }
 
-void PSDLayerWrapper::buildMaskImage()
+std::shared_ptr<image::PixelBufferType> PSDLayerWrapper::decodeMaskImage() const
 {
     const auto it = std::find_if(channelInfo.begin(), channelInfo.end(),
                                  [](const auto& c) { return integerProperty(c, channelIDKey) == -2; });
@@ -109,7 +199,7 @@ void PSDLayerWrapper::buildMaskImage()
         throw PSDException(PSDError::readInvalidImageData);
     }
     const image::AnyChannelData* channel = &*it;
-    setMaskImage(layerimages::grayImage(bitDepth, maskRect.size(), {&channel, 1}));
+    return layerimages::grayImage(bitDepth, maskRect.size(), {&channel, 1});
 }
 
 } // namespace psdkit

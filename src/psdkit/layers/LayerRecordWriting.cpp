@@ -56,7 +56,10 @@ void PSDLayerWrapper::prepareChannelDataForExport()
     if (!contentFormat || !maskFormat) {
         refuse();
     }
-    if (!contentImage_) {
+    // Images read on demand are decoded here (and may throw as reading them would have).
+    const auto content = contentImage();
+    const auto mask = hasLayerMask ? maskImage() : nullptr;
+    if (!content) {
         for (const std::int64_t id : {0, 1, 2, -1}) {
             channelDataPreparedForExport.emplace(
                 id,
@@ -64,8 +67,8 @@ void PSDLayerWrapper::prepareChannelDataForExport()
                                       image::ChannelDataCompressionType::none, image::PredictionType::none));
         }
     } else {
-        const image::IntegralSize size = contentImage_->size();
-        if (contentImage_->format() != *contentFormat || size != contentsRect.size()) {
+        const image::IntegralSize size = content->size();
+        if (content->format() != *contentFormat || size != contentsRect.size()) {
             refuse();
         }
         auto compression = image::ChannelDataCompressionType::none;
@@ -78,7 +81,7 @@ void PSDLayerWrapper::prepareChannelDataForExport()
                 prediction = image::PredictionType::prediction;
             }
         }
-        auto channels = contentImage_->makeChannelData(false, compression, prediction, true);
+        auto channels = content->makeChannelData(false, compression, prediction, true);
         if (channels.size() < 4) {
             refuse();
         }
@@ -87,9 +90,9 @@ void PSDLayerWrapper::prepareChannelDataForExport()
             channelDataPreparedForExport.emplace(ids[i], std::move(channels[i]));
         }
     }
-    if (hasLayerMask && maskImage_) {
-        const image::IntegralSize size = maskImage_->size();
-        if (maskImage_->format() != *maskFormat || size != maskRect.size()) {
+    if (hasLayerMask && mask) {
+        const image::IntegralSize size = mask->size();
+        if (mask->format() != *maskFormat || size != maskRect.size()) {
             refuse();
         }
         auto compression = image::ChannelDataCompressionType::none;
@@ -100,7 +103,7 @@ void PSDLayerWrapper::prepareChannelDataForExport()
         } else if (size.width > 8 || size.height > 8) {
             compression = image::ChannelDataCompressionType::rle;
         }
-        auto channels = maskImage_->makeChannelData(false, compression, prediction, true);
+        auto channels = mask->makeChannelData(false, compression, prediction, true);
         if (channels.empty()) {
             refuse();
         }
@@ -108,10 +111,12 @@ void PSDLayerWrapper::prepareChannelDataForExport()
     }
 }
 
-void PSDLayerWrapper::writeLayerRecord(PSDWriter& writer, bool bigFile)
+void PSDLayerWrapper::writeLayerRecord(PSDWriter& writer, bool bigFile, bool channelsPrepared)
 {
     writer.appendMacRect(contentsRect);
-    prepareChannelDataForExport();
+    if (!channelsPrepared) {
+        prepareChannelDataForExport();
+    }
     writer.appendInt16(static_cast<std::int64_t>(channelDataPreparedForExport.size()));
     for (const std::int64_t id : writtenChannelOrder) {
         const auto it = channelDataPreparedForExport.find(id);

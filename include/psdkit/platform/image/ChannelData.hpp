@@ -2,13 +2,16 @@
 // One channel's samples as a file stores them: compressed or raw bytes with their compression,
 // prediction and (for PackBits) the byte count of every row.
 #include "psdkit/Export.hpp"
+#include <algorithm>
 #include <cstdint>
+#include <span>
 #include <map>
 #include <string>
 #include <utility>
 #include <variant>
 #include <vector>
 
+#include "psdkit/core/PSDSharedBytes.hpp"
 #include "psdkit/platform/image/ChannelDataCompressionType.hpp"
 
 namespace psdkit::image {
@@ -42,7 +45,12 @@ class PSDKIT_EXPORT AnyChannelData {
     /// The prediction applied before ZIP compression; ignored for the other compressions.
     PredictionType predictionType = PredictionType::none;
     /// The channel's bytes as stored: raw samples, PackBits rows one after another, or a zlib stream.
+    /// Empty when the bytes are shared instead (`sharedData`).
     std::vector<std::uint8_t> compressedData;
+    /// The channel's bytes as stored, when they are a view into storage shared with others (a
+    /// document read from `PSDSharedBytes` keeps its planes this way, without a copy). Used only
+    /// while `compressedData` is empty; whoever sets `compressedData` may leave this alone.
+    PSDSharedBytes sharedData;
     /// For PackBits: the byte count of each row, one entry per row, in row order. Unused otherwise.
     std::vector<std::int64_t> rowByteCounts;
     /// Whether samples wider than one byte are big-endian once decompressed (and, with prediction,
@@ -51,8 +59,22 @@ class PSDKIT_EXPORT AnyChannelData {
     /// Free-form properties of the channel (the document reader keeps a channel's ID and length here).
     std::map<std::string, ChannelPropertyValue> properties;
 
-    /// Equal when sample type and every field are.
-    friend bool operator==(const AnyChannelData&, const AnyChannelData&) = default;
+    /// The channel's stored bytes wherever they are held: `compressedData`, or `sharedData` when
+    /// `compressedData` is empty. Valid until either changes.
+    [[nodiscard]] std::span<const std::uint8_t> storedBytes() const noexcept
+    {
+        return compressedData.empty() ? sharedData.span() : std::span<const std::uint8_t>(compressedData);
+    }
+
+    /// Equal when sample type, stored bytes (wherever held) and every other field are.
+    friend bool operator==(const AnyChannelData& a, const AnyChannelData& b)
+    {
+        const auto x = a.storedBytes();
+        const auto y = b.storedBytes();
+        return a.sampleType_ == b.sampleType_ && a.compressionType == b.compressionType &&
+               a.predictionType == b.predictionType && std::equal(x.begin(), x.end(), y.begin(), y.end()) &&
+               a.rowByteCounts == b.rowByteCounts && a.bigEndian == b.bigEndian && a.properties == b.properties;
+    }
 
   private:
     SampleType sampleType_ = SampleType::uint8;

@@ -27,7 +27,7 @@ void validateChannel(const AnyChannelData& channel, SampleType expected, const P
     if (channel.sampleType() != expected) {
         throw ImageException(ImageError::sampleTypeMismatch);
     }
-    const std::size_t dataSize = channel.compressedData.size();
+    const std::size_t dataSize = channel.storedBytes().size();
     switch (channel.compressionType) {
     case ChannelDataCompressionType::none:
         if (dataSize != shape.planeBytes) {
@@ -121,7 +121,7 @@ class ChannelRowReader {
         const std::size_t rowBytes = shape_.rowBytes;
         switch (channel_->compressionType) {
         case ChannelDataCompressionType::none: {
-            const std::uint8_t* stored = channel_->compressedData.data() + y * rowBytes;
+            const std::uint8_t* stored = channel_->storedBytes().data() + y * rowBytes;
             if (!swap_) {
                 return stored;
             }
@@ -131,7 +131,7 @@ class ChannelRowReader {
         }
         case ChannelDataCompressionType::rle: {
             const auto count = static_cast<std::size_t>(channel_->rowByteCounts[y]);
-            packBitsDecodeRowPadded({channel_->compressedData.data() + offset_, count},
+            packBitsDecodeRowPadded({channel_->storedBytes().data() + offset_, count},
                                     {scratch_.get(), rowBytes});
             offset_ += count;
             if (swap_) {
@@ -222,7 +222,7 @@ void decodeChannels(IntegralSize size, std::span<const AnyChannelData* const> ch
                 ownedPlanes[c] = allocateLarge(shape.planeBytes);
                 planes[c] = ownedPlanes[c].get();
             }
-            zlibInflate(channels[c]->compressedData, {planes[c], shape.planeBytes});
+            zlibInflate(channels[c]->storedBytes(), {planes[c], shape.planeBytes});
         }
     });
     if (shape.planeBytes == 0) {

@@ -1,0 +1,273 @@
+// Reading modes (eager, on demand, never), shared input and threaded decoding: each must give the
+// fields, pixels and errors of eager reading on one thread.
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <thread>
+
+#include "psdkit/document/PSDWrapper.hpp"
+#include "support/CorpusFiles.hpp"
+#include "support/PsdFixture.hpp"
+
+namespace psdkit {
+namespace {
+using namespace psdkit::testing;
+using V = std::vector<std::uint8_t>;
+
+// What a host sees of a document: every layer's channels and images, or the first error met
+// reading it and then asking for the images layer by layer (content before mask).
+struct Observed {
+    std::optional<std::error_code> error;
+    std::vector<std::vector<image::AnyChannelData>> channels;
+    std::vector<V> contents;
+    std::vector<V> masks;
+    std::vector<image::AnyChannelData> composite;
+};
+
+V bytesOf(const std::shared_ptr<image::PixelBufferType>& image)
+{
+    if (!image) {
+        return {};
+    }
+    const auto b = image->bytes();
+    V out(b.begin(), b.end());
+    out.push_back(static_cast<std::uint8_t>(image->format())); // an empty image differs from none
+    return out;
+}
+
+template <typename Read> Observed observe(Read&& read)
+{
+    Observed seen;
+    try {
+        PSDWrapper doc = read();
+        seen.composite = doc.imageDataChannelData;
+        for (const auto& layer : doc.layers) {
+            seen.contents.push_back(bytesOf(layer->contentImage()));
+            seen.masks.push_back(bytesOf(layer->maskImage()));
+            seen.channels.push_back(layer->channelInfo);
+        }
+    } catch (const std::system_error& e) {
+        seen.error = e.code();
+    }
+    return seen;
+}
+
+void expectSame(const Observed& expected, const Observed& actual, bool imagesToo = true)
+{
+    EXPECT_EQ(expected.error, actual.error);
+    EXPECT_EQ(expected.channels, actual.channels);
+    EXPECT_EQ(expected.composite, actual.composite);
+    if (imagesToo) {
+        EXPECT_EQ(expected.contents, actual.contents);
+        EXPECT_EQ(expected.masks, actual.masks);
+    }
+}
+
+PSDReadOptions options(PSDImageDecoding decoding, unsigned threads = 0)
+{
+    PSDReadOptions o;
+    o.imageDecoding = decoding;
+    o.threadCount = threads;
+    return o;
+}
+
+class CorpusReadingModes : public ::testing::TestWithParam<std::string> {};
+
+TEST_P(CorpusReadingModes, EveryModeSeesWhatEagerReadingOnOneThreadSees)
+{
+    const V file = readCorpusFile(GetParam());
+    const PSDSharedBytes shared = PSDSharedBytes::copyOf(file);
+    const auto eagerOne = observe([&] { return PSDWrapper(file, options(PSDImageDecoding::eager, 1)); });
+    expectSame(eagerOne, observe([&] { return PSDWrapper(file, options(PSDImageDecoding::eager, 4)); }));
+    expectSame(eagerOne, observe([&] { return PSDWrapper(shared, options(PSDImageDecoding::eager)); }));
+    expectSame(eagerOne, observe([&] { return PSDWrapper(file, options(PSDImageDecoding::onDemand)); }));
+    expectSame(eagerOne, observe([&] { return PSDWrapper(shared, options(PSDImageDecoding::onDemand)); }));
+
+    // Never decoding reads the same structure and leaves every image absent; it fails only where
+    // reading the structure fails.
+    const auto never = observe([&] { return PSDWrapper(shared, options(PSDImageDecoding::never)); });
+    if (!eagerOne.error) {
+        expectSame(eagerOne, never, false);
+        for (std::size_t i = 0; i < never.contents.size(); ++i) {
+            EXPECT_TRUE(never.contents[i].empty() && never.masks[i].empty()) << "layer " << i;
+        }
+    }
+}
+
+TEST_P(CorpusReadingModes, DocumentsReadOnDemandWriteTheBytesOfEagerOnes)
+{
+    const V file = readCorpusFile(GetParam());
+    std::optional<PSDWrapper> eager;
+    try {
+        eager.emplace(file);
+    } catch (const std::system_error&) {
+        return; // files eager reading refuses are covered above
+    }
+    PSDWrapper onDemand(PSDSharedBytes::copyOf(file), options(PSDImageDecoding::onDemand));
+    const auto composite = eager->compositeImage();
+    if (!composite) {
+        return;
+    }
+    std::optional<std::error_code> eagerError, onDemandError;
+    V eagerBytes, onDemandBytes;
+    try {
+        eagerBytes = eager->serializedRepresentationWithCompositeImage(composite.get());
+    } catch (const std::system_error& e) {
+        eagerError = e.code();
+    }
+    try {
+        onDemandBytes = onDemand.serializedRepresentationWithCompositeImage(composite.get());
+    } catch (const std::system_error& e) {
+        onDemandError = e.code();
+    }
+    EXPECT_EQ(eagerError, onDemandError);
+    EXPECT_EQ(eagerBytes, onDemandBytes);
+}
+
+TEST_P(CorpusReadingModes, ImagesAskedForFromSeveralThreadsAtOnceAreDecodedOnce)
+{
+    const V file = readCorpusFile(GetParam());
+    const auto expected = observe([&] { return PSDWrapper(file, options(PSDImageDecoding::eager, 1)); });
+    if (expected.error) {
+        return;
+    }
+    PSDWrapper doc(PSDSharedBytes::copyOf(file), options(PSDImageDecoding::onDemand));
+    std::vector<std::vector<std::shared_ptr<image::PixelBufferType>>> seen(4);
+    std::vector<std::thread> threads;
+    for (std::size_t t = 0; t < seen.size(); ++t) {
+        threads.emplace_back([&, t] {
+            // Each thread walks the layers from a different start so that threads meet on layers.
+            const std::size_t n = doc.layers.size();
+            seen[t].resize(2 * n);
+            for (std::size_t k = 0; k < n; ++k) {
+                const std::size_t i = (k + t) % n;
+                seen[t][2 * i] = doc.layers[i]->contentImage();
+                seen[t][2 * i + 1] = doc.layers[i]->maskImage();
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    for (std::size_t i = 0; i < doc.layers.size(); ++i) {
+        EXPECT_EQ(bytesOf(seen[0][2 * i]), expected.contents[i]);
+        EXPECT_EQ(bytesOf(seen[0][2 * i + 1]), expected.masks[i]);
+        for (std::size_t t = 1; t < seen.size(); ++t) {
+            EXPECT_EQ(seen[t][2 * i], seen[0][2 * i]) << "one buffer per image, whoever asked first";
+            EXPECT_EQ(seen[t][2 * i + 1], seen[0][2 * i + 1]);
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Corpus, CorpusReadingModes, ::testing::ValuesIn(corpusFileNames()),
+                         CorpusTestName());
+
+// A file of `layers` 2 × 2 RGB layers stored with the given channel bytes (compression code
+// included), one vector per channel 0, 1, 2 of each layer.
+V fileWithLayers(const std::vector<std::vector<V>>& layers)
+{
+    FileSections s;
+    s.layersAndMasks = [=](ByteBuilder& b) {
+        b.begin().begin().i16(static_cast<std::int64_t>(layers.size()));
+        for (const auto& channels : layers) {
+            RecordFields r;
+            r.bottom = 2;
+            r.right = 2;
+            for (std::size_t c = 0; c < channels.size(); ++c) {
+                r.channels.emplace_back(static_cast<std::int16_t>(c), channels[c].size());
+            }
+            appendRecord(b, r);
+        }
+        for (const auto& channels : layers) {
+            for (const auto& channel : channels) {
+                b.raw(channel);
+            }
+        }
+        b.end().u32(0).end();
+    };
+    return buildFile(s);
+}
+
+const V kRaw = {0, 0, 1, 2, 3, 4};
+// PackBits rows of 2 bytes each whose first row's literal asks for 6 bytes: corrupt.
+const V kCorruptPackBits = {0, 1, 0, 2, 0, 2, 5, 1, 0, 1};
+// Too few bytes for a 2 × 2 plane: the image core refuses the size.
+const V kShortRaw = {0, 0, 1, 2, 3};
+
+TEST(OnDemandReading, AChannelThatCannotBeDecodedFailsOnAccessWithTheEagerError)
+{
+    struct Case {
+        std::vector<V> channels;
+        const char* what;
+    };
+    const Case cases[] = {
+        {{kRaw, kCorruptPackBits, kRaw}, "corrupt PackBits"},
+        {{kRaw, kShortRaw, kRaw}, "raw plane cut short"},
+        {{kRaw, kRaw}, "two colour channels"},
+    };
+    for (const auto& c : cases) {
+        const V file = fileWithLayers({{kRaw, kRaw, kRaw}, c.channels});
+        const int eager = thrownCode([&] { PSDWrapper d(file); });
+        ASSERT_NE(eager, -1) << c.what;
+        PSDWrapper doc(PSDSharedBytes::copyOf(file), options(PSDImageDecoding::onDemand));
+        EXPECT_TRUE(doc.layers[0]->contentImage()) << c.what;
+        EXPECT_EQ(thrownCode([&] { (void)doc.layers[1]->contentImage(); }), eager) << c.what;
+        EXPECT_TRUE(doc.layers[1]->hasPendingImages()) << c.what;
+        EXPECT_EQ(thrownCode([&] { (void)doc.layers[1]->contentImage(); }), eager) << c.what << " (again)";
+        PSDWrapper never(file, options(PSDImageDecoding::never));
+        EXPECT_FALSE(never.layers[1]->contentImage()) << c.what;
+    }
+}
+
+TEST(OnDemandReading, AFileCutInsideAChannelFailsWhileReadingInEveryMode)
+{
+    V file = fileWithLayers({{kRaw, kRaw, kRaw}});
+    const V cut(file.begin(),
+                file.end() - static_cast<std::ptrdiff_t>(3 * 4 + 2 + 4 + 4)); // into the last plane
+    for (const auto decoding :
+         {PSDImageDecoding::eager, PSDImageDecoding::onDemand, PSDImageDecoding::never}) {
+        EXPECT_EQ(thrownCode([&] { PSDWrapper d(cut, options(decoding)); }),
+                  PSDError::readUnexpectedEndOfFile);
+    }
+}
+
+TEST(ThreadedReading, WithSeveralFailingLayersTheFirstLayersErrorIsReported)
+{
+    // Layer 1 fails decoding (corrupt PackBits), layer 2 has too few channels, layer 3 fails too:
+    // whatever thread finishes first, the error is layer 1's.
+    const V file = fileWithLayers(
+        {{kRaw, kRaw, kRaw}, {kRaw, kCorruptPackBits, kRaw}, {kRaw, kRaw}, {kShortRaw, kRaw, kRaw}});
+    const int sequential = thrownCode([&] { PSDWrapper d(file, options(PSDImageDecoding::eager, 1)); });
+    EXPECT_EQ(sequential, thrownCode([&] {
+                  PSDWrapper d(fileWithLayers({{kRaw, kCorruptPackBits, kRaw}}),
+                               options(PSDImageDecoding::eager, 1));
+              }));
+    for (int round = 0; round < 20; ++round) {
+        EXPECT_EQ(thrownCode([&] { PSDWrapper d(file, options(PSDImageDecoding::eager, 4)); }), sequential);
+    }
+}
+
+TEST(SharedInput, PlanesReferToTheInputAndKeepItAlive)
+{
+    const V file = fileWithLayers({{kRaw, kRaw, kRaw}});
+    auto owned = std::make_shared<const V>(file);
+    std::optional<PSDWrapper> doc;
+    {
+        const PSDSharedBytes input(owned, std::span<const std::uint8_t>(*owned));
+        doc.emplace(input, options(PSDImageDecoding::onDemand));
+    }
+    const std::weak_ptr<const V> watch = owned;
+    owned.reset();
+    ASSERT_FALSE(watch.expired()) << "the document keeps the input alive";
+    const auto& channel = doc->layers[0]->channelInfo[0];
+    EXPECT_TRUE(channel.compressedData.empty());
+    const auto* begin = watch.lock()->data();
+    EXPECT_GE(channel.storedBytes().data(), begin);
+    EXPECT_LT(channel.storedBytes().data(), begin + file.size());
+    EXPECT_TRUE(doc->layers[0]->contentImage());
+    doc.reset();
+    EXPECT_TRUE(watch.expired()) << "and lets it go with the last plane";
+}
+
+} // namespace
+} // namespace psdkit
