@@ -41,7 +41,7 @@ V paddedTo4(V bytes)
 // Blend modes a 32-bit record cannot hold come back as "norm".
 bool writtenAsNormal(const PSDFourCharCode& mode, std::int64_t depth)
 {
-    static const PSDFourCharCode kModes[] = {"idiv", "lbrn", "scrn", "div ", "over", "sLit",
+    static const PSDFourCharLiteral kModes[] = {"idiv", "lbrn", "scrn", "div ", "over", "sLit",
                                              "hLit", "vLit", "lLit", "pLit", "hMix", "smud"};
     return depth == 32 && std::find(std::begin(kModes), std::end(kModes), mode) != std::end(kModes);
 }

@@ -14,21 +14,6 @@
 
 namespace psdkit::testing {
 
-/// The platform error `f` throws; absent when it throws nothing or an error of another kind.
-template <typename F> std::optional<PlatformErrorCode> thrownPlatformError(F&& f)
-{
-    try {
-        f();
-    } catch (const PlatformException& e) {
-        if (e.code().category() == platformErrorCategory() &&
-            e.code().value() == static_cast<int>(e.error())) {
-            return e.error();
-        }
-    } catch (...) {
-    }
-    return std::nullopt;
-}
-
 inline std::filesystem::path corpusDirectory()
 {
     return PSDKIT_CORPUS_DIR;

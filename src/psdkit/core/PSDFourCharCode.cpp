@@ -5,7 +5,7 @@
 
 namespace psdkit {
 
-PSDFourCharCode::PSDFourCharCode(std::string text)
+PSDFourCharCode::PSDFourCharCode(FromText, std::string text)
 {
     // Four ASCII bytes are four characters, except for a CR LF pair that forms one.
     const bool plainAscii = text.size() == 4 && text::isAscii(text) && text.find("\r\n") == std::string::npos;

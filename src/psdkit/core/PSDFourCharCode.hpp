@@ -1,7 +1,7 @@
 #pragma once
 // PSDFourCharCode: a four-character code of the format (signatures such as "8BIM", block keys,
 // blend-mode keys), held as text.
-#include <cassert>
+#include <concepts>
 #include <cstddef>
 #include <functional>
 #include <string>
@@ -9,30 +9,57 @@
 
 namespace psdkit {
 
-/// A four-character code, compared as canonically equivalent Unicode text. A plain value.
-class PSDFourCharCode {
+/// A four-character code literal of program text, such as "8BIM", checked while compiling: a
+/// literal of another length, or with a NUL or non-ASCII byte, does not compile. Runtime text becomes
+/// a code through `PSDFourCharCode(std::string)`.
+class PSDFourCharLiteral {
 public:
-    /// A code from a literal in program text: `PSDFourCharCode("8BIM")`. The literal must be four
-    /// ASCII characters: another length does not compile, a non-ASCII byte stops the program.
     template <std::size_t N>
-        requires(N == 5)
-    PSDFourCharCode(const char (&literal)[N]) // NOLINT: implicit by design
-        : rawValue_(literal, 4), key_(rawValue_)
+    consteval PSDFourCharLiteral(const char (&literal)[N]) // NOLINT: implicit by design
     {
+        if (N != 5 || literal[N - 1] != '\0') {
+            fourCharCodeLiteralMustBeFourAsciiCharacters();
+        }
         for (std::size_t i = 0; i < 4; ++i) {
-            assert(static_cast<unsigned char>(literal[i]) < 0x80 && literal[i] != '\0' &&
-                   "a four-character code literal must be four ASCII characters");
+            const auto byte = static_cast<unsigned char>(literal[i]);
+            if (byte == 0 || byte >= 0x80) {
+                fourCharCodeLiteralMustBeFourAsciiCharacters();
+            }
+            characters_[i] = literal[i];
         }
     }
 
-    /// Literals of any other length are programming errors and do not compile.
-    template <std::size_t N>
-        requires(N != 5)
-    PSDFourCharCode(const char (&literal)[N]) = delete;
+    /// The four characters (not NUL-terminated).
+    [[nodiscard]] constexpr const char* characters() const noexcept { return characters_; }
+
+private:
+    // Not constexpr: reaching it while compiling a literal is the compile error.
+    static void fourCharCodeLiteralMustBeFourAsciiCharacters() {}
+
+    char characters_[4] = {};
+};
+
+/// A four-character code, compared as canonically equivalent Unicode text. A plain value.
+class PSDFourCharCode {
+public:
+    /// A code from a literal in program text: `PSDFourCharCode("8BIM")`. The literal is checked
+    /// while compiling: anything but four ASCII characters does not compile.
+    PSDFourCharCode(PSDFourCharLiteral literal) // NOLINT: implicit by design
+        : rawValue_(literal.characters(), 4), key_(rawValue_)
+    {
+    }
+
+    /// Replaces the code by a literal, checked while compiling like the constructor's.
+    PSDFourCharCode& operator=(PSDFourCharLiteral literal) { return *this = PSDFourCharCode(literal); }
 
     /// A code from text counting exactly four user-perceived characters.
     /// Throws `PSDException(readParameterError)` for any other text (including invalid UTF-8).
-    explicit PSDFourCharCode(std::string text);
+    /// (A template only so that a literal never reaches it: literals take the checked path above.)
+    template <typename Text>
+        requires std::same_as<Text, std::string>
+    explicit PSDFourCharCode(Text text) : PSDFourCharCode(FromText{}, std::move(text))
+    {
+    }
 
     /// The code's text, exactly as given.
     [[nodiscard]] const std::string& rawValue() const noexcept { return rawValue_; }
@@ -55,6 +82,9 @@ public:
     [[nodiscard]] std::size_t hash() const noexcept { return std::hash<std::string>{}(key_); }
 
 private:
+    struct FromText {};
+    PSDFourCharCode(FromText, std::string text);
+
     std::string rawValue_;
     std::string key_; // the canonical (NFC) form, used for equality and hashing
 };

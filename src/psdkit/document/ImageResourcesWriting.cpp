@@ -11,7 +11,7 @@ namespace {
 template <typename Body>
 void writeResource(PSDWriter& writer, std::int64_t identifier, std::string_view name, Body&& body)
 {
-    writer.appendFourCharCode("8BIM");
+    writer.appendFourCharCode(PSDFourCharCode("8BIM"));
     writer.appendInt16(identifier);
     writer.appendPascalString(name, 2);
     writer.writePSDDataBlock(false, 2, false, std::forward<Body>(body));

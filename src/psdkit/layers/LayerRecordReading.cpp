@@ -21,7 +21,7 @@ std::int64_t checkedEnd(std::int64_t base, std::int64_t length)
 
 bool isKeptRawKey(const PSDFourCharCode& key)
 {
-    static const PSDFourCharCode kOthers[] = {"artb", "fxrp", "lrFX", "lfx2", "lmfx"};
+    static const PSDFourCharLiteral kOthers[] = {"artb", "fxrp", "lrFX", "lfx2", "lmfx"};
     if (adjustmentLayerTypeForKey(key)) {
         return true;
     }

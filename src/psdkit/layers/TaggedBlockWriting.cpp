@@ -7,7 +7,7 @@ namespace psdkit {
 
 bool usesLongLengthInBigFiles(const PSDFourCharCode& key)
 {
-    static const std::array<PSDFourCharCode, 16> kKeys = {"LMsk", "Lr16", "Lr32", "Layr", "Mt16", "Mt32",
+    static const std::array<PSDFourCharLiteral, 16> kKeys = {"LMsk", "Lr16", "Lr32", "Layr", "Mt16", "Mt32",
                                                           "Mtrn", "Alph", "FMsk", "lnk2", "FEid", "FXid",
                                                           "PxSD", "artd", "cinf", "plst"};
     return std::find(kKeys.begin(), kKeys.end(), key) != kKeys.end();

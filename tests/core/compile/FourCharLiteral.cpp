@@ -1,0 +1,5 @@
+// Compiled alone by ctest (see tests/CMakeLists.txt), once per LITERAL: the four-character literal
+// must compile, every other one must be refused by the compiler.
+#include "psdkit/core/PSDFourCharCode.hpp"
+
+const psdkit::PSDFourCharCode code = psdkit::PSDFourCharCode(LITERAL);
