@@ -1,6 +1,5 @@
 #pragma once
-// Helpers shared by the platform tests: the platform error a call throws, the corpus folder,
-// and minimal PSD/PSB files around a set of image resources.
+// Helpers shared by the platform tests: minimal PSD/PSB files around a set of image resources.
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -11,19 +10,9 @@
 
 #include "psdkit/platform/PlatformError.hpp"
 #include "support/ByteBuilder.hpp"
+#include "support/CorpusFiles.hpp"
 
 namespace psdkit::testing {
-
-inline std::filesystem::path corpusDirectory()
-{
-    return PSDKIT_CORPUS_DIR;
-}
-
-inline std::vector<std::uint8_t> readWholeFile(const std::filesystem::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
 
 struct Resource {
     std::uint16_t identifier;
