@@ -11,6 +11,7 @@
 #include "psdkit/platform/PlatformError.hpp"
 #include "support/ByteBuilder.hpp"
 #include "support/CorpusFiles.hpp"
+#include "support/PsdFixture.hpp"
 
 namespace psdkit::testing {
 
@@ -24,18 +25,18 @@ struct Resource {
 /// nothing after them.
 inline std::vector<std::uint8_t> fileWithResources(const std::vector<Resource>& resources, int version = 1)
 {
-    ByteBuilder b;
-    b.ascii("8BPS").u16(static_cast<std::uint64_t>(version)).zeros(6).u16(3).u32(1).u32(1).u16(8).u16(3);
-    b.u32(0); // colour mode data
-    b.begin();
-    for (const Resource& r : resources) {
-        b.ascii("8BIM").u16(r.identifier).pascal(r.name, 2).u32(r.data.size()).raw(r.data);
-        if (r.data.size() % 2 == 1) {
-            b.u8(0);
+    FileSections sections;
+    sections.header = {.version = version, .height = 1, .width = 1};
+    sections.resources = [&](ByteBuilder& b) {
+        b.begin();
+        for (const Resource& r : resources) {
+            appendResource(b, r.identifier, r.data, r.name);
         }
-    }
-    b.end();
-    return b.bytes();
+        b.end();
+    };
+    sections.layersAndMasks = [](ByteBuilder&) {};
+    sections.imageData = [](ByteBuilder&) {};
+    return buildFile(sections);
 }
 
 /// The data of the first image resource `identifier` of a PSD or PSB file, read independently
