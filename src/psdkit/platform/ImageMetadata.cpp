@@ -3,6 +3,8 @@
 // every call into it runs under one mutex.
 #include "psdkit/platform/ImageMetadata.hpp"
 
+#include "psdkit/core/ImageResourceID.hpp"
+
 #include <exiv2/exiv2.hpp>
 
 #include <cmath>
@@ -24,9 +26,9 @@ namespace {
 
 // ---- locating the metadata resources ----------------------------------------------------------
 
-constexpr std::uint16_t kIptcResource = 1028;
-constexpr std::uint16_t kExifResource = 1058;
-constexpr std::uint16_t kXmpResource = 1060;
+constexpr std::uint16_t kIptcResource = ImageResourceID::iptcNaa;
+constexpr std::uint16_t kExifResource = ImageResourceID::exif;
+constexpr std::uint16_t kXmpResource = ImageResourceID::xmp;
 
 struct MetadataResources {
     std::span<const std::uint8_t> xmp;
