@@ -13,7 +13,7 @@ namespace psdkit {
 /// literal of another length, or with a NUL or non-ASCII byte, does not compile. Runtime text becomes
 /// a code through `PSDFourCharCode(std::string)`.
 class PSDFourCharLiteral {
-public:
+  public:
     template <std::size_t N>
     consteval PSDFourCharLiteral(const char (&literal)[N]) // NOLINT: implicit by design
     {
@@ -32,7 +32,7 @@ public:
     /// The four characters (not NUL-terminated).
     [[nodiscard]] constexpr const char* characters() const noexcept { return characters_; }
 
-private:
+  private:
     // Not constexpr: reaching it while compiling a literal is the compile error.
     static void fourCharCodeLiteralMustBeFourAsciiCharacters() {}
 
@@ -41,7 +41,7 @@ private:
 
 /// A four-character code, compared as canonically equivalent Unicode text. A plain value.
 class PSDFourCharCode {
-public:
+  public:
     /// A code from a literal in program text: `PSDFourCharCode("8BIM")`. The literal is checked
     /// while compiling: anything but four ASCII characters does not compile.
     PSDFourCharCode(PSDFourCharLiteral literal) // NOLINT: implicit by design
@@ -56,10 +56,8 @@ public:
     /// Throws `PSDException(readParameterError)` for any other text (including invalid UTF-8).
     /// (A template only so that a literal never reaches it: literals take the checked path above.)
     template <typename Text>
-        requires std::same_as<Text, std::string>
-    explicit PSDFourCharCode(Text text) : PSDFourCharCode(FromText{}, std::move(text))
-    {
-    }
+    requires std::same_as<Text, std::string>
+    explicit PSDFourCharCode(Text text) : PSDFourCharCode(FromText{}, std::move(text)) {}
 
     /// The code's text, exactly as given.
     [[nodiscard]] const std::string& rawValue() const noexcept { return rawValue_; }
@@ -81,7 +79,7 @@ public:
     /// Hash consistent with equality.
     [[nodiscard]] std::size_t hash() const noexcept { return std::hash<std::string>{}(key_); }
 
-private:
+  private:
     struct FromText {};
     PSDFourCharCode(FromText, std::string text);
 
@@ -92,8 +90,7 @@ private:
 } // namespace psdkit
 
 /// Hashes codes consistently with their equality, for unordered containers.
-template <>
-struct std::hash<psdkit::PSDFourCharCode> {
+template <> struct std::hash<psdkit::PSDFourCharCode> {
     /// `code.hash()`.
     std::size_t operator()(const psdkit::PSDFourCharCode& code) const noexcept { return code.hash(); }
 };
