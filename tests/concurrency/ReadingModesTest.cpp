@@ -8,6 +8,7 @@
 #include "psdkit/document/PSDWrapper.hpp"
 #include "support/CorpusFiles.hpp"
 #include "support/PsdFixture.hpp"
+#include "support/ThrownError.hpp"
 
 namespace psdkit {
 namespace {
@@ -207,13 +208,13 @@ TEST(OnDemandReading, AChannelThatCannotBeDecodedFailsOnAccessWithTheEagerError)
     };
     for (const auto& c : cases) {
         const V file = fileWithLayers({{kRaw, kRaw, kRaw}, c.channels});
-        const int eager = thrownCode([&] { PSDWrapper d(file); });
-        ASSERT_NE(eager, -1) << c.what;
+        const std::error_code eager = thrownError([&] { PSDWrapper d(file); });
+        ASSERT_NE(eager, nothingThrown()) << c.what;
         PSDWrapper doc(PSDSharedBytes::copyOf(file), options(PSDImageDecoding::onDemand));
         EXPECT_TRUE(doc.layers[0]->contentImage()) << c.what;
-        EXPECT_EQ(thrownCode([&] { (void)doc.layers[1]->contentImage(); }), eager) << c.what;
+        EXPECT_EQ(thrownError([&] { (void)doc.layers[1]->contentImage(); }), eager) << c.what;
         EXPECT_TRUE(doc.layers[1]->hasPendingImages()) << c.what;
-        EXPECT_EQ(thrownCode([&] { (void)doc.layers[1]->contentImage(); }), eager) << c.what << " (again)";
+        EXPECT_EQ(thrownError([&] { (void)doc.layers[1]->contentImage(); }), eager) << c.what << " (again)";
         PSDWrapper never(file, options(PSDImageDecoding::never));
         EXPECT_FALSE(never.layers[1]->contentImage()) << c.what;
     }
@@ -226,7 +227,7 @@ TEST(OnDemandReading, AFileCutInsideAChannelFailsWhileReadingInEveryMode)
                 file.end() - static_cast<std::ptrdiff_t>(3 * 4 + 2 + 4 + 4)); // into the last plane
     for (const auto decoding :
          {PSDImageDecoding::eager, PSDImageDecoding::onDemand, PSDImageDecoding::never}) {
-        EXPECT_EQ(thrownCode([&] { PSDWrapper d(cut, options(decoding)); }),
+        EXPECT_EQ(thrownError([&] { PSDWrapper d(cut, options(decoding)); }),
                   PSDError::readUnexpectedEndOfFile);
     }
 }
@@ -237,13 +238,13 @@ TEST(ThreadedReading, WithSeveralFailingLayersTheFirstLayersErrorIsReported)
     // whatever thread finishes first, the error is layer 1's.
     const V file = fileWithLayers(
         {{kRaw, kRaw, kRaw}, {kRaw, kCorruptPackBits, kRaw}, {kRaw, kRaw}, {kShortRaw, kRaw, kRaw}});
-    const int sequential = thrownCode([&] { PSDWrapper d(file, options(PSDImageDecoding::eager, 1)); });
-    EXPECT_EQ(sequential, thrownCode([&] {
+    const std::error_code sequential = thrownError([&] { PSDWrapper d(file, options(PSDImageDecoding::eager, 1)); });
+    EXPECT_EQ(sequential, thrownError([&] {
                   PSDWrapper d(fileWithLayers({{kRaw, kCorruptPackBits, kRaw}}),
                                options(PSDImageDecoding::eager, 1));
               }));
     for (int round = 0; round < 20; ++round) {
-        EXPECT_EQ(thrownCode([&] { PSDWrapper d(file, options(PSDImageDecoding::eager, 4)); }), sequential);
+        EXPECT_EQ(thrownError([&] { PSDWrapper d(file, options(PSDImageDecoding::eager, 4)); }), sequential);
     }
 }
 

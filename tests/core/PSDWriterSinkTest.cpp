@@ -21,7 +21,7 @@ using Bytes = std::vector<std::uint8_t>;
 // one large append, so that every length is patched after its bytes have been passed on.
 void writeSample(PSDWriter& w)
 {
-    w.appendFourCharCode("8BPS");
+    w.appendFourCharCode(PSDFourCharCode("8BPS"));
     w.writePSDDataBlock(true, 0, true, [](PSDWriter& outer) {
         for (int block = 0; block < 3; ++block) {
             outer.writePSDDataBlock(false, 4, false, [&](PSDWriter& inner) {

@@ -4,12 +4,13 @@
 #include "psdkit/core/PSDError.hpp"
 #include "psdkit/descriptors/BlendModeConversion.hpp"
 #include "support/ByteBuilder.hpp"
+#include "support/ThrownError.hpp"
 
 namespace psdkit {
 namespace {
 using image::BlendMode;
 using testing::DiagnosticsCapture;
-using testing::thrownCode;
+using testing::thrownError;
 
 const PSDFourCharCode blendModeType("BlnM");
 
@@ -67,8 +68,8 @@ TEST(BlendModeConversionTest, NamesOfTheWrongKindOrTypeAreNotModes)
 
 TEST(BlendModeConversionTest, ModesWithoutDescriptorFormAreRefused)
 {
-    EXPECT_EQ(thrownCode([] { (void)psdEnum(BlendMode::passThrough); }), PSDError::writeParameterError);
-    EXPECT_EQ(thrownCode([] { (void)psdEnum(BlendMode::behind); }), PSDError::writeParameterError);
+    EXPECT_EQ(thrownError([] { (void)psdEnum(BlendMode::passThrough); }), PSDError::writeParameterError);
+    EXPECT_EQ(thrownError([] { (void)psdEnum(BlendMode::behind); }), PSDError::writeParameterError);
     EXPECT_EQ(image::blendModeFromRawValue(1001), BlendMode::behind);
     EXPECT_EQ(image::blendModeFromRawValue(28), std::nullopt);
 }

@@ -8,6 +8,7 @@
 #include "psdkit/descriptors/ColorConversion.hpp"
 #include "psdkit/descriptors/GradientConversion.hpp"
 #include "psdkit/descriptors/RectConversion.hpp"
+#include "support/ThrownError.hpp"
 
 namespace psdkit {
 namespace {
@@ -16,7 +17,7 @@ using image::ColorStop;
 using image::OpacityStop;
 using image::RGBAPixel;
 using testing::readDescriptor;
-using testing::thrownCode;
+using testing::thrownError;
 using List = PSDDescriptorPropertyValue::List;
 using Unit = PSDUnitFloat::Unit;
 
@@ -53,7 +54,7 @@ TEST(ColorConversionTest, UnknownClassesAndMissingComponentsAreRefused)
     struct Case {
         const char* what;
         std::shared_ptr<PSDDescriptor> d;
-        int error;
+        std::error_code error;
     };
     auto stringClass = std::make_shared<PSDDescriptor>(UnifiedStringValue::string("RGBC"));
     const Case cases[] = {
@@ -66,7 +67,7 @@ TEST(ColorConversionTest, UnknownClassesAndMissingComponentsAreRefused)
          PSDError::readCorruptFile},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(thrownCode([&] { (void)rgbaPixelFromPSDDescriptor(*c.d); }), c.error) << c.what;
+        EXPECT_EQ(thrownError([&] { (void)rgbaPixelFromPSDDescriptor(*c.d); }), c.error) << c.what;
     }
 }
 
@@ -135,7 +136,7 @@ TEST(GradientConversionTest, MalformedGradientsAreRefused)
     struct Case {
         const char* what;
         std::function<void(PSDDescriptor&)> edit;
-        int error;
+        std::error_code error;
     };
     const auto key = [](const char* k) { return UnifiedStringValue(PSDFourCharCode(std::string(k))); };
     const Case cases[] = {
@@ -178,7 +179,7 @@ TEST(GradientConversionTest, MalformedGradientsAreRefused)
     for (const auto& c : cases) {
         auto d = psdDescriptor(sampleGradient());
         c.edit(*d);
-        EXPECT_EQ(thrownCode([&] { (void)gradientFromPSDDescriptor(*d); }), c.error) << c.what;
+        EXPECT_EQ(thrownError([&] { (void)gradientFromPSDDescriptor(*d); }), c.error) << c.what;
     }
 }
 
@@ -186,11 +187,11 @@ TEST(GradientConversionTest, StopsThatDoNotFitTheFieldsAreRefusedOnWriting)
 {
     for (const double location : {std::nan(""), 1e7, -1e7, std::numeric_limits<double>::infinity()}) {
         auto gradient = ColorGradient::make({{RGBAPixel(), location, 0.5}, {RGBAPixel(), 1, 0.5}}, {{}, {}});
-        EXPECT_EQ(thrownCode([&] { (void)psdDescriptor(*gradient); }), PSDError::writeParameterError)
+        EXPECT_EQ(thrownError([&] { (void)psdDescriptor(*gradient); }), PSDError::writeParameterError)
             << location;
     }
     auto midpoint = ColorGradient::make({{}, {}}, {{1, 0, 3e7}, {}});
-    EXPECT_EQ(thrownCode([&] { (void)psdDescriptor(*midpoint); }), PSDError::writeParameterError);
+    EXPECT_EQ(thrownError([&] { (void)psdDescriptor(*midpoint); }), PSDError::writeParameterError);
     EXPECT_EQ(ColorGradient::make({{}}, {{}, {}}), std::nullopt);
 }
 
@@ -219,7 +220,7 @@ TEST(RectConversionTest, OtherClassesAndBadEdgesAreRefused)
     struct Case {
         const char* what;
         std::shared_ptr<PSDDescriptor> d;
-        int error;
+        std::error_code error;
     };
     const Case cases[] = {
         {"code class", std::make_shared<PSDDescriptor>(PSDFourCharCode("Rctn")),
@@ -239,7 +240,7 @@ TEST(RectConversionTest, OtherClassesAndBadEdgesAreRefused)
          PSDError::readCorruptFile},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(thrownCode([&] { (void)macRectFromPSDDescriptor(*c.d); }), c.error) << c.what;
+        EXPECT_EQ(thrownError([&] { (void)macRectFromPSDDescriptor(*c.d); }), c.error) << c.what;
     }
     const auto lowest =
         rectDescriptor({{"Top ", -9223372036854775808.0}, {"Left", 0.0}, {"Btom", 0.0}, {"Rght", 0.0}});

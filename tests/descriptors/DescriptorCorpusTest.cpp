@@ -12,6 +12,7 @@
 #include "psdkit/descriptors/GradientConversion.hpp"
 #include "psdkit/descriptors/PSDDescriptor.hpp"
 #include "support/ByteBuilder.hpp"
+#include "support/ThrownError.hpp"
 
 namespace psdkit {
 namespace {
@@ -153,7 +154,7 @@ TEST(DescriptorCorpusTest, GradientFillsConvertToTheStopsAnIndependentReaderSees
         const PSDDescriptor* gradientDescriptor = fill->descriptorValue(PSDFourCharCode("Grad"));
         ASSERT_NE(gradientDescriptor, nullptr);
         if (!it->second.colorModelSupported) {
-            EXPECT_EQ(testing::thrownCode([&] { (void)gradientFromPSDDescriptor(*gradientDescriptor); }),
+            EXPECT_EQ(testing::thrownError([&] { (void)gradientFromPSDDescriptor(*gradientDescriptor); }),
                       PSDError::readUnsupportedContentType);
             continue;
         }

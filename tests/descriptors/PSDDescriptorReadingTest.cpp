@@ -6,6 +6,7 @@
 #include "DiagnosticsCapture.hpp"
 #include "psdkit/descriptors/DescriptorTextForms.hpp"
 #include "psdkit/descriptors/PSDDescriptor.hpp"
+#include "support/ThrownError.hpp"
 
 namespace psdkit {
 namespace {
@@ -15,7 +16,7 @@ using testing::descriptorStart;
 using testing::DiagnosticsCapture;
 using testing::readDescriptor;
 using testing::stringID;
-using testing::thrownCode;
+using testing::thrownError;
 using Bytes = std::vector<std::uint8_t>;
 using List = PSDDescriptorPropertyValue::List;
 
@@ -44,17 +45,17 @@ TEST(DescriptorReadingTest, FreshDescriptorBytesReadWithOrWithoutVersionWord)
     EXPECT_EQ(nested.classID, UnifiedStringValue(nullCode));
     EXPECT_EQ(scanner.bytesRemaining(), 0);
     // Read as a top-level descriptor, the name's count word is taken for the version.
-    EXPECT_EQ(thrownCode([&] { (void)readDescriptor(withoutVersion); }),
+    EXPECT_EQ(thrownError([&] { (void)readDescriptor(withoutVersion); }),
               PSDError::readUnsupportedDescriptorVersion);
 }
 
 TEST(DescriptorReadingTest, VersionOtherThan16OrMissingIsRefused)
 {
-    EXPECT_EQ(thrownCode([] { (void)readDescriptor(ByteBuilder().u32(15).bytes()); }),
+    EXPECT_EQ(thrownError([] { (void)readDescriptor(ByteBuilder().u32(15).bytes()); }),
               PSDError::readUnsupportedDescriptorVersion);
-    EXPECT_EQ(thrownCode([] { (void)readDescriptor(ByteBuilder().u32(17).bytes()); }),
+    EXPECT_EQ(thrownError([] { (void)readDescriptor(ByteBuilder().u32(17).bytes()); }),
               PSDError::readUnsupportedDescriptorVersion);
-    EXPECT_EQ(thrownCode([] { (void)readDescriptor(Bytes{0, 0, 0}); }), PSDError::readUnexpectedEndOfFile);
+    EXPECT_EQ(thrownError([] { (void)readDescriptor(Bytes{0, 0, 0}); }), PSDError::readUnexpectedEndOfFile);
 }
 
 TEST(DescriptorReadingTest, EveryValueKindReadsAndPrints)
@@ -89,7 +90,7 @@ TEST(DescriptorReadingTest, EveryTruncationIsAnUnexpectedEnd)
     const Bytes bytes = testing::richDescriptorBytes();
     for (std::size_t length = 0; length < bytes.size(); ++length) {
         const Bytes cut(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length));
-        EXPECT_EQ(thrownCode([&] { (void)readDescriptor(cut); }), PSDError::readUnexpectedEndOfFile)
+        EXPECT_EQ(thrownError([&] { (void)readDescriptor(cut); }), PSDError::readUnexpectedEndOfFile)
             << length;
     }
 }
@@ -132,7 +133,7 @@ TEST(DescriptorReadingTest, BadValuesFailWithTheirError)
     struct Case {
         const char* what;
         Bytes item; // key, tag and value
-        int error;
+        std::error_code error;
     };
     const Case cases[] = {
         {"unknown type tag", ByteBuilder().u32(0).ascii("A   ").ascii("obj ").u32(0).bytes(),
@@ -149,12 +150,12 @@ TEST(DescriptorReadingTest, BadValuesFailWithTheirError)
     for (const auto& c : cases) {
         ByteBuilder b;
         descriptorStart(b, 1).raw(c.item);
-        EXPECT_EQ(thrownCode([&] { (void)readDescriptor(b.bytes()); }), c.error) << c.what;
+        EXPECT_EQ(thrownError([&] { (void)readDescriptor(b.bytes()); }), c.error) << c.what;
     }
     ByteBuilder topBitCount;
     topBitCount.u32(16).u32(0);
     codeID(topBitCount, "null").u32(0x80000000);
-    EXPECT_EQ(thrownCode([&] { (void)readDescriptor(topBitCount.bytes()); }),
+    EXPECT_EQ(thrownError([&] { (void)readDescriptor(topBitCount.bytes()); }),
               PSDError::readUnexpectedEndOfFile);
 }
 
@@ -169,7 +170,7 @@ TEST(DescriptorReadingTest, FailureKeepsWhatWasStoredBefore)
     codeID(b, "C   ").ascii("????");
     PSDDescriptor d;
     PSDScanner scanner(b.bytes());
-    EXPECT_EQ(thrownCode([&] { d.read(scanner, false); }), PSDError::readUnsupportedDescriptorValueType);
+    EXPECT_EQ(thrownError([&] { d.read(scanner, false); }), PSDError::readUnsupportedDescriptorValueType);
     EXPECT_EQ(d.name, "Hi");
     EXPECT_EQ(d.classID, UnifiedStringValue(PSDFourCharCode("Grdn")));
     ASSERT_EQ(d.properties.size(), 1u);
@@ -186,7 +187,7 @@ TEST(DescriptorReadingTest, TracesEveryItemOfEveryDescriptorButNotListElements)
     codeID(b, "List").ascii("VlLs").u32(1).ascii("long").i32(5);
     codeID(b, "Bad ").ascii("????");
     DiagnosticsCapture trace;
-    EXPECT_EQ(thrownCode([&] { (void)readDescriptor(b.bytes()); }),
+    EXPECT_EQ(thrownError([&] { (void)readDescriptor(b.bytes()); }),
               PSDError::readUnsupportedDescriptorValueType);
     EXPECT_EQ(trace.lines, (std::vector<std::string>{R"("'Grdn', 'Objc'")", R"("say \"hi\", 'bool'")",
                                                      R"("'List', 'VlLs'")", R"("'Bad ', '????'")"}));
@@ -217,9 +218,9 @@ TEST(DescriptorReadingTest, NestingIsLimitedInsteadOfExhaustingTheStack)
     const int limit = PSDDescriptor::maximumNestingDepth;
     for (const bool lists : {false, true}) {
         EXPECT_NO_THROW((void)readDescriptor(nestedChain(limit, lists))) << lists;
-        EXPECT_EQ(thrownCode([&] { (void)readDescriptor(nestedChain(limit + 1, lists)); }),
+        EXPECT_EQ(thrownError([&] { (void)readDescriptor(nestedChain(limit + 1, lists)); }),
                   PSDError::readCorruptFile);
-        EXPECT_EQ(thrownCode([&] { (void)readDescriptor(nestedChain(100000, lists)); }),
+        EXPECT_EQ(thrownError([&] { (void)readDescriptor(nestedChain(100000, lists)); }),
                   PSDError::readCorruptFile);
     }
 }

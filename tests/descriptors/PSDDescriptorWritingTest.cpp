@@ -5,6 +5,7 @@
 #include "DescriptorFixtures.hpp"
 #include "psdkit/descriptors/DescriptorLayout.hpp"
 #include "psdkit/descriptors/PSDDescriptor.hpp"
+#include "support/ThrownError.hpp"
 
 namespace psdkit {
 namespace {
@@ -12,7 +13,7 @@ using testing::ByteBuilder;
 using testing::codeID;
 using testing::descriptorStart;
 using testing::readDescriptor;
-using testing::thrownCode;
+using testing::thrownError;
 using Bytes = std::vector<std::uint8_t>;
 using List = PSDDescriptorPropertyValue::List;
 
@@ -107,7 +108,7 @@ TEST(DescriptorWritingTest, WritingMarksEveryNestedDescriptorAndTheMarkStays)
     PSDDescriptor failing;
     failing.set(PSDFourCharCode("One "), marked);
     failing.set(PSDFourCharCode("Two "), std::shared_ptr<PSDDescriptor>());
-    EXPECT_EQ(thrownCode([&] { (void)failing.data(); }), PSDError::writeParameterError);
+    EXPECT_EQ(thrownError([&] { (void)failing.data(); }), PSDError::writeParameterError);
     EXPECT_TRUE(marked->isNested);
 }
 
@@ -117,7 +118,7 @@ TEST(DescriptorWritingTest, ValuesOutsideTheFormatAreRefused)
         const char* what;
         UnifiedStringValue key;
         PSDDescriptorPropertyValue value;
-        int error;
+        std::error_code error;
     };
     const Case cases[] = {
         {"string key outside Mac OS Roman", UnifiedStringValue::string("\xE2\x86\x92"), true,
@@ -137,11 +138,11 @@ TEST(DescriptorWritingTest, ValuesOutsideTheFormatAreRefused)
     for (const auto& c : cases) {
         PSDDescriptor d;
         d.set(c.key, c.value);
-        EXPECT_EQ(thrownCode([&] { (void)d.data(); }), c.error) << c.what;
+        EXPECT_EQ(thrownError([&] { (void)d.data(); }), c.error) << c.what;
     }
     PSDDescriptor badName;
     badName.name = "\xFF";
-    EXPECT_EQ(thrownCode([&] { (void)badName.data(); }), PSDError::writeUnknownError);
+    EXPECT_EQ(thrownError([&] { (void)badName.data(); }), PSDError::writeUnknownError);
 }
 
 TEST(DescriptorWritingTest, CountsBeyond31BitsAreRefused)
@@ -149,7 +150,7 @@ TEST(DescriptorWritingTest, CountsBeyond31BitsAreRefused)
     PSDWriter writer;
     detail::appendDescriptorCount(writer, 0x7FFFFFFF);
     EXPECT_EQ(writer.data(), (Bytes{0x7F, 0xFF, 0xFF, 0xFF}));
-    EXPECT_EQ(thrownCode([&] { detail::appendDescriptorCount(writer, 0x80000000u); }),
+    EXPECT_EQ(thrownError([&] { detail::appendDescriptorCount(writer, 0x80000000u); }),
               PSDError::writeParameterError);
 }
 
@@ -166,12 +167,12 @@ TEST(DescriptorWritingTest, DeepOrSelfContainingTreesAreRefused)
         return top;
     };
     EXPECT_NO_THROW((void)chain(PSDDescriptor::maximumNestingDepth)->data());
-    EXPECT_EQ(thrownCode([&] { (void)chain(PSDDescriptor::maximumNestingDepth + 1)->data(); }),
+    EXPECT_EQ(thrownError([&] { (void)chain(PSDDescriptor::maximumNestingDepth + 1)->data(); }),
               PSDError::writeParameterError);
 
     auto loop = std::make_shared<PSDDescriptor>();
     loop->set(PSDFourCharCode("Self"), List{loop});
-    EXPECT_EQ(thrownCode([&] { (void)loop->data(); }), PSDError::writeParameterError);
+    EXPECT_EQ(thrownError([&] { (void)loop->data(); }), PSDError::writeParameterError);
     EXPECT_FALSE(loop->debugDescription().empty()); // printing stops at the depth limit too
     loop->properties.clear();                       // break the cycle
 }

@@ -4,6 +4,7 @@
 
 #include "psdkit/document/PSDWrapper.hpp"
 #include "support/PsdFixture.hpp"
+#include "support/ThrownError.hpp"
 
 namespace psdkit {
 namespace {
@@ -61,7 +62,7 @@ TEST(BigFileBlocksTest, EightByteLengthsOnKnownKeysReadInBigFilesOnly)
     EXPECT_EQ(doc.layers[0]->bitDepth, 16);
     EXPECT_EQ(doc.patternData, (V{5, 6}));
 
-    EXPECT_EQ(thrownCode([] { PSDWrapper d(fileWithLr16(false, 8, layerInformation(3))); }),
+    EXPECT_EQ(thrownError([] { PSDWrapper d(fileWithLr16(false, 8, layerInformation(3))); }),
               PSDError::readUnknownError);
 }
 
@@ -78,7 +79,7 @@ TEST(BigFileBlocksTest, FailingBothWaysReportsTheFirstAttemptsError)
 {
     // Under the rule the block overruns (readUnknownError); with the 8-byte length its record has a
     // bad blend signature (readCorruptFile).
-    EXPECT_EQ(thrownCode([] { PSDWrapper d(fileWithLr16(true, 8, layerInformation(1, "8BIX"))); }),
+    EXPECT_EQ(thrownError([] { PSDWrapper d(fileWithLr16(true, 8, layerInformation(1, "8BIX"))); }),
               PSDError::readUnknownError);
 
     FileSections hostile;
@@ -89,7 +90,7 @@ TEST(BigFileBlocksTest, FailingBothWaysReportsTheFirstAttemptsError)
         b.end();
     };
     const V file = buildFile(hostile);
-    const int code = thrownCode([&] { PSDWrapper d(file); });
+    const auto code = thrownError([&] { PSDWrapper d(file); });
     EXPECT_TRUE(code == PSDError::readUnexpectedEndOfFile || code == PSDError::readCorruptFile ||
                 code == PSDError::readUnknownError)
         << code;

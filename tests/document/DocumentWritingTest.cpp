@@ -8,6 +8,7 @@
 #include "psdkit/platform/image/PixelTypes.hpp"
 #include "psdkit/platform/support/HostApplication.hpp"
 #include "support/PsdFixture.hpp"
+#include "support/ThrownError.hpp"
 
 namespace psdkit {
 namespace {
@@ -151,7 +152,7 @@ TEST(LayerWritingTest, BlendModesDividersFillOpacityAndMasksReadBack)
     masked->userMaskFeather = 2.5;
     masked->maskHasVectorMaskFeather = true;
     masked->vectorMaskFeather = 1.5;
-    masked->taggedData.insertOrAssign("SoCo", V{1, 2, 3, 4, 5});
+    masked->taggedData.insertOrAssign(PSDFourCharCode("SoCo"), V{1, 2, 3, 4, 5});
     doc.addSectionDivider();
     doc.addLayerWrapper(masked);
     doc.addLayerWrapper(group);
@@ -170,7 +171,7 @@ TEST(LayerWritingTest, BlendModesDividersFillOpacityAndMasksReadBack)
     EXPECT_EQ(m.realMaskRect, m.maskRect);
     EXPECT_EQ(m.userMaskFeather, 2.5);
     EXPECT_EQ(m.vectorMaskFeather, 1.5);
-    EXPECT_EQ(*m.taggedData.get("SoCo"), (V{1, 2, 3, 4, 5, 0, 0, 0})) << "raw blocks are padded to 4";
+    EXPECT_EQ(*m.taggedData.get(PSDFourCharCode("SoCo")), (V{1, 2, 3, 4, 5, 0, 0, 0})) << "raw blocks are padded to 4";
     EXPECT_EQ(m.type(), PSDLayerType::adjustmentLayer(PSDAdjustmentLayerType::solidColor));
 
     // An artboard keeps its group opening, so the divider that closes it stays balanced.
@@ -178,7 +179,7 @@ TEST(LayerWritingTest, BlendModesDividersFillOpacityAndMasksReadBack)
     boards.imageWidth = boards.imageHeight = 2;
     boards.addSectionDivider();
     auto board = std::make_shared<PSDLayerWrapper>();
-    board->taggedData.insertOrAssign("artb", V{0, 0, 0, 16});
+    board->taggedData.insertOrAssign(PSDFourCharCode("artb"), V{0, 0, 0, 16});
     board->setType(PSDLayerType::artboard());
     board->expanded = false;
     boards.addLayerWrapper(board);
@@ -206,7 +207,7 @@ TEST(DocumentWritingTest, LayerIDRepairAndLateCompositeCheck)
         layer->selected = true;
         doc.addLayerWrapper(layer);
     }
-    EXPECT_EQ(thrownCode([&] { (void)doc.serializedRepresentationWithCompositeImage(nullptr); }),
+    EXPECT_EQ(thrownError([&] { (void)doc.serializedRepresentationWithCompositeImage(nullptr); }),
               PSDError::writeParameterError);
     EXPECT_EQ(doc.layers[0]->layerID, 6);
     EXPECT_EQ(doc.layers[1]->layerID, 5);
@@ -320,7 +321,7 @@ TEST(DocumentWritingTest, BigFilesSignLargeBlocksWithLongLengths)
 
     host.bundleIdentifier.reset();
     HostApplication::setCurrent(host);
-    EXPECT_EQ(thrownCode([&] { (void)serialize(doc); }), PSDError::writeParameterError);
+    EXPECT_EQ(thrownError([&] { (void)serialize(doc); }), PSDError::writeParameterError);
 }
 
 TEST(DocumentWritingTest, ValuesThatDoNotFitAreRefused)
@@ -374,7 +375,7 @@ TEST(DocumentWritingTest, ValuesThatDoNotFitAreRefused)
         doc.addLayerWrapper(std::make_shared<PSDLayerWrapper>());
         const auto composite = compositeFor(doc);
         change(doc);
-        EXPECT_EQ(thrownCode([&] { (void)doc.serializedRepresentationWithCompositeImage(composite.get()); }),
+        EXPECT_EQ(thrownError([&] { (void)doc.serializedRepresentationWithCompositeImage(composite.get()); }),
                   PSDError::writeParameterError);
     }
 }

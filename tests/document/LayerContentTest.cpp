@@ -22,7 +22,7 @@ std::shared_ptr<PSDLayerWrapper> layerOf(PSDLayerType type, std::vector<std::str
     layer->setType(type);
     for (const std::string& key : blockKeys) {
         layer->uninterpretedBlocks.push_back(
-            PSDRawBlock{"8BIM", PSDFourCharCode(key), false, PSDSharedBytes(V{0, 0})});
+            PSDRawBlock{PSDFourCharCode("8BIM"), PSDFourCharCode(key), false, PSDSharedBytes(V{0, 0})});
     }
     return layer;
 }
@@ -30,14 +30,14 @@ std::shared_ptr<PSDLayerWrapper> layerOf(PSDLayerType type, std::vector<std::str
 void addBlock(PSDLayerWrapper& layer, const char* key, V body)
 {
     layer.uninterpretedBlocks.push_back(
-        PSDRawBlock{"8BIM", PSDFourCharCode(key), false, PSDSharedBytes(std::move(body))});
+        PSDRawBlock{"8BIM", PSDFourCharCode(std::string(key)), false, PSDSharedBytes(std::move(body))});
 }
 
 V descriptorBytes(const std::vector<std::pair<const char*, PSDDescriptorPropertyValue>>& items)
 {
     PSDDescriptor descriptor;
     for (const auto& [key, value] : items) {
-        descriptor.set(PSDFourCharCode(key), value);
+        descriptor.set(PSDFourCharCode(std::string(key)), value);
     }
     return descriptor.data();
 }
@@ -83,13 +83,13 @@ TEST(LayerContentKind, FollowsTypeThenBlocks)
 TEST(LayerContentKind, BlockLookupSearchesKeptAndUninterpretedBlocks)
 {
     PSDLayerWrapper layer;
-    layer.taggedData.insertOrAssign("SoCo", V{1, 2, 3});
+    layer.taggedData.insertOrAssign(PSDFourCharCode("SoCo"), V{1, 2, 3});
     addBlock(layer, "TySh", V{4});
-    ASSERT_TRUE(findLayerBlock(layer, "SoCo"));
-    EXPECT_EQ(findLayerBlock(layer, "SoCo")->size(), 3U);
-    ASSERT_TRUE(findLayerBlock(layer, "TySh"));
-    EXPECT_EQ((*findLayerBlock(layer, "TySh"))[0], 4);
-    EXPECT_FALSE(findLayerBlock(layer, "SoLd"));
+    ASSERT_TRUE(findLayerBlock(layer, PSDFourCharCode("SoCo")));
+    EXPECT_EQ(findLayerBlock(layer, PSDFourCharCode("SoCo"))->size(), 3U);
+    ASSERT_TRUE(findLayerBlock(layer, PSDFourCharCode("TySh")));
+    EXPECT_EQ((*findLayerBlock(layer, PSDFourCharCode("TySh")))[0], 4);
+    EXPECT_FALSE(findLayerBlock(layer, PSDFourCharCode("SoLd")));
 }
 
 TEST(LayerText, ReadsTheStringOfTheTextDescriptor)
@@ -126,7 +126,7 @@ TEST(LinkedFiles, SmartObjectLayersFindTheirEmbeddedFile)
     ByteBuilder links;
     appendEmbeddedEntry(links, "id-one", "photo.png", "png ", V{0x89, 'P', 'N', 'G', 1});
     appendEmbeddedEntry(links, "id-two", "paint.psd", "8BPS", V{7, 7});
-    document.uninterpretedBlocks.push_back(PSDRawBlock{"8BIM", "lnk2", false, PSDSharedBytes(links.bytes())});
+    document.uninterpretedBlocks.push_back(PSDRawBlock{PSDFourCharCode("8BIM"), "lnk2", false, PSDSharedBytes(links.bytes())});
 
     auto placed = std::make_shared<PSDLayerWrapper>();
     ByteBuilder soLd;

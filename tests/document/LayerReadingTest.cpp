@@ -4,6 +4,7 @@
 #include "psdkit/document/PSDWrapper.hpp"
 #include "psdkit/platform/image/PixelTypes.hpp"
 #include "support/PsdFixture.hpp"
+#include "support/ThrownError.hpp"
 
 namespace psdkit {
 namespace {
@@ -76,9 +77,9 @@ TEST(LayerRecordTest, ReadsRecordValuesAndBlocks)
     EXPECT_EQ(layer.type(), PSDLayerType::adjustmentLayer(PSDAdjustmentLayerType::solidColor));
     EXPECT_TRUE(layer.pixelDataIrrelevantToAppearanceOfDocument);
     ASSERT_EQ(layer.taggedData.size(), 2u);
-    EXPECT_EQ(*layer.taggedData.get("SoCo"), (V{6, 7}));
+    EXPECT_EQ(*layer.taggedData.get(PSDFourCharCode("SoCo")), (V{6, 7}));
     EXPECT_EQ(layer.taggedData.begin()->first, PSDFourCharCode("SoCo")) << "kept blocks stay in file order";
-    EXPECT_EQ(*layer.taggedData.get("lfx2"), (V{9, 9}));
+    EXPECT_EQ(*layer.taggedData.get(PSDFourCharCode("lfx2")), (V{9, 9}));
     EXPECT_FALSE(layer.hasLayerMask);
     EXPECT_FALSE(layer.layerBlendingRanges);
 }
@@ -121,7 +122,7 @@ TEST(LayerRecordTest, SectionDividerSettings)
                             V(ByteBuilder().i32(1).ascii("8BIX").ascii("pass"))}) {
         RecordFields r;
         r.extra = extra("", [&](ByteBuilder& b) { appendBlock(b, "lsct", bad); });
-        EXPECT_EQ(thrownCode([&] { PSDWrapper d(fileWithLayers(1, {r}, kEmptyChannels)); }), PSDError::readCorruptFile);
+        EXPECT_EQ(thrownError([&] { PSDWrapper d(fileWithLayers(1, {r}, kEmptyChannels)); }), PSDError::readCorruptFile);
     }
 }
 
@@ -130,17 +131,17 @@ TEST(LayerRecordTest, MaskDataSizesAndParameters)
     struct Case {
         std::int64_t size;
         std::function<void(ByteBuilder&)> body;
-        int expected; // -1: reads
+        std::error_code expected; // nothingThrown(): reads
     };
     const auto plain = [](ByteBuilder& b) { b.i32(1).i32(2).i32(1).i32(4).u8(0).u8(0x01); };
     const Case cases[] = {
-        {20, [=](ByteBuilder& b) { plain(b); b.zeros(2); }, -1},
-        {36, [](ByteBuilder& b) { b.i32(0).i32(0).i32(0).i32(2).u8(255).u8(0).u8(0x02).u8(0).i32(0).i32(0).i32(4).i32(4); }, -1},
+        {20, [=](ByteBuilder& b) { plain(b); b.zeros(2); }, testing::nothingThrown()},
+        {36, [](ByteBuilder& b) { b.i32(0).i32(0).i32(0).i32(2).u8(255).u8(0).u8(0x02).u8(0).i32(0).i32(0).i32(4).i32(4); }, testing::nothingThrown()},
         {28, [](ByteBuilder& b) { b.i32(0).i32(0).i32(0).i32(2).u8(0).u8(0x10).u8(0x01).u8(51).zeros(8); },
          PSDError::readCorruptFile},
         {24, [](ByteBuilder& b) { b.i32(0).i32(0).i32(0).i32(2).u8(0).u8(0x10).u8(0x01).u8(51).zeros(4); },
          PSDError::readCorruptFile},
-        {23, [](ByteBuilder& b) { b.i32(0).i32(0).i32(0).i32(2).u8(0).u8(0x10).u8(0x01).u8(51).zeros(3); }, -1},
+        {23, [](ByteBuilder& b) { b.i32(0).i32(0).i32(0).i32(2).u8(0).u8(0x10).u8(0x01).u8(51).zeros(3); }, testing::nothingThrown()},
         {20, [](ByteBuilder& b) { b.i32(5).i32(0).i32(4).i32(2).u8(0).u8(0).zeros(2); }, PSDError::readCorruptFile},
     };
     for (const auto& c : cases) {
@@ -151,7 +152,7 @@ TEST(LayerRecordTest, MaskDataSizesAndParameters)
             b.u32(0).pascal("", 4);
         };
         const V file = fileWithLayers(1, {r}, kEmptyChannels);
-        EXPECT_EQ(thrownCode([&] { PSDWrapper d(file); }), c.expected) << c.size;
+        EXPECT_EQ(thrownError([&] { PSDWrapper d(file); }), c.expected) << c.size;
     }
     RecordFields r;
     r.extra = [](ByteBuilder& b) {
@@ -174,7 +175,7 @@ TEST(LayerRecordTest, MalformedRecordsFailWithTheirError)
 {
     struct Case {
         std::function<void(RecordFields&)> change;
-        int expected;
+        std::error_code expected;
     };
     const Case cases[] = {
         {[](RecordFields& r) { r.extra = extra("", [](ByteBuilder& b) { appendBlock(b, "zzzz", {}, "8BIX"); }); },
@@ -195,7 +196,7 @@ TEST(LayerRecordTest, MalformedRecordsFailWithTheirError)
         RecordFields r;
         c.change(r);
         const V file = fileWithLayers(1, {r}, kEmptyChannels);
-        EXPECT_EQ(thrownCode([&] { PSDWrapper d(file); }), c.expected);
+        EXPECT_EQ(thrownError([&] { PSDWrapper d(file); }), c.expected);
     }
 }
 
@@ -245,7 +246,7 @@ TEST(LayerChannelDataTest, RefusesWhatCannotBecomeAnImage)
     struct Case {
         std::vector<std::pair<std::int16_t, std::int64_t>> channels;
         std::function<void(ByteBuilder&)> data;
-        int expected;
+        std::error_code expected;
     };
     const Case cases[] = {
         {{{0, 3}}, [](ByteBuilder& b) { b.u16(0).u8(1); }, PSDError::readInvalidImageData},
@@ -258,7 +259,7 @@ TEST(LayerChannelDataTest, RefusesWhatCannotBecomeAnImage)
         r.right = 1;
         r.channels = c.channels;
         const V file = fileWithLayers(1, {r}, c.data);
-        EXPECT_EQ(thrownCode([&] { PSDWrapper d(file); }), c.expected);
+        EXPECT_EQ(thrownError([&] { PSDWrapper d(file); }), c.expected);
     }
 }
 

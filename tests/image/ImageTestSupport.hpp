@@ -9,22 +9,6 @@
 
 namespace psdkit::image::testing {
 
-/// Runs `f` and returns the image error it threw: nothing when it threw nothing or something else.
-template <typename F> std::optional<ImageError> thrownImageError(F&& f)
-{
-    try {
-        f();
-    } catch (const ImageException& e) {
-        if (&e.code().category() != &imageErrorCategory()) {
-            return std::nullopt;
-        }
-        return e.error();
-    } catch (...) {
-        return std::nullopt;
-    }
-    return std::nullopt;
-}
-
 /// Deterministic bytes mixing runs of equal bytes with noise, so that every PackBits header kind
 /// and every deflate path is exercised.
 inline std::vector<std::uint8_t> mixedBytes(std::size_t n, std::uint32_t seed)

@@ -5,11 +5,12 @@
 #include <gtest/gtest.h>
 
 #include "image/ImageTestSupport.hpp"
+#include "support/ThrownError.hpp"
 
 namespace psdkit::image::detail {
 namespace {
 using image::testing::mixedBytes;
-using image::testing::thrownImageError;
+using psdkit::testing::thrownError;
 using V = std::vector<std::uint8_t>;
 
 V repeated(std::size_t n, std::uint8_t v)
@@ -90,9 +91,9 @@ TEST(PackBitsTest, RowsThatDoNotDecodeToExactlyTheRowAreCorrupt)
     for (const Case& c : cases) {
         V out(c.rowBytes + packBitsOutputPadding);
         const std::span<std::uint8_t> row = std::span(out).first(c.rowBytes);
-        EXPECT_EQ(thrownImageError([&] { packBitsDecodeRow(c.in, row); }), ImageError::corruptPackBits)
+        EXPECT_EQ(thrownError([&] { packBitsDecodeRow(c.in, row); }), ImageError::corruptPackBits)
             << c.what;
-        EXPECT_EQ(thrownImageError([&] { packBitsDecodeRowPadded(c.in, row); }), ImageError::corruptPackBits)
+        EXPECT_EQ(thrownError([&] { packBitsDecodeRowPadded(c.in, row); }), ImageError::corruptPackBits)
             << c.what;
     }
 }

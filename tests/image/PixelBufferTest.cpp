@@ -9,11 +9,12 @@
 #include "image/ImageTestSupport.hpp"
 #include "psdkit/platform/image/Zip.hpp"
 #include "support/ByteBuilder.hpp"
+#include "support/ThrownError.hpp"
 
 namespace psdkit::image {
 namespace {
 using image::testing::mixedBytes;
-using image::testing::thrownImageError;
+using psdkit::testing::thrownError;
 using psdkit::testing::ByteBuilder;
 using V = std::vector<std::uint8_t>;
 using Compression = ChannelDataCompressionType;
@@ -277,17 +278,17 @@ TEST(PixelBufferTest, ChannelsThatDoNotFitTheirPlaneAreRefusedWithTheirError)
     };
     for (const Case& c : cases) {
         const AnyChannelData* one[] = {&c.channel};
-        EXPECT_EQ(thrownImageError([&] { PixelBuffer<PixelGray8>(c.size, one, false, {}); }), c.expected)
+        EXPECT_EQ(thrownError([&] { PixelBuffer<PixelGray8>(c.size, one, false, {}); }), c.expected)
             << c.what;
     }
 
     const AnyChannelData good = u8(plane4);
     const AnyChannelData* three[] = {&good, &good, &good};
-    EXPECT_EQ(thrownImageError([&] {
+    EXPECT_EQ(thrownError([&] {
                   PixelBuffer<PixelARGB8>({2, 2}, three, false, {});
               }),
               ImageError::channelCountMismatch);
-    EXPECT_EQ(thrownImageError([&] {
+    EXPECT_EQ(thrownError([&] {
                   PixelBuffer<PixelGray8>({2, 2}, three, false, {});
               }),
               ImageError::channelCountMismatch);
@@ -296,12 +297,12 @@ TEST(PixelBufferTest, ChannelsThatDoNotFitTheirPlaneAreRefusedWithTheirError)
 TEST(PixelBufferTest, SplittingRefusesCompressionsAndPredictionsItDoesNotKnow)
 {
     const PixelBuffer<PixelRGBA16> buffer({2, 2});
-    EXPECT_EQ(thrownImageError([&] {
+    EXPECT_EQ(thrownError([&] {
                   (void)buffer.makeChannelData(false, ChannelDataCompressionType{3}, PredictionType::none,
                                                false);
               }),
               ImageError::unsupportedCompression);
-    EXPECT_EQ(thrownImageError(
+    EXPECT_EQ(thrownError(
                   [&] { (void)buffer.makeChannelData(false, Compression::zip, PredictionType{2}, false); }),
               ImageError::unsupportedPrediction);
     // Prediction belongs to ZIP; the other compressions record none.
@@ -334,10 +335,10 @@ TEST(PixelBufferTest, WorkerThreadGivesTheSameChannelsPixelsAndErrors)
     const std::vector<AnyChannelData> rowOnly{rle[0], rle[1], rle[2], rle[3]};
     for (const bool worker : {false, true}) {
         const auto list = pointers(mixed);
-        EXPECT_EQ(thrownImageError([&] { PixelBuffer<PixelARGB8>(size, list, false, {}, worker); }),
+        EXPECT_EQ(thrownError([&] { PixelBuffer<PixelARGB8>(size, list, false, {}, worker); }),
                   ImageError::corruptZip);
         const auto rows = pointers(rowOnly);
-        EXPECT_EQ(thrownImageError([&] { PixelBuffer<PixelARGB8>(size, rows, false, {}, worker); }),
+        EXPECT_EQ(thrownError([&] { PixelBuffer<PixelARGB8>(size, rows, false, {}, worker); }),
                   ImageError::corruptPackBits);
     }
 }
@@ -355,7 +356,7 @@ TEST(PixelBufferTest, BlankBufferIsZeroAndSharedByItsHolders)
     float g;
     std::memcpy(&g, seen->bytes().data() + (1 * 3 + 2) * 16 + 4, 4);
     EXPECT_EQ(g, 0.5f);
-    EXPECT_EQ(thrownImageError([] { PixelBuffer<PixelGray8>({-1, 1}); }), ImageError::invalidSize);
+    EXPECT_EQ(thrownError([] { PixelBuffer<PixelGray8>({-1, 1}); }), ImageError::invalidSize);
 }
 
 TEST(ChannelDataTest, CompressionRawTextsAndErrorDomain)

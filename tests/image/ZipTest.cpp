@@ -6,11 +6,12 @@
 #include <gtest/gtest.h>
 
 #include "image/ImageTestSupport.hpp"
+#include "support/ThrownError.hpp"
 
 namespace psdkit::image::detail {
 namespace {
 using image::testing::mixedBytes;
-using image::testing::thrownImageError;
+using psdkit::testing::thrownError;
 using V = std::vector<std::uint8_t>;
 
 TEST(ZipTest, DeflatedStreamsInflateToTheSameBytesAtEveryLevel)
@@ -58,11 +59,11 @@ TEST(ZipTest, StreamsThatDoNotInflateToExactlyThePlaneAreCorrupt)
     };
     for (const Case& c : cases) {
         V out(c.planeBytes);
-        EXPECT_EQ(thrownImageError([&] { zlibInflate(c.in, out); }), ImageError::corruptZip) << c.what;
+        EXPECT_EQ(thrownError([&] { zlibInflate(c.in, out); }), ImageError::corruptZip) << c.what;
     }
     V empty;
     EXPECT_NO_THROW(zlibInflate(V{}, empty));
-    EXPECT_EQ(thrownImageError([] { (void)zlibDeflate(V{1}, 13); }), ImageError::compressionFailed);
+    EXPECT_EQ(thrownError([] { (void)zlibDeflate(V{1}, 13); }), ImageError::compressionFailed);
 }
 
 TEST(ZipTest, PredictionOfBytesAndSixteenBitValuesIsADeltaOverTheRow)

@@ -89,7 +89,7 @@ TEST(ColorSpaceTest, BrokenProfilesAreRefused)
 
 TEST(ColorSpaceTest, EveryCorpusProfileIsAccepted)
 {
-    const auto directory = testing::corpusDirectory();
+    const auto directory = testing::corpusDir();
     ASSERT_TRUE(std::filesystem::is_directory(directory)) << "corpus missing at " << directory;
     int profiles = 0;
     for (const auto& entry : std::filesystem::directory_iterator(directory)) {
@@ -97,7 +97,7 @@ TEST(ColorSpaceTest, EveryCorpusProfileIsAccepted)
         if (extension != ".psd" && extension != ".psb") {
             continue;
         }
-        const auto profile = testing::firstResource(testing::readWholeFile(entry.path()), 1039);
+        const auto profile = testing::firstResource(testing::readFileBytes(entry.path()), 1039);
         if (!profile) {
             continue;
         }

@@ -11,9 +11,9 @@
 
 namespace psdkit {
 namespace {
-using testing::corpusDirectory;
+using testing::corpusDir;
 using testing::fileWithResources;
-using testing::readWholeFile;
+using testing::readFileBytes;
 using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::string_view kPhotoshopImage = "com.adobe.photoshop-image";
@@ -69,7 +69,7 @@ const std::set<std::string> kFilesWithoutXmp = {
 std::vector<std::filesystem::path> corpusFiles()
 {
     std::vector<std::filesystem::path> files;
-    for (const auto& entry : std::filesystem::directory_iterator(corpusDirectory())) {
+    for (const auto& entry : std::filesystem::directory_iterator(corpusDir())) {
         const auto extension = entry.path().extension();
         if (extension == ".psd" || extension == ".psb") {
             files.push_back(entry.path());
@@ -83,8 +83,8 @@ class ImageMetadataCorpusTest : public ::testing::Test {
   protected:
     void SetUp() override
     {
-        ASSERT_TRUE(std::filesystem::is_directory(corpusDirectory()))
-            << "corpus missing at " << corpusDirectory();
+        ASSERT_TRUE(std::filesystem::is_directory(corpusDir()))
+            << "corpus missing at " << corpusDir();
     }
 };
 
@@ -95,7 +95,7 @@ TEST_F(ImageMetadataCorpusTest, MetadataOfEveryFileWithXmpIsFound)
         const std::string name = path.filename().string();
         seen.insert(name);
         ImageMetadata metadata;
-        ASSERT_NO_THROW(metadata = ImageMetadata::fromFile(readWholeFile(path))) << name;
+        ASSERT_NO_THROW(metadata = ImageMetadata::fromFile(readFileBytes(path))) << name;
         if (kFilesWithXmp.count(name) == 0) {
             EXPECT_EQ(kFilesWithoutXmp.count(name), 1u) << name << " is new to the corpus: list it above";
             EXPECT_TRUE(metadata.empty()) << name;
@@ -114,7 +114,7 @@ TEST_F(ImageMetadataCorpusTest, MetadataOfEveryFileWithXmpIsFound)
 // The XMP packet of a real file with a title added to it, in a file of its own.
 Bytes realPacketWithTitle()
 {
-    const auto packet = testing::firstResource(readWholeFile(corpusDirectory() / "psdtools-32bit.psd"), 1060);
+    const auto packet = testing::firstResource(readFileBytes(corpusDir() / "psdtools-32bit.psd"), 1060);
     EXPECT_TRUE(packet.has_value());
     std::string text(packet->begin(), packet->end());
     const std::string format = "<dc:format>";
@@ -148,7 +148,7 @@ TEST_F(ImageMetadataCorpusTest, TitleSurvivesExportWithTheNewResolution)
 
 TEST_F(ImageMetadataCorpusTest, ExportOfTheSameDocumentGivesTheSameBytes)
 {
-    const Bytes file = readWholeFile(corpusDirectory() / "agpsd-psb.psb");
+    const Bytes file = readFileBytes(corpusDir() / "agpsd-psb.psb");
     auto exportOnce = [&] {
         ImageMetadata metadata = ImageMetadata::fromFile(file);
         metadata.prepareForExport(300.0, kPhotoshopImage);
@@ -168,7 +168,7 @@ TEST_F(ImageMetadataCorpusTest, CutOffFilesNeverThrow)
 {
     // Cut a file with XMP, EXIF and IPTC at many points up to the end of its resources, so that
     // every resource is cut somewhere in its length field or its data.
-    const Bytes file = readWholeFile(corpusDirectory() / "agpsd-psb.psb");
+    const Bytes file = readFileBytes(corpusDir() / "agpsd-psb.psb");
     ASSERT_GT(file.size(), 40000u);
     for (std::size_t length = 0; length < 40000; length += 97) {
         const Bytes prefix(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(length));

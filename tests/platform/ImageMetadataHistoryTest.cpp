@@ -7,12 +7,13 @@
 #include <gtest/gtest.h>
 
 #include "platform/PlatformTestSupport.hpp"
+#include "support/CorpusFiles.hpp"
 
 namespace psdkit {
 namespace {
-using testing::corpusDirectory;
+using testing::corpusDir;
 using testing::fileWithResources;
-using testing::readWholeFile;
+using testing::readFileBytes;
 using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::uint16_t kXmp = 1060;
@@ -84,16 +85,16 @@ TEST(ImageMetadataHistoryTest, PacketsReadInBetweenChangeNeitherKeysNorPacket)
 // right after reading it gives.
 TEST(ImageMetadataHistoryTest, CorpusPacketsDoNotDependOnWhatWasReadBefore)
 {
-    const Bytes xapFile = readWholeFile(corpusDirectory() / "psdtools-clipping-mask.psd");
-    const Bytes xmpFile = readWholeFile(corpusDirectory() / "oiio-psd-Layers_16bit_RGB.psd");
+    const Bytes xapFile = readFileBytes(corpusDir() / "psdtools-clipping-mask.psd");
+    const Bytes xmpFile = readFileBytes(corpusDir() / "oiio-psd-Layers_16bit_RGB.psd");
     ASSERT_NE(packetOf(ImageMetadata::fromFile(xapFile)).find("xmlns:xmp=\"" + kXap), std::string::npos);
-    for (const auto& entry : std::filesystem::directory_iterator(corpusDirectory())) {
+    for (const auto& entry : std::filesystem::directory_iterator(corpusDir())) {
         const auto ext = entry.path().extension();
         if (ext != ".psd" && ext != ".psb") {
             continue;
         }
         SCOPED_TRACE(entry.path().filename().string());
-        const Bytes file = readWholeFile(entry.path());
+        const Bytes file = readFileBytes(entry.path());
         const std::string alone = preparedPacketOf(ImageMetadata::fromFile(file));
         for (const Bytes* other : {&xapFile, &xmpFile}) {
             const ImageMetadata metadata = ImageMetadata::fromFile(file);

@@ -7,13 +7,14 @@
 #include <gtest/gtest.h>
 
 #include "platform/PlatformTestSupport.hpp"
+#include "support/ThrownError.hpp"
 
 namespace psdkit {
 namespace {
 using testing::ByteBuilder;
 using testing::fileWithResources;
 using testing::Resource;
-using testing::thrownPlatformError;
+using testing::thrownError;
 using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::string_view kPhotoshopImage = "com.adobe.photoshop-image";
@@ -115,7 +116,7 @@ TEST(ImageMetadataTest, RefusedExportLeavesTheMetadataUnchanged)
              {-1.0, kPhotoshopImage},
              {500000.0, kPhotoshopImage},
              {300.0, ""}}) {
-        EXPECT_EQ(thrownPlatformError([&] { metadata.prepareForExport(resolution, fileType); }),
+        EXPECT_EQ(thrownError([&] { metadata.prepareForExport(resolution, fileType); }),
                   PlatformErrorCode::metadataPrepare)
             << resolution << " " << fileType;
         EXPECT_EQ(metadata.xmpData(), before);

@@ -1,6 +1,5 @@
 #pragma once
-// Helpers shared by the platform tests: the platform error a call throws, the corpus folder,
-// and minimal PSD/PSB files around a set of image resources.
+// Helpers shared by the platform tests: minimal PSD/PSB files around a set of image resources.
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -11,34 +10,10 @@
 
 #include "psdkit/platform/PlatformError.hpp"
 #include "support/ByteBuilder.hpp"
+#include "support/CorpusFiles.hpp"
+#include "support/PsdFixture.hpp"
 
 namespace psdkit::testing {
-
-/// The platform error `f` throws; absent when it throws nothing or an error of another kind.
-template <typename F> std::optional<PlatformErrorCode> thrownPlatformError(F&& f)
-{
-    try {
-        f();
-    } catch (const PlatformException& e) {
-        if (e.code().category() == platformErrorCategory() &&
-            e.code().value() == static_cast<int>(e.error())) {
-            return e.error();
-        }
-    } catch (...) {
-    }
-    return std::nullopt;
-}
-
-inline std::filesystem::path corpusDirectory()
-{
-    return PSDKIT_CORPUS_DIR;
-}
-
-inline std::vector<std::uint8_t> readWholeFile(const std::filesystem::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
 
 struct Resource {
     std::uint16_t identifier;
@@ -50,18 +25,18 @@ struct Resource {
 /// nothing after them.
 inline std::vector<std::uint8_t> fileWithResources(const std::vector<Resource>& resources, int version = 1)
 {
-    ByteBuilder b;
-    b.ascii("8BPS").u16(static_cast<std::uint64_t>(version)).zeros(6).u16(3).u32(1).u32(1).u16(8).u16(3);
-    b.u32(0); // colour mode data
-    b.begin();
-    for (const Resource& r : resources) {
-        b.ascii("8BIM").u16(r.identifier).pascal(r.name, 2).u32(r.data.size()).raw(r.data);
-        if (r.data.size() % 2 == 1) {
-            b.u8(0);
+    FileSections sections;
+    sections.header = {.version = version, .height = 1, .width = 1};
+    sections.resources = [&](ByteBuilder& b) {
+        b.begin();
+        for (const Resource& r : resources) {
+            appendResource(b, r.identifier, r.data, r.name);
         }
-    }
-    b.end();
-    return b.bytes();
+        b.end();
+    };
+    sections.layersAndMasks = [](ByteBuilder&) {};
+    sections.imageData = [](ByteBuilder&) {};
+    return buildFile(sections);
 }
 
 /// The data of the first image resource `identifier` of a PSD or PSB file, read independently

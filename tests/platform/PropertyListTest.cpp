@@ -6,11 +6,12 @@
 #include <gtest/gtest.h>
 
 #include "platform/PlatformTestSupport.hpp"
+#include "support/ThrownError.hpp"
 
 namespace psdkit {
 namespace {
 using testing::ByteBuilder;
-using testing::thrownPlatformError;
+using testing::thrownError;
 using Bytes = std::vector<std::uint8_t>;
 
 Bytes bytesOf(std::string_view text)
@@ -212,7 +213,7 @@ TEST(PropertyListTest, MalformedOrExplosiveListsAreRefused)
     };
     ASSERT_EQ(parsePropertyList(valid), PropertyValue(PropertyArray{7}));
     for (const auto& [name, bytes] : cases) {
-        EXPECT_EQ(thrownPlatformError([&] { (void)parsePropertyList(bytes); }),
+        EXPECT_EQ(thrownError([&] { (void)parsePropertyList(bytes); }),
                   PlatformErrorCode::propertyListParse)
             << name;
     }
@@ -230,13 +231,13 @@ TEST(PropertyListTest, ValuesWithoutPropertyListFormAreRefusedOnWriting)
         {"date beyond 2^31 seconds", PropertyDate{3e9}},
     };
     for (const auto& [name, value] : cases) {
-        EXPECT_EQ(thrownPlatformError([&] {
+        EXPECT_EQ(thrownError([&] {
                       (void)xmlPropertyList({{"k", value}});
                   }),
                   PlatformErrorCode::propertyListUnsupportedValue)
             << name;
     }
-    EXPECT_EQ(thrownPlatformError([] {
+    EXPECT_EQ(thrownError([] {
                   (void)xmlPropertyList({{std::string("\xFF"), 1}});
               }),
               PlatformErrorCode::propertyListUnsupportedValue);

@@ -63,7 +63,7 @@ TEST_P(RenderBlendModeTest, OpaquePixelOverOpaqueBackdropGivesTheHandWorkedColou
     PSDWrapper document = rendertest::makeDocument(1, 1);
     document.addLayerWrapper(rendertest::solidLayer(document, c.backdrop, {0, 0, 1, 1}));
     auto top = rendertest::solidLayer(document, c.source, {0, 0, 1, 1});
-    top->blendMode = PSDFourCharCode(c.key);
+    top->blendMode = PSDFourCharCode(std::string(c.key));
     document.addLayerWrapper(top);
     const PSDRenderResult result = renderDocument(document);
     EXPECT_EQ(rendertest::pixel8(*result.image, 0, 0), c.expected) << c.key;

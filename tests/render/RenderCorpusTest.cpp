@@ -41,7 +41,7 @@ std::optional<PSDWrapper> readForRendering(const std::string& name)
 bool hasEffects(const PSDWrapper& document)
 {
     for (const auto& layer : document.layers) {
-        if (layer->taggedData.contains("lfx2")) {
+        if (layer->taggedData.contains(PSDFourCharCode("lfx2"))) {
             return true;
         }
     }

@@ -204,7 +204,7 @@ TEST(RenderFillLayerTest, SolidColourFillCoversTheCanvasUnderItsMask)
     const auto [left, right] = renderTwoPixels([](PSDWrapper& d) {
         auto fill = std::make_shared<PSDLayerWrapper>(8);
         fill->setType(PSDLayerType::adjustmentLayer(PSDAdjustmentLayerType::solidColor));
-        fill->taggedData.insertOrAssign("SoCo", solidColorBlock(0.2f, 0.6f, 1.0f));
+        fill->taggedData.insertOrAssign(PSDFourCharCode("SoCo"), solidColorBlock(0.2f, 0.6f, 1.0f));
         rendertest::setMask(*fill, {0, 0, 1, 1}, {0});
         d.addLayerWrapper(fill);
     });
@@ -371,7 +371,7 @@ TEST(RenderEffectsTest, LayersWithEffectsAreReported)
     PSDWrapper document = rendertest::makeDocument(1, 1);
     document.addLayerWrapper(solidLayer(document, grey51, {0, 0, 1, 1}));
     auto withEffects = solidLayer(document, white, {0, 0, 1, 1});
-    withEffects->taggedData.insertOrAssign("lfx2", std::vector<std::uint8_t>{0, 0, 0, 0});
+    withEffects->taggedData.insertOrAssign(PSDFourCharCode("lfx2"), std::vector<std::uint8_t>{0, 0, 0, 0});
     document.addLayerWrapper(withEffects);
     const PSDRenderResult result = renderDocument(document);
     EXPECT_EQ(result.layersWithEffectsNotDrawn, (std::vector<std::size_t>{1}));

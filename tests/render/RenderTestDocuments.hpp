@@ -80,7 +80,7 @@ inline std::shared_ptr<PSDLayerWrapper> closeGroup(PSDWrapper& document, const c
 {
     auto group = std::make_shared<PSDLayerWrapper>(document.bitDepth);
     group->setType(PSDLayerType::group());
-    group->blendMode = PSDFourCharCode(blendKey);
+    group->blendMode = PSDFourCharCode(std::string(blendKey));
     document.addLayerWrapper(group);
     return group;
 }

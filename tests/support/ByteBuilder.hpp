@@ -3,7 +3,6 @@
 // they encode rather than as walls of hex.
 #include <cstdint>
 #include <initializer_list>
-#include <system_error>
 #include <string_view>
 #include <vector>
 
@@ -94,17 +93,5 @@ private:
     std::vector<std::uint8_t> bytes_;
     std::vector<Mark> marks_;
 };
-
-/// Runs `f` and returns the PSDError case it threw; fails the test when it throws nothing.
-template <typename F>
-int thrownCode(F&& f)
-{
-    try {
-        f();
-    } catch (const std::system_error& e) {
-        return e.code().value();
-    }
-    return -1;
-}
 
 } // namespace psdkit::testing

@@ -60,7 +60,7 @@ bool blockMattersToUser(const PSDFourCharCode& key)
     static constexpr std::array<const char*, 9> kShown = {"lrFX", "lfx2", "lmfx", "vmsk", "vsms",
                                                           "vscg", "vstk", "vogk", "brst"};
     for (const char* shown : kShown) {
-        if (key == PSDFourCharCode(shown)) {
+        if (key == PSDFourCharCode(std::string(shown))) {
             return true;
         }
     }

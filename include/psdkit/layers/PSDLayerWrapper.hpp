@@ -79,7 +79,7 @@ public:
     std::map<std::int64_t, image::AnyChannelData> channelDataPreparedForExport;
 
     /// Blend-mode key of the record ("norm", "mul ", "pass" for a group that passes through, …).
-    PSDFourCharCode blendMode = "norm";
+    PSDFourCharCode blendMode{"norm"};
     /// Opacity of the whole layer, 0.0 to 1.0.
     double opacity = 1.0;
     /// Opacity of the layer's fill (its pixels, not its effects), 0.0 to 1.0.

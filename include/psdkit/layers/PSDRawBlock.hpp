@@ -11,9 +11,9 @@ namespace psdkit {
 /// key, the width of its length field and its body without padding.
 struct PSDKIT_EXPORT PSDRawBlock {
     /// "8BIM" or "8B64", as read.
-    PSDFourCharCode signature = "8BIM";
+    PSDFourCharCode signature{"8BIM"};
     /// The block's key, e.g. "TySh", "shmd", "Txt2".
-    PSDFourCharCode key = "    ";
+    PSDFourCharCode key{"    "};
     /// The length field was 8 bytes wide (only in PSB files, for the keys that use it there).
     bool longLength = false;
     /// The block's body as it was stored, padding excluded.

@@ -6,7 +6,7 @@
 namespace psdkit {
 namespace {
 
-const std::array<PSDFourCharCode, 4> edgeKeys = {"Top ", "Left", "Btom", "Rght"};
+const std::array<PSDFourCharLiteral, 4> edgeKeys = {"Top ", "Left", "Btom", "Rght"};
 
 const UnifiedStringValue& rectClass()
 {
@@ -48,7 +48,7 @@ std::shared_ptr<PSDDescriptor> psdDescriptor(const PSDMacRect& rect)
     auto descriptor = std::make_shared<PSDDescriptor>(rectClass());
     const std::array<std::int64_t, 4> edges = {rect.top, rect.left, rect.bottom, rect.right};
     for (std::size_t i = 0; i < edges.size(); ++i) {
-        descriptor->set(edgeKeys[i], static_cast<double>(edges[i]));
+        descriptor->set(PSDFourCharCode(edgeKeys[i]), static_cast<double>(edges[i]));
     }
     return descriptor;
 }

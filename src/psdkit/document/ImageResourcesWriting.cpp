@@ -1,6 +1,7 @@
 // The image resources a document writes: generated from its fields first, then every kept block.
 #include <algorithm>
 
+#include "psdkit/core/ImageResourceID.hpp"
 #include "psdkit/core/PSDWriter.hpp"
 #include "psdkit/document/PSDDocumentWriter.hpp"
 #include "psdkit/platform/PlatformError.hpp"
@@ -12,7 +13,7 @@ namespace {
 template <typename Body>
 void writeResource(PSDWriter& writer, std::int64_t identifier, std::string_view name, Body&& body)
 {
-    writer.appendFourCharCode("8BIM");
+    writer.appendFourCharCode(PSDFourCharCode("8BIM"));
     writer.appendInt16(identifier);
     writer.appendPascalString(name, 2);
     writer.writePSDDataBlock(false, 2, false, std::forward<Body>(body));
@@ -28,7 +29,7 @@ std::string softwareNameAndVersion()
 
 void writeImageResourceBlocks(PSDWriter& writer, PSDWrapper& doc, bool hasComposite, bool compositeTransparency)
 {
-    writeResource(writer, 1005, "", [&](PSDWriter& w) {
+    writeResource(writer, ImageResourceID::resolutionInfo, "", [&](PSDWriter& w) {
         w.appendFixed32(doc.hRes);
         w.appendInt16(doc.hResUnit);
         w.appendInt16(doc.widthUnit);
@@ -51,13 +52,13 @@ void writeImageResourceBlocks(PSDWriter& writer, PSDWrapper& doc, bool hasCompos
             doc.targetLayerIndex = static_cast<std::int64_t>(i);
         }
     }
-    writeResource(writer, 1024, "", [&](PSDWriter& w) { w.appendInt16(doc.targetLayerIndex); });
-    writeResource(writer, 1037, "", [&](PSDWriter& w) { w.appendInt32(doc.globalLightAngle); });
+    writeResource(writer, ImageResourceID::layerStateInfo, "", [&](PSDWriter& w) { w.appendInt16(doc.targetLayerIndex); });
+    writeResource(writer, ImageResourceID::globalLightAngle, "", [&](PSDWriter& w) { w.appendInt32(doc.globalLightAngle); });
     if (const auto profile = doc.colorSpace.iccData()) {
-        writeResource(writer, 1039, "", [&](PSDWriter& w) { w.appendData(*profile); });
+        writeResource(writer, ImageResourceID::iccProfile, "", [&](PSDWriter& w) { w.appendData(*profile); });
     }
     if (!doc.enableLayerEffects) {
-        writeResource(writer, 1042, "", [&](PSDWriter& w) { w.appendUInt8(0); });
+        writeResource(writer, ImageResourceID::layerEffectsVisible, "", [&](PSDWriter& w) { w.appendUInt8(0); });
     }
     writeResource(writer, 1044, "", [&](PSDWriter& w) { w.appendInt32(doc.minimumNewLayerID); });
     writeResource(writer, 1045, "", [&](PSDWriter& w) {
@@ -70,9 +71,9 @@ void writeImageResourceBlocks(PSDWriter& writer, PSDWrapper& doc, bool hasCompos
             }
         }
     });
-    writeResource(writer, 1049, "", [&](PSDWriter& w) { w.appendInt32(doc.globalLightAltitude); });
+    writeResource(writer, ImageResourceID::globalLightAltitude, "", [&](PSDWriter& w) { w.appendInt32(doc.globalLightAltitude); });
     const std::string software = softwareNameAndVersion();
-    writeResource(writer, 1057, "", [&](PSDWriter& w) {
+    writeResource(writer, ImageResourceID::versionInfo, "", [&](PSDWriter& w) {
         w.appendUInt32(1);
         w.appendUInt8(hasComposite ? 1 : 0);
         w.appendUnicodeString(software, false, 0);
@@ -92,9 +93,9 @@ void writeImageResourceBlocks(PSDWriter& writer, PSDWrapper& doc, bool hasCompos
     if (!xmp) {
         throw PSDException(PSDError::writeUnableToCreateMetaData);
     }
-    writeResource(writer, 1060, "", [&](PSDWriter& w) { w.appendData(*xmp); });
+    writeResource(writer, ImageResourceID::xmp, "", [&](PSDWriter& w) { w.appendData(*xmp); });
     if (!doc.selectedLayerIDs.empty()) {
-        writeResource(writer, 1069, "", [&](PSDWriter& w) {
+        writeResource(writer, ImageResourceID::layerSelectionIds, "", [&](PSDWriter& w) {
             w.appendUInt16(static_cast<std::int64_t>(doc.selectedLayerIDs.size()));
             for (const std::int64_t id : doc.selectedLayerIDs) {
                 w.appendInt32(id);

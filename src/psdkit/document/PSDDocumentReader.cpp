@@ -1,3 +1,4 @@
+#include "psdkit/core/ImageResourceID.hpp"
 #include "psdkit/document/PSDDocumentReader.hpp"
 
 #include <algorithm>
@@ -27,8 +28,11 @@ std::int64_t sectionEnd(std::int64_t base, std::int64_t length)
 
 bool isDroppedResource(std::int64_t id)
 {
-    static constexpr std::array<std::int64_t, 14> kDropped = {1000, 1003, 1007, 1020, 1023, 1027, 1028,
-                                                              1033, 1036, 1038, 1057, 1058, 1059, 1060};
+    using ID = ImageResourceID;
+    static constexpr std::array<std::int64_t, 14> kDropped = {
+        ID::obsoleteChannelInfo, ID::obsolete1003, ID::obsoleteDisplayInfo, ID::obsolete1020, ID::obsolete1023,
+        ID::obsolete1027,        ID::iptcNaa,      ID::thumbnailOld,        ID::thumbnail,    ID::obsolete1038,
+        ID::versionInfo,         ID::exif,         ID::exif3,               ID::xmp};
     return std::find(kDropped.begin(), kDropped.end(), id) != kDropped.end();
 }
 
@@ -137,7 +141,7 @@ void PSDDocumentReader::readImageResource()
     const std::int64_t dataStart = scanner_.offset();
     auto& doc = document_;
     switch (id) {
-    case 1005:
+    case ImageResourceID::resolutionInfo:
         doc.hRes = scanner_.scanFixed32();
         doc.hResUnit = scanner_.scanInt16();
         doc.widthUnit = scanner_.scanInt16();
@@ -145,16 +149,16 @@ void PSDDocumentReader::readImageResource()
         doc.vResUnit = scanner_.scanInt16();
         doc.heightUnit = scanner_.scanInt16();
         break;
-    case 1006:
+    case ImageResourceID::alphaChannelNames:
         doc.alphaChannelsPascalNames = readNames(dataStart + size, &PSDScanner::scanPascalString);
         break;
-    case 1024:
+    case ImageResourceID::layerStateInfo:
         doc.targetLayerIndex = scanner_.scanInt16();
         break;
-    case 1037:
+    case ImageResourceID::globalLightAngle:
         doc.globalLightAngle = scanner_.scanInt32();
         break;
-    case 1039: {
+    case ImageResourceID::iccProfile: {
         const auto profile = scanner_.scanData(size);
         if (profile.empty()) {
             throw PSDException(PSDError::readCorruptFile);
@@ -166,19 +170,19 @@ void PSDDocumentReader::readImageResource()
         doc.colorSpace = std::move(*space);
         break;
     }
-    case 1042:
+    case ImageResourceID::layerEffectsVisible:
         doc.enableLayerEffects = scanner_.scanUInt8() != 0;
         break;
-    case 1044:
+    case ImageResourceID::layerIdSeed:
         doc.minimumNewLayerID = scanner_.scanInt32();
         break;
-    case 1045:
+    case ImageResourceID::unicodeAlphaNames:
         doc.alphaChannelsUnicodeNames = readNames(dataStart + size, &PSDScanner::scanUnicodeString);
         break;
-    case 1049:
+    case ImageResourceID::globalLightAltitude:
         doc.globalLightAltitude = scanner_.scanInt32();
         break;
-    case 1069: {
+    case ImageResourceID::layerSelectionIds: {
         const std::int64_t count = scanner_.scanUInt16();
         for (std::int64_t i = 0; i < count; ++i) {
             doc.selectedLayerIDs.push_back(scanner_.scanInt32());

@@ -96,7 +96,7 @@ void PSDDocumentWriter::write()
 void PSDDocumentWriter::writeHeader()
 {
     const auto& doc = document_;
-    writer_.appendFourCharCode("8BPS");
+    writer_.appendFourCharCode(PSDFourCharCode("8BPS"));
     writer_.appendInt16(doc.bigFile ? 2 : 1);
     writer_.appendPadding(6);
     const auto alphaCount = static_cast<std::int64_t>(doc.alphaChannels ? doc.alphaChannels->size() : 0);
@@ -254,7 +254,7 @@ void PSDDocumentWriter::writeLayerAndMaskInformation()
                              [&](PSDWriter& lw) { writeLayerInformationBody(lw); });
         }
         if (doc.patternData && !keptPatternBlocksHoldPatternData()) {
-            writeRawTaggedBlock(w, level, big, "Patt", *doc.patternData);
+            writeRawTaggedBlock(w, level, big, PSDFourCharCode("Patt"), *doc.patternData);
         }
         if (!doc.propertiesDictionary.empty()) {
             const auto host = HostApplication::current().bundleIdentifier;
@@ -263,7 +263,7 @@ void PSDDocumentWriter::writeLayerAndMaskInformation()
             }
             const auto list =
                 xmlPropertyList(PropertyDictionary{{*host, PropertyValue(doc.propertiesDictionary)}});
-            writeRawTaggedBlock(w, level, big, "plst", list);
+            writeRawTaggedBlock(w, level, big, PSDFourCharCode("plst"), list);
         }
         writeKeptDocumentBlocks(w);
     });

@@ -14,7 +14,7 @@ constexpr std::array<const char*, 4> kLinkedFileKeys = {"lnk2", "lnk3", "lnkD", 
 bool isLinkedFileKey(const PSDFourCharCode& key)
 {
     for (const char* candidate : kLinkedFileKeys) {
-        if (key == PSDFourCharCode(candidate)) {
+        if (key == PSDFourCharCode(std::string(candidate))) {
             return true;
         }
     }

@@ -23,7 +23,7 @@ namespace {
 // layer's "PSD Blend Mode" property.
 bool lacksHighDepthForm(const PSDFourCharCode& mode)
 {
-    static const PSDFourCharCode kModes[] = {"idiv", "lbrn", "scrn", "div ", "over", "sLit",
+    static const PSDFourCharLiteral kModes[] = {"idiv", "lbrn", "scrn", "div ", "over", "sLit",
                                              "hLit", "vLit", "lLit", "pLit", "hMix", "smud"};
     for (const auto& m : kModes) {
         if (m == mode) {
@@ -132,12 +132,12 @@ void PSDLayerWrapper::writeLayerRecord(PSDWriter& writer, bool bigFile, bool cha
         }
     }
 
-    writer.appendFourCharCode("8BIM");
+    writer.appendFourCharCode(PSDFourCharCode("8BIM"));
     if (blendMode == PSDFourCharCode("pass")) {
-        writer.appendFourCharCode("norm");
+        writer.appendFourCharCode(PSDFourCharCode("norm"));
     } else if (bitDepth == 32 && lacksHighDepthForm(blendMode)) {
         setProperty("PSD Blend Mode", PropertyValue(blendMode));
-        writer.appendFourCharCode("norm");
+        writer.appendFourCharCode(PSDFourCharCode("norm"));
     } else {
         writer.appendFourCharCode(blendMode);
     }
@@ -215,32 +215,32 @@ void PSDLayerWrapper::writeTaggedBlocks(PSDWriter& writer, bool bigFile) const
 {
     constexpr auto level = TaggedBlockLevel::layer;
     if (fillOpacity < 1.0) {
-        writeTaggedBlock(writer, level, bigFile, "iOpa", [&](PSDWriter& w) {
+        writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("iOpa"), [&](PSDWriter& w) {
             w.appendUInt8(fractionByte(fillOpacity));
             w.appendPadding(3);
         });
     }
-    writeTaggedBlock(writer, level, bigFile, "luni",
+    writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("luni"),
                      [&](PSDWriter& w) { w.appendUnicodeString(name, false, 4); });
-    writeTaggedBlock(writer, level, bigFile, "lyid", [&](PSDWriter& w) { w.appendInt32(layerID); });
-    writeTaggedBlock(writer, level, bigFile, "lclr", [&](PSDWriter& w) {
+    writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lyid"), [&](PSDWriter& w) { w.appendInt32(layerID); });
+    writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lclr"), [&](PSDWriter& w) {
         w.appendInt16(colorLabel);
         w.appendPadding(6);
     });
-    writeTaggedBlock(writer, level, bigFile, "lspf", [&](PSDWriter& w) { w.appendUInt32(lockFlags); });
+    writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lspf"), [&](PSDWriter& w) { w.appendUInt32(lockFlags); });
     // Artboards open a group too: without their divider setting, the divider that closes them
     // would be left unbalanced for every reader. Read back, "lsct" makes the record a group and
     // the kept "artb" block makes it an artboard again.
     const auto kind = type_.kind();
     if (kind == PSDLayerType::Kind::group || kind == PSDLayerType::Kind::sectionDivider ||
         kind == PSDLayerType::Kind::artboard) {
-        writeTaggedBlock(writer, level, bigFile, "lsct", [&](PSDWriter& w) {
+        writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lsct"), [&](PSDWriter& w) {
             if (type_.kind() == PSDLayerType::Kind::sectionDivider) {
                 w.appendInt32(3);
                 return;
             }
             w.appendInt32(expanded ? 1 : 2);
-            w.appendFourCharCode("8BIM");
+            w.appendFourCharCode(PSDFourCharCode("8BIM"));
             w.appendFourCharCode(blendMode);
             w.appendInt32(subtype.kind() == PSDLayerType::Kind::sceneGroup ? 1 : 0);
         });

@@ -12,7 +12,7 @@ namespace {
 bool hasAnyBlock(const PSDLayerWrapper& layer, std::initializer_list<const char*> keys)
 {
     for (const char* key : keys) {
-        if (findLayerBlock(layer, PSDFourCharCode(key))) {
+        if (findLayerBlock(layer, PSDFourCharCode(std::string(key)))) {
             return true;
         }
     }
@@ -136,7 +136,7 @@ PSDLayerContentKind layerContentKind(const PSDLayerWrapper& layer)
 
 std::optional<std::string> layerText(const PSDLayerWrapper& layer)
 {
-    const auto block = findLayerBlock(layer, "TySh");
+    const auto block = findLayerBlock(layer, PSDFourCharCode("TySh"));
     if (!block) {
         return std::nullopt;
     }
@@ -165,7 +165,7 @@ std::optional<std::string> layerText(const PSDLayerWrapper& layer)
 std::optional<std::string> smartObjectIdentifier(const PSDLayerWrapper& layer)
 {
     for (const char* key : {"SoLd", "SoLE"}) {
-        if (const auto block = findLayerBlock(layer, PSDFourCharCode(key))) {
+        if (const auto block = findLayerBlock(layer, PSDFourCharCode(std::string(key)))) {
             const auto descriptor = placedDescriptor(*block);
             if (const std::string* id =
                     descriptor ? descriptor->valueAs<std::string>(PSDFourCharCode("Idnt")) : nullptr) {
@@ -173,7 +173,7 @@ std::optional<std::string> smartObjectIdentifier(const PSDLayerWrapper& layer)
             }
         }
     }
-    if (const auto block = findLayerBlock(layer, "PlLd")) {
+    if (const auto block = findLayerBlock(layer, PSDFourCharCode("PlLd"))) {
         // Type "plcL", version, then the unique ID as a Pascal string.
         PSDScanner scanner(*block);
         try {

@@ -5,7 +5,7 @@
 namespace psdkit {
 namespace {
 struct AdjustmentEntry {
-    PSDFourCharCode key;
+    PSDFourCharLiteral key;
     const char* name;
 };
 const std::array<AdjustmentEntry, 19>& adjustmentTable()

@@ -9,6 +9,8 @@
 // every use of a tree the bindings that tree was read with are registered again.
 #include "psdkit/platform/ImageMetadata.hpp"
 
+#include "psdkit/core/ImageResourceID.hpp"
+
 #include <exiv2/exiv2.hpp>
 
 #include <cmath>
@@ -33,9 +35,9 @@ namespace {
 
 // ---- locating the metadata resources ----------------------------------------------------------
 
-constexpr std::uint16_t kIptcResource = 1028;
-constexpr std::uint16_t kExifResource = 1058;
-constexpr std::uint16_t kXmpResource = 1060;
+constexpr std::uint16_t kIptcResource = ImageResourceID::iptcNaa;
+constexpr std::uint16_t kExifResource = ImageResourceID::exif;
+constexpr std::uint16_t kXmpResource = ImageResourceID::xmp;
 
 struct MetadataResources {
     std::span<const std::uint8_t> xmp;

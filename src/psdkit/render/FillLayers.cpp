@@ -178,10 +178,10 @@ class GradientFill final : public Fill {
 
 double unitValue(const PSDDescriptor& d, const char* key, double fallback)
 {
-    if (const auto* v = d.valueAs<PSDUnitFloat>(PSDFourCharCode(key))) {
+    if (const auto* v = d.valueAs<PSDUnitFloat>(PSDFourCharCode(std::string(key)))) {
         return v->value;
     }
-    if (const auto* v = d.valueAs<double>(PSDFourCharCode(key))) {
+    if (const auto* v = d.valueAs<double>(PSDFourCharCode(std::string(key)))) {
         return *v;
     }
     return fallback;

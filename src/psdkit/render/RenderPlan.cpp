@@ -249,7 +249,7 @@ class PlanBuilder {
             if (!prepareContent(layer, node)) {
                 return std::nullopt;
             }
-            if (!findLayerBlock(layer, "lfx2").empty() || !findLayerBlock(layer, "lrFX").empty()) {
+            if (!findLayerBlock(layer, PSDFourCharCode("lfx2")).empty() || !findLayerBlock(layer, PSDFourCharCode("lrFX")).empty()) {
                 result_.layersWithEffectsNotDrawn.push_back(entry.index);
             }
         }
@@ -271,7 +271,7 @@ class PlanBuilder {
                                 type == PSDAdjustmentLayerType::gradientFill ||
                                 type == PSDAdjustmentLayerType::patternFill;
             const bool hasPath =
-                !findLayerBlock(layer, "vmsk").empty() || !findLayerBlock(layer, "vsms").empty();
+                !findLayerBlock(layer, PSDFourCharCode("vmsk")).empty() || !findLayerBlock(layer, PSDFourCharCode("vsms")).empty();
             if (isFill && !hasPath && preparePixels(layer, node)) {
                 return true;
             }

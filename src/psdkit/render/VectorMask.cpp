@@ -153,9 +153,9 @@ std::vector<float> rasterizePolygons(const std::vector<Polygon>& polygons, const
 std::shared_ptr<const CoverageMask> makeVectorMask(const PSDLayerWrapper& layer, const PSDWrapper& document,
                                                    const PSDMacRect& region)
 {
-    std::span<const std::uint8_t> body = findLayerBlock(layer, "vmsk");
+    std::span<const std::uint8_t> body = findLayerBlock(layer, PSDFourCharCode("vmsk"));
     if (body.empty()) {
-        body = findLayerBlock(layer, "vsms");
+        body = findLayerBlock(layer, PSDFourCharCode("vsms"));
     }
     // Version (3), flags (bit 0 inverted, bit 1 not linked, bit 2 disabled), then path records.
     if (body.size() < 8) {

@@ -1,5 +1,5 @@
-// The descriptor reader traces every item it reads; keep the test output readable by silencing
-// the diagnostics sink for the whole program. Tests that check trace lines install their own sink.
+// The library traces every block it reads; keep the test output readable by silencing the
+// diagnostics sink for every test program. Tests that check trace lines install their own sink.
 #include <gtest/gtest.h>
 
 #include "psdkit/platform/support/Diagnostics.hpp"
