@@ -8,7 +8,7 @@ if ! command -v "$formatter" >/dev/null; then
   echo "check-format: $formatter not found" >&2
   exit 2
 fi
-mapfile -t files < <(git ls-files -- src tools tests fuzz bench examples | grep -E '\.(cpp|hpp|h|cc)$')
+mapfile -t files < <(git ls-files -- include src tools tests fuzz bench examples python | grep -E '\.(cpp|hpp|h|cc)$')
 unformatted=()
 for file in "${files[@]}"; do
   if ! "$formatter" --dry-run --Werror --style=file "$file" >/dev/null 2>&1; then

@@ -238,7 +238,8 @@ TEST(ThreadedReading, WithSeveralFailingLayersTheFirstLayersErrorIsReported)
     // whatever thread finishes first, the error is layer 1's.
     const V file = fileWithLayers(
         {{kRaw, kRaw, kRaw}, {kRaw, kCorruptPackBits, kRaw}, {kRaw, kRaw}, {kShortRaw, kRaw, kRaw}});
-    const std::error_code sequential = thrownError([&] { PSDWrapper d(file, options(PSDImageDecoding::eager, 1)); });
+    const std::error_code sequential =
+        thrownError([&] { PSDWrapper d(file, options(PSDImageDecoding::eager, 1)); });
     EXPECT_EQ(sequential, thrownError([&] {
                   PSDWrapper d(fileWithLayers({{kRaw, kCorruptPackBits, kRaw}}),
                                options(PSDImageDecoding::eager, 1));

@@ -15,7 +15,8 @@ using V = std::vector<std::uint8_t>;
 
 TEST(ScannerTest, EmptySourceRefusesEveryNonEmptyRead)
 {
-    for (const std::span<const std::uint8_t> source : {std::span<const std::uint8_t>{}, std::span<const std::uint8_t>(V{})}) {
+    for (const std::span<const std::uint8_t> source :
+         {std::span<const std::uint8_t>{}, std::span<const std::uint8_t>(V{})}) {
         PSDScanner s(source);
         EXPECT_EQ(s.length(), 0);
         EXPECT_EQ(thrownError([&] { (void)s.scanUInt8(); }), PSDError::readUnexpectedEndOfFile);
@@ -28,7 +29,8 @@ TEST(ScannerTest, EmptySourceRefusesEveryNonEmptyRead)
 
 TEST(ScannerTest, IntegersAreBigEndianWithTheirSignedness)
 {
-    const V bytes = ByteBuilder().raw({0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x80, 0, 0, 0, 0, 0, 0, 1}).bytes();
+    const V bytes =
+        ByteBuilder().raw({0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x80, 0, 0, 0, 0, 0, 0, 1}).bytes();
     PSDScanner s(bytes);
     EXPECT_EQ(s.scanInt16(), -1);
     s.seek(0);
@@ -45,7 +47,8 @@ TEST(ScannerTest, IntegersAreBigEndianWithTheirSignedness)
 
 TEST(ScannerTest, FixedPointDividesTheFractionBy65535)
 {
-    const V bytes = ByteBuilder().raw({0x00, 0x01, 0x80, 0x00, 0xFF, 0xFE, 0x80, 0x00, 0x00, 0x47, 0xFF, 0xFF}).bytes();
+    const V bytes =
+        ByteBuilder().raw({0x00, 0x01, 0x80, 0x00, 0xFF, 0xFE, 0x80, 0x00, 0x00, 0x47, 0xFF, 0xFF}).bytes();
     PSDScanner s(bytes);
     EXPECT_DOUBLE_EQ(s.scanFixed32(), 1.0 + 32768.0 / 65535.0);
     EXPECT_DOUBLE_EQ(s.scanFixed32(), -2.0 + 32768.0 / 65535.0);
@@ -54,7 +57,8 @@ TEST(ScannerTest, FixedPointDividesTheFractionBy65535)
 
 TEST(ScannerTest, FloatsAreBigEndianIeee)
 {
-    const V bytes = ByteBuilder().raw({0x3F, 0x80, 0, 0, 0x40, 0x09, 0x21, 0xFB, 0x54, 0x44, 0x2D, 0x18}).bytes();
+    const V bytes =
+        ByteBuilder().raw({0x3F, 0x80, 0, 0, 0x40, 0x09, 0x21, 0xFB, 0x54, 0x44, 0x2D, 0x18}).bytes();
     PSDScanner s(bytes);
     EXPECT_EQ(s.scanFloat32(), 1.0);
     EXPECT_DOUBLE_EQ(s.scanFloat64(), 3.141592653589793);
@@ -76,9 +80,16 @@ TEST(ScannerTest, StringsDecodeMacRomanAndUtf16KeepingTerminators)
 {
     // "Caf" + 0x8E (é in Mac OS Roman); "A" + U+1F600 + U+0000; counted "x" + 0xDB (€).
     const V bytes = ByteBuilder()
-                        .u8(4).ascii("Caf").u8(0x8E)
-                        .i32(4).u16('A').raw({0xD8, 0x3D, 0xDE, 0x00}).u16(0)
-                        .i32(2).ascii("x").u8(0xDB)
+                        .u8(4)
+                        .ascii("Caf")
+                        .u8(0x8E)
+                        .i32(4)
+                        .u16('A')
+                        .raw({0xD8, 0x3D, 0xDE, 0x00})
+                        .u16(0)
+                        .i32(2)
+                        .ascii("x")
+                        .u8(0xDB)
                         .bytes();
     PSDScanner s(bytes);
     EXPECT_EQ(s.scanPascalString(), "Caf\xC3\xA9");
@@ -159,7 +170,8 @@ TEST(FourCharCodeTest, TextFormAndCanonicalEquality)
 {
     EXPECT_EQ(PSDFourCharCode("norm").debugDescription(), "'norm'");
     EXPECT_EQ(PSDFourCharCode(std::string("caf\xC3\xA9")), PSDFourCharCode(std::string("cafe\xCC\x81")));
-    EXPECT_EQ(PSDFourCharCode(std::string("caf\xC3\xA9")).hash(), PSDFourCharCode(std::string("cafe\xCC\x81")).hash());
+    EXPECT_EQ(PSDFourCharCode(std::string("caf\xC3\xA9")).hash(),
+              PSDFourCharCode(std::string("cafe\xCC\x81")).hash());
     EXPECT_EQ(thrownError([] { (void)PSDFourCharCode(std::string("abc")); }), PSDError::readParameterError);
     EXPECT_NO_THROW((void)PSDFourCharCode(std::string("ab\r\nc")));
 }

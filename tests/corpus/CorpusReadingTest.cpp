@@ -35,11 +35,20 @@ bool readBySecondAttempt(const std::string& name)
 // Files whose nested groups open with "lsdk" records: the facts were taken when "lsdk" was still
 // skipped, so they call those records regular; they now read as groups and dividers, which the
 // round-trip and interop tests check against the independent readers.
-bool opensNestedGroups(const std::string& name) { return name == "agpsd-nested.psd"; }
+bool opensNestedGroups(const std::string& name)
+{
+    return name == "agpsd-nested.psd";
+}
 
-std::int64_t byteOf(double fraction) { return static_cast<std::int64_t>(fraction * 255.0 + 0.5); }
+std::int64_t byteOf(double fraction)
+{
+    return static_cast<std::int64_t>(fraction * 255.0 + 0.5);
+}
 
-json rectJson(const PSDMacRect& r) { return json::array({r.top, r.left, r.bottom, r.right}); }
+json rectJson(const PSDMacRect& r)
+{
+    return json::array({r.top, r.left, r.bottom, r.right});
+}
 
 // The decoded samples of one channel as big-endian bytes, row-major.
 std::vector<std::uint8_t> decodedPlane(const image::AnyChannelData& channel, image::IntegralSize size)
@@ -57,8 +66,8 @@ std::vector<std::uint8_t> decodedPlane(const image::AnyChannelData& channel, ima
         gray = std::make_shared<image::PixelBuffer<image::PixelGray32>>(size, std::span(&one, 1), false, "");
         break;
     }
-    const auto planes =
-        gray->makeChannelData(false, image::ChannelDataCompressionType::none, image::PredictionType::none, false);
+    const auto planes = gray->makeChannelData(false, image::ChannelDataCompressionType::none,
+                                              image::PredictionType::none, false);
     return planes.at(0).compressedData;
 }
 
@@ -140,7 +149,8 @@ TEST_P(CorpusReadingTest, ReadsAsOurRulesSay)
         EXPECT_EQ(layer.clipping, f["clipping"]);
         EXPECT_EQ(layer.lockFlags, f["lockFlags"]);
         EXPECT_EQ(layer.visible, f["visible"]);
-        EXPECT_EQ(layer.pixelDataIrrelevantToAppearanceOfDocument, f["pixelDataIrrelevantToAppearanceOfDocument"]);
+        EXPECT_EQ(layer.pixelDataIrrelevantToAppearanceOfDocument,
+                  f["pixelDataIrrelevantToAppearanceOfDocument"]);
         EXPECT_EQ(layer.hasLayerMask, f["hasLayerMask"]);
         EXPECT_EQ(rectJson(layer.maskRect), f["maskRect"]);
         EXPECT_EQ(byteOf(layer.maskDefaultColor), f["maskDefaultColor"]);
@@ -224,7 +234,8 @@ TEST_P(CorpusReadingTest, DecodesTheSamplesAnIndependentReaderDecodes)
                                                         : layer.contentsRect.size();
             for (const auto& channel : layer.channelInfo) {
                 if (std::get<std::int64_t>(channel.properties.at(PSDLayerWrapper::channelIDKey)) == id) {
-                    EXPECT_EQ(sha256Hex(decodedPlane(channel, size)), expected["sha256"].get<std::string>()) << "channel " << id;
+                    EXPECT_EQ(sha256Hex(decodedPlane(channel, size)), expected["sha256"].get<std::string>())
+                        << "channel " << id;
                     break;
                 }
             }
@@ -262,8 +273,7 @@ TEST_P(CorpusReadingTest, DecodesTheSamplesAnIndependentReaderDecodes)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Corpus, CorpusReadingTest, ::testing::ValuesIn(corpusFileNames()),
-                         CorpusTestName());
+INSTANTIATE_TEST_SUITE_P(Corpus, CorpusReadingTest, ::testing::ValuesIn(corpusFileNames()), CorpusTestName());
 
 } // namespace
 } // namespace psdkit

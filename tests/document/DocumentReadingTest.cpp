@@ -28,21 +28,20 @@ TEST(DocumentHeaderTest, RefusesWhatItCannotRead)
         std::error_code expected;
     };
     const Case cases[] = {
-        {{.version = 3}, PSDError::readUnknownFileVersion},
-        {{.mode = 1}, PSDError::readUnsupportedColorMode},
-        {{.mode = 4}, PSDError::readUnsupportedColorMode},
-        {{.mode = 5}, PSDError::readCorruptFile},
-        {{.mode = -1}, PSDError::readCorruptFile},
-        {{.depth = 7}, PSDError::readCorruptFile},
+        {{.version = 3}, PSDError::readUnknownFileVersion}, {{.mode = 1}, PSDError::readUnsupportedColorMode},
+        {{.mode = 4}, PSDError::readUnsupportedColorMode},  {{.mode = 5}, PSDError::readCorruptFile},
+        {{.mode = -1}, PSDError::readCorruptFile},          {{.depth = 7}, PSDError::readCorruptFile},
         {{.depth = 1}, PSDError::readCorruptFile},
     };
     for (const auto& c : cases) {
         FileSections s;
         s.header = c.header;
         const V file = buildFile(s);
-        EXPECT_EQ(thrownError([&] { PSDWrapper doc(file); }), c.expected) << c.header.version << " " << c.header.mode;
+        EXPECT_EQ(thrownError([&] { PSDWrapper doc(file); }), c.expected)
+            << c.header.version << " " << c.header.mode;
     }
-    EXPECT_EQ(thrownError([] { PSDWrapper doc(std::span<const std::uint8_t>{}); }), PSDError::readUnexpectedEndOfFile);
+    EXPECT_EQ(thrownError([] { PSDWrapper doc(std::span<const std::uint8_t>{}); }),
+              PSDError::readUnexpectedEndOfFile);
     const V notPsd = ByteBuilder().ascii("8BPX").zeros(40).bytes();
     EXPECT_EQ(thrownError([&] { PSDWrapper doc(notPsd); }), PSDError::readCorruptFile);
     const V shortReserved = ByteBuilder().ascii("8BPS").i16(1).zeros(3).bytes();
@@ -122,16 +121,23 @@ TEST(DocumentResourcesTest, SectionEndWinsOverTheLastBlockAndBadBlocksFail)
         std::error_code expected;
     };
     const Case cases[] = {
-        {resources([](ByteBuilder& b) { b.ascii("8BIX").i16(4000).u16(0).u32(0); }), PSDError::readCorruptFile},
+        {resources([](ByteBuilder& b) { b.ascii("8BIX").i16(4000).u16(0).u32(0); }),
+         PSDError::readCorruptFile},
         {resources([](ByteBuilder& b) { appendResource(b, 1039, {}); }), PSDError::readCorruptFile},
-        {resources([](ByteBuilder& b) { appendResource(b, 1039, {1, 2, 3, 4}); }), PSDError::readCorruptFile},
-        {resources([](ByteBuilder& b) { b.ascii("8BIM").i16(4000).u16(0).i32(-4); }), PSDError::readParameterError},
-        {resources([](ByteBuilder& b) { b.ascii("8BIM").i16(1036).u16(0).i32(-3); }), PSDError::readParameterError},
+        {resources([](ByteBuilder& b) {
+             appendResource(b, 1039, {1, 2, 3, 4});
+         }),
+         PSDError::readCorruptFile},
+        {resources([](ByteBuilder& b) { b.ascii("8BIM").i16(4000).u16(0).i32(-4); }),
+         PSDError::readParameterError},
+        {resources([](ByteBuilder& b) { b.ascii("8BIM").i16(1036).u16(0).i32(-3); }),
+         PSDError::readParameterError},
         // An interpreted resource with a negative odd size: its pad byte must not be skipped.
         {resources([](ByteBuilder& b) { b.ascii("8BIM").i16(1024).u16(0).i32(-3).u16(0); }),
          PSDError::readParameterError},
         {[](ByteBuilder& b) { b.i32(-8); }, PSDError::readCorruptFile},
-        {[](ByteBuilder& b) { b.u32(100).ascii("8BIM").i16(4000).u16(0).u32(200); }, PSDError::readUnexpectedEndOfFile},
+        {[](ByteBuilder& b) { b.u32(100).ascii("8BIM").i16(4000).u16(0).u32(200); },
+         PSDError::readUnexpectedEndOfFile},
     };
     for (const auto& c : cases) {
         FileSections bad;
@@ -146,8 +152,8 @@ TEST(DocumentLayerSectionTest, EmptySectionsAndDocumentBlocks)
     FileSections s;
     s.layersAndMasks = [](ByteBuilder& b) {
         b.begin();
-        b.u32(0);                                // no layer information
-        b.u32(3).raw({1, 2, 3});                 // global layer mask
+        b.u32(0);                // no layer information
+        b.u32(3).raw({1, 2, 3}); // global layer mask
         b.ascii("8BIM").ascii("lnk2").u32(5).raw({1, 2, 3, 4, 5}).zeros(3);
         b.ascii("8BIM").ascii("Patt").u32(2).raw({1, 2}).zeros(2);
         b.ascii("8BIM").ascii("Pat3").u32(1).raw({7}).zeros(3);
@@ -240,12 +246,16 @@ TEST(DocumentImageDataTest, RunLengthPlanesAndRefusedCompressions)
         {{}, [](ByteBuilder& b) { b.u16(4); }, PSDError::readCorruptFile},
         {{.channels = 0}, [](ByteBuilder& b) { b.u16(3); }, testing::nothingThrown()},
         {{}, [](ByteBuilder& b) { b.u16(1).i16(2); }, PSDError::readUnexpectedEndOfFile},
-        {{.height = 1, .width = 1}, [](ByteBuilder& b) { b.u16(1).i16(-2).i16(1).i16(1); }, PSDError::readParameterError},
+        {{.height = 1, .width = 1},
+         [](ByteBuilder& b) { b.u16(1).i16(-2).i16(1).i16(1); },
+         PSDError::readParameterError},
         {{.channels = -3}, [](ByteBuilder& b) { b.u16(0); }, PSDError::readCorruptFile},
         {{.height = -1}, [](ByteBuilder& b) { b.u16(1); }, PSDError::readCorruptFile},
-        {{.height = 300000, .width = 300000}, [](ByteBuilder& b) { b.u16(0).zeros(1000); },
+        {{.height = 300000, .width = 300000},
+         [](ByteBuilder& b) { b.u16(0).zeros(1000); },
          PSDError::readUnexpectedEndOfFile},
-        {{.height = 300000, .width = 300000}, [](ByteBuilder& b) { b.u16(1).zeros(1000); },
+        {{.height = 300000, .width = 300000},
+         [](ByteBuilder& b) { b.u16(1).zeros(1000); },
          PSDError::readUnexpectedEndOfFile},
     };
     for (const auto& c : cases) {

@@ -15,8 +15,7 @@ namespace {
 using namespace psdkit::testing;
 using V = std::vector<std::uint8_t>;
 
-template <typename P>
-std::shared_ptr<image::PixelBuffer<P>> blank(std::int64_t width, std::int64_t height)
+template <typename P> std::shared_ptr<image::PixelBuffer<P>> blank(std::int64_t width, std::int64_t height)
 {
     return std::make_shared<image::PixelBuffer<P>>(image::IntegralSize{width, height});
 }
@@ -33,7 +32,10 @@ std::shared_ptr<image::PixelBufferType> compositeFor(const PSDWrapper& doc)
     }
 }
 
-V serialize(PSDWrapper& doc) { return doc.serializedRepresentationWithCompositeImage(compositeFor(doc).get()); }
+V serialize(PSDWrapper& doc)
+{
+    return doc.serializedRepresentationWithCompositeImage(compositeFor(doc).get());
+}
 
 // Walks a written file to the sections tests look into.
 struct WrittenFile {
@@ -103,8 +105,8 @@ TEST(LayerWritingTest, CompressionFollowsSizeAndDepth)
         std::int64_t expected;
     };
     const Case cases[] = {
-        {8, 8, 8, false, 0}, {8, 9, 1, false, 1}, {16, 8, 8, false, 0}, {16, 9, 9, false, 3},
-        {32, 9, 9, false, 3}, {8, 2, 2, true, 0}, {8, 9, 2, true, 1},  {16, 2, 2, true, 3},
+        {8, 8, 8, false, 0},  {8, 9, 1, false, 1}, {16, 8, 8, false, 0}, {16, 9, 9, false, 3},
+        {32, 9, 9, false, 3}, {8, 2, 2, true, 0},  {8, 9, 2, true, 1},   {16, 2, 2, true, 3},
     };
     for (const auto& c : cases) {
         PSDLayerWrapper layer(c.depth);
@@ -112,24 +114,29 @@ TEST(LayerWritingTest, CompressionFollowsSizeAndDepth)
         if (c.mask) {
             layer.hasLayerMask = true;
             layer.maskRect = PSDMacRect(0, 0, c.height, c.width);
-            layer.setMaskImage(c.depth == 8 ? std::shared_ptr<image::PixelBufferType>(blank<image::PixelGray8>(c.width, c.height))
-                                           : blank<image::PixelGray16>(c.width, c.height));
+            layer.setMaskImage(c.depth == 8 ? std::shared_ptr<image::PixelBufferType>(
+                                                  blank<image::PixelGray8>(c.width, c.height))
+                                            : blank<image::PixelGray16>(c.width, c.height));
         } else {
             layer.contentsRect = PSDMacRect(0, 0, c.height, c.width);
-            layer.setContentImage(c.depth == 8    ? std::shared_ptr<image::PixelBufferType>(blank<image::PixelARGB8>(c.width, c.height))
-                                 : c.depth == 16 ? std::shared_ptr<image::PixelBufferType>(blank<image::PixelRGBA16>(c.width, c.height))
-                                                 : blank<image::PixelRGBA32>(c.width, c.height));
+            layer.setContentImage(
+                c.depth == 8
+                    ? std::shared_ptr<image::PixelBufferType>(blank<image::PixelARGB8>(c.width, c.height))
+                : c.depth == 16
+                    ? std::shared_ptr<image::PixelBufferType>(blank<image::PixelRGBA16>(c.width, c.height))
+                    : blank<image::PixelRGBA32>(c.width, c.height));
         }
         PSDWriter record;
         layer.writeLayerRecord(record, false);
         PSDWriter data;
         const std::int64_t id = c.mask ? -2 : 0;
         const auto& channel = layer.channelDataPreparedForExport.at(id);
-        const auto code = channel.compressionType == image::ChannelDataCompressionType::none ? 0
+        const auto code = channel.compressionType == image::ChannelDataCompressionType::none  ? 0
                           : channel.compressionType == image::ChannelDataCompressionType::rle ? 1
-                          : channel.predictionType == image::PredictionType::prediction      ? 3
+                          : channel.predictionType == image::PredictionType::prediction       ? 3
                                                                                               : 2;
-        EXPECT_EQ(code, c.expected) << c.depth << " " << c.width << "x" << c.height << (c.mask ? " mask" : "");
+        EXPECT_EQ(code, c.expected) << c.depth << " " << c.width << "x" << c.height
+                                    << (c.mask ? " mask" : "");
         layer.writeChannelImageData(data, false);
     }
 }
@@ -171,7 +178,8 @@ TEST(LayerWritingTest, BlendModesDividersFillOpacityAndMasksReadBack)
     EXPECT_EQ(m.realMaskRect, m.maskRect);
     EXPECT_EQ(m.userMaskFeather, 2.5);
     EXPECT_EQ(m.vectorMaskFeather, 1.5);
-    EXPECT_EQ(*m.taggedData.get(PSDFourCharCode("SoCo")), (V{1, 2, 3, 4, 5, 0, 0, 0})) << "raw blocks are padded to 4";
+    EXPECT_EQ(*m.taggedData.get(PSDFourCharCode("SoCo")), (V{1, 2, 3, 4, 5, 0, 0, 0}))
+        << "raw blocks are padded to 4";
     EXPECT_EQ(m.type(), PSDLayerType::adjustmentLayer(PSDAdjustmentLayerType::solidColor));
 
     // An artboard keeps its group opening, so the divider that closes it stays balanced.
@@ -194,7 +202,8 @@ TEST(LayerWritingTest, BlendModesDividersFillOpacityAndMasksReadBack)
     EXPECT_EQ(deep.blendMode, PSDFourCharCode("scrn"));
     ASSERT_TRUE(deep.propertiesDictionary().contains("PSD Blend Mode"));
     EXPECT_EQ(*deep.propertiesDictionary().at("PSD Blend Mode").asFourCharCode(), PSDFourCharCode("scrn"));
-    EXPECT_EQ(V(w.data().begin() + 16 + 2 + 24 + 4, w.data().begin() + 16 + 2 + 24 + 8), (V{'n', 'o', 'r', 'm'}));
+    EXPECT_EQ(V(w.data().begin() + 16 + 2 + 24 + 4, w.data().begin() + 16 + 2 + 24 + 8),
+              (V{'n', 'o', 'r', 'm'}));
 }
 
 TEST(DocumentWritingTest, LayerIDRepairAndLateCompositeCheck)
@@ -276,7 +285,8 @@ TEST(DocumentWritingTest, CompositeCompressionAndDeepDocumentLayers)
         PSDWrapper back(bytes);
         EXPECT_EQ(back.numberOfChannels, 4) << "a transparent layerless composite keeps its transparency";
         EXPECT_TRUE(back.compositeImageHasAlphaChannel);
-        EXPECT_FALSE(back.alphaChannels) << "the placeholder name marks the transparency, not an alpha channel";
+        EXPECT_FALSE(back.alphaChannels)
+            << "the placeholder name marks the transparency, not an alpha channel";
     }
 
     PSDWrapper deep;
@@ -344,7 +354,9 @@ TEST(DocumentWritingTest, ValuesThatDoNotFitAreRefused)
         [](PSDWrapper& d) {
             d.layers[0]->uninterpretedBlocks.push_back({"8BIM", "shmd", true, PSDSharedBytes()});
         },
-        [](PSDWrapper& d) { d.uninterpretedBlocks.push_back({"8BIX", "FMsk", false, PSDSharedBytes()}); },
+        [](PSDWrapper& d) {
+            d.uninterpretedBlocks.push_back({"8BIX", "FMsk", false, PSDSharedBytes()});
+        },
         [](PSDWrapper& d) { d.layers[0]->layerID = std::int64_t{1} << 40; },
         [](PSDWrapper& d) { d.layers[0]->colorLabel = 40000; },
         [](PSDWrapper& d) { d.layers[0]->contentsRect = PSDMacRect(0, 0, std::int64_t{1} << 33, 1); },
@@ -411,15 +423,17 @@ TEST(DocumentWritingTest, KeptBlocksGoBackAfterTheGeneratedOnesAndNeverTwice)
     const V bytes = serialize(doc);
     const auto count = [&](const V& needle) {
         std::size_t n = 0;
-        for (auto it = bytes.begin(); (it = std::search(it, bytes.end(), needle.begin(), needle.end())) != bytes.end();
-             ++it) {
+        for (auto it = bytes.begin();
+             (it = std::search(it, bytes.end(), needle.begin(), needle.end())) != bytes.end(); ++it) {
             ++n;
         }
         return n;
     };
-    EXPECT_EQ(count(ByteBuilder().ascii("8BIMshmd").u32(3).raw({1, 2, 3, 0})), 1u) << "length as read, padded to even";
+    EXPECT_EQ(count(ByteBuilder().ascii("8BIMshmd").u32(3).raw({1, 2, 3, 0})), 1u)
+        << "length as read, padded to even";
     EXPECT_EQ(count(ByteBuilder().ascii("8BIMluni")), 1u);
-    EXPECT_EQ(count(ByteBuilder().ascii("8BIMPat2").u32(1).raw({9, 0, 0, 0})), 1u) << "the pattern keeps its key";
+    EXPECT_EQ(count(ByteBuilder().ascii("8BIMPat2").u32(1).raw({9, 0, 0, 0})), 1u)
+        << "the pattern keeps its key";
     EXPECT_EQ(count(ByteBuilder().ascii("8BIMPatt")), 0u);
     EXPECT_EQ(count(ByteBuilder().ascii("8BIMLr16")), 0u);
 

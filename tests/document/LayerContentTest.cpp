@@ -126,7 +126,8 @@ TEST(LinkedFiles, SmartObjectLayersFindTheirEmbeddedFile)
     ByteBuilder links;
     appendEmbeddedEntry(links, "id-one", "photo.png", "png ", V{0x89, 'P', 'N', 'G', 1});
     appendEmbeddedEntry(links, "id-two", "paint.psd", "8BPS", V{7, 7});
-    document.uninterpretedBlocks.push_back(PSDRawBlock{PSDFourCharCode("8BIM"), "lnk2", false, PSDSharedBytes(links.bytes())});
+    document.uninterpretedBlocks.push_back(
+        PSDRawBlock{PSDFourCharCode("8BIM"), "lnk2", false, PSDSharedBytes(links.bytes())});
 
     auto placed = std::make_shared<PSDLayerWrapper>();
     ByteBuilder soLd;

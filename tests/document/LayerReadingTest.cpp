@@ -30,7 +30,8 @@ V fileWithLayers(std::int64_t count, const std::vector<RecordFields>& records,
 }
 
 // Extra data with an empty mask, no blending ranges, the name, and `blocks`.
-std::function<void(ByteBuilder&)> extra(const std::string& name, std::function<void(ByteBuilder&)> blocks = {})
+std::function<void(ByteBuilder&)> extra(const std::string& name,
+                                        std::function<void(ByteBuilder&)> blocks = {})
 {
     return [=](ByteBuilder& b) {
         b.u32(0).u32(0).pascal(name, 4);
@@ -99,8 +100,8 @@ TEST(LayerRecordTest, SectionDividerSettings)
          PSDLayerType::sceneGroup()},
         {ByteBuilder().i32(2), false, PSDLayerType::group(), false, "norm", PSDLayerType::regular()},
         {ByteBuilder().i32(3), false, PSDLayerType::sectionDivider(), true, "norm", PSDLayerType::regular()},
-        {ByteBuilder().i32(1), true, PSDLayerType::adjustmentLayer(PSDAdjustmentLayerType::solidColor), true, "norm",
-         PSDLayerType::regular()},
+        {ByteBuilder().i32(1), true, PSDLayerType::adjustmentLayer(PSDAdjustmentLayerType::solidColor), true,
+         "norm", PSDLayerType::regular()},
         {ByteBuilder().i32(0), false, PSDLayerType::regular(), true, "norm", PSDLayerType::regular()},
     };
     for (const auto& c : cases) {
@@ -122,7 +123,8 @@ TEST(LayerRecordTest, SectionDividerSettings)
                             V(ByteBuilder().i32(1).ascii("8BIX").ascii("pass"))}) {
         RecordFields r;
         r.extra = extra("", [&](ByteBuilder& b) { appendBlock(b, "lsct", bad); });
-        EXPECT_EQ(thrownError([&] { PSDWrapper d(fileWithLayers(1, {r}, kEmptyChannels)); }), PSDError::readCorruptFile);
+        EXPECT_EQ(thrownError([&] { PSDWrapper d(fileWithLayers(1, {r}, kEmptyChannels)); }),
+                  PSDError::readCorruptFile);
     }
 }
 
@@ -135,14 +137,25 @@ TEST(LayerRecordTest, MaskDataSizesAndParameters)
     };
     const auto plain = [](ByteBuilder& b) { b.i32(1).i32(2).i32(1).i32(4).u8(0).u8(0x01); };
     const Case cases[] = {
-        {20, [=](ByteBuilder& b) { plain(b); b.zeros(2); }, testing::nothingThrown()},
-        {36, [](ByteBuilder& b) { b.i32(0).i32(0).i32(0).i32(2).u8(255).u8(0).u8(0x02).u8(0).i32(0).i32(0).i32(4).i32(4); }, testing::nothingThrown()},
+        {20,
+         [=](ByteBuilder& b) {
+             plain(b);
+             b.zeros(2);
+         },
+         testing::nothingThrown()},
+        {36,
+         [](ByteBuilder& b) {
+             b.i32(0).i32(0).i32(0).i32(2).u8(255).u8(0).u8(0x02).u8(0).i32(0).i32(0).i32(4).i32(4);
+         },
+         testing::nothingThrown()},
         {28, [](ByteBuilder& b) { b.i32(0).i32(0).i32(0).i32(2).u8(0).u8(0x10).u8(0x01).u8(51).zeros(8); },
          PSDError::readCorruptFile},
         {24, [](ByteBuilder& b) { b.i32(0).i32(0).i32(0).i32(2).u8(0).u8(0x10).u8(0x01).u8(51).zeros(4); },
          PSDError::readCorruptFile},
-        {23, [](ByteBuilder& b) { b.i32(0).i32(0).i32(0).i32(2).u8(0).u8(0x10).u8(0x01).u8(51).zeros(3); }, testing::nothingThrown()},
-        {20, [](ByteBuilder& b) { b.i32(5).i32(0).i32(4).i32(2).u8(0).u8(0).zeros(2); }, PSDError::readCorruptFile},
+        {23, [](ByteBuilder& b) { b.i32(0).i32(0).i32(0).i32(2).u8(0).u8(0x10).u8(0x01).u8(51).zeros(3); },
+         testing::nothingThrown()},
+        {20, [](ByteBuilder& b) { b.i32(5).i32(0).i32(4).i32(2).u8(0).u8(0).zeros(2); },
+         PSDError::readCorruptFile},
     };
     for (const auto& c : cases) {
         RecordFields r;
@@ -178,7 +191,9 @@ TEST(LayerRecordTest, MalformedRecordsFailWithTheirError)
         std::error_code expected;
     };
     const Case cases[] = {
-        {[](RecordFields& r) { r.extra = extra("", [](ByteBuilder& b) { appendBlock(b, "zzzz", {}, "8BIX"); }); },
+        {[](RecordFields& r) {
+             r.extra = extra("", [](ByteBuilder& b) { appendBlock(b, "zzzz", {}, "8BIX"); });
+         },
          PSDError::readCorruptFile},
         {[](RecordFields& r) { r.extra = [](ByteBuilder& b) { b.u32(0).u32(0).pascal("", 4).zeros(2); }; },
          PSDError::readCorruptFile},
@@ -190,7 +205,11 @@ TEST(LayerRecordTest, MalformedRecordsFailWithTheirError)
              r.extra = extra("", [](ByteBuilder& b) { b.ascii("8BIM").ascii("SoCo").i32(-4).zeros(8); });
          },
          PSDError::readParameterError},
-        {[](RecordFields& r) { r.top = 5; r.bottom = 4; }, PSDError::readCorruptFile},
+        {[](RecordFields& r) {
+             r.top = 5;
+             r.bottom = 4;
+         },
+         PSDError::readCorruptFile},
     };
     for (const auto& c : cases) {
         RecordFields r;
@@ -211,11 +230,11 @@ TEST(LayerChannelDataTest, SortsChannelsAndBuildsContentAndMaskImages)
         b.u32(0).pascal("", 4);
     };
     const auto channels = [](ByteBuilder& b) {
-        b.u16(0).raw({1, 2});     // red
-        b.u16(0).raw({7, 8});     // transparency
-        b.u16(0).raw({5, 6});     // blue
-        b.u16(0).raw({3, 4});     // green
-        b.u16(1).i16(2).i16(2);   // mask: RLE over maskRect's two rows...
+        b.u16(0).raw({1, 2});   // red
+        b.u16(0).raw({7, 8});   // transparency
+        b.u16(0).raw({5, 6});   // blue
+        b.u16(0).raw({3, 4});   // green
+        b.u16(1).i16(2).i16(2); // mask: RLE over maskRect's two rows...
     };
     // The mask is RLE with two rows of two bytes each: fix its length accordingly.
     r.channels.back().second = 2 + 2 * 2 + 4;
@@ -268,8 +287,8 @@ TEST(LayerChannelDataTest, EmptyBoundsAndBigFileEntries)
     RecordFields r;
     r.big = true;
     r.channels = {{0, 2}, {1, 2}, {2, 2}, {-1, 2}};
-    PSDWrapper doc(fileWithLayers(-1, {r}, [](ByteBuilder& b) { b.u16(0).u16(0).u16(0).u16(0); },
-                                  HeaderFields{.version = 2}));
+    PSDWrapper doc(fileWithLayers(
+        -1, {r}, [](ByteBuilder& b) { b.u16(0).u16(0).u16(0).u16(0); }, HeaderFields{.version = 2}));
     ASSERT_EQ(doc.layers.size(), 1u);
     EXPECT_TRUE(doc.compositeImageHasAlphaChannel);
     EXPECT_FALSE(doc.layers[0]->contentImage());

@@ -120,8 +120,9 @@ class RandomDocuments {
             // Read with every block kept, a raw model block leaves a copy that marks its place.
             const std::vector<std::uint8_t> effects(static_cast<std::size_t>(4 * between(0, 2)), 7);
             layer->taggedData.insertOrAssign(PSDFourCharCode("lfx2"), effects);
-            layer->uninterpretedBlocks.insert(layer->uninterpretedBlocks.begin(),
-                                              PSDRawBlock{PSDFourCharCode("8BIM"), "lfx2", false, PSDSharedBytes(effects)});
+            layer->uninterpretedBlocks.insert(
+                layer->uninterpretedBlocks.begin(),
+                PSDRawBlock{PSDFourCharCode("8BIM"), "lfx2", false, PSDSharedBytes(effects)});
         }
         return layer;
     }

@@ -14,8 +14,8 @@
 namespace psdkit::image {
 namespace {
 using image::testing::mixedBytes;
-using psdkit::testing::thrownError;
 using psdkit::testing::ByteBuilder;
+using psdkit::testing::thrownError;
 using V = std::vector<std::uint8_t>;
 using Compression = ChannelDataCompressionType;
 
@@ -302,9 +302,9 @@ TEST(PixelBufferTest, SplittingRefusesCompressionsAndPredictionsItDoesNotKnow)
                                                false);
               }),
               ImageError::unsupportedCompression);
-    EXPECT_EQ(thrownError(
-                  [&] { (void)buffer.makeChannelData(false, Compression::zip, PredictionType{2}, false); }),
-              ImageError::unsupportedPrediction);
+    EXPECT_EQ(
+        thrownError([&] { (void)buffer.makeChannelData(false, Compression::zip, PredictionType{2}, false); }),
+        ImageError::unsupportedPrediction);
     // Prediction belongs to ZIP; the other compressions record none.
     EXPECT_EQ(
         buffer.makeChannelData(false, Compression::rle, PredictionType::prediction, false)[0].predictionType,

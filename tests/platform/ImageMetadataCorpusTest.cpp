@@ -83,8 +83,7 @@ class ImageMetadataCorpusTest : public ::testing::Test {
   protected:
     void SetUp() override
     {
-        ASSERT_TRUE(std::filesystem::is_directory(corpusDir()))
-            << "corpus missing at " << corpusDir();
+        ASSERT_TRUE(std::filesystem::is_directory(corpusDir())) << "corpus missing at " << corpusDir();
     }
 };
 

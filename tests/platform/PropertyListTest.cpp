@@ -213,8 +213,7 @@ TEST(PropertyListTest, MalformedOrExplosiveListsAreRefused)
     };
     ASSERT_EQ(parsePropertyList(valid), PropertyValue(PropertyArray{7}));
     for (const auto& [name, bytes] : cases) {
-        EXPECT_EQ(thrownError([&] { (void)parsePropertyList(bytes); }),
-                  PlatformErrorCode::propertyListParse)
+        EXPECT_EQ(thrownError([&] { (void)parsePropertyList(bytes); }), PlatformErrorCode::propertyListParse)
             << name;
     }
     EXPECT_NO_THROW((void)parsePropertyList(nestedXml(500)));

@@ -9,7 +9,7 @@
 namespace psdkit::testing {
 
 class ByteBuilder {
-public:
+  public:
     ByteBuilder& u8(std::uint64_t v) { return be(v, 1); }
     ByteBuilder& u16(std::uint64_t v) { return be(v, 2); }
     ByteBuilder& i16(std::int64_t v) { return be(static_cast<std::uint64_t>(v), 2); }
@@ -70,7 +70,8 @@ public:
         const int width = m.big ? 8 : 4;
         const std::uint64_t n = bytes_.size() - m.at - static_cast<std::size_t>(width);
         for (int i = 0; i < width; ++i) {
-            bytes_[m.at + static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(n >> (8 * (width - 1 - i)));
+            bytes_[m.at + static_cast<std::size_t>(i)] =
+                static_cast<std::uint8_t>(n >> (8 * (width - 1 - i)));
         }
         return *this;
     }
@@ -78,7 +79,7 @@ public:
     [[nodiscard]] const std::vector<std::uint8_t>& bytes() const { return bytes_; }
     operator const std::vector<std::uint8_t>&() const { return bytes_; } // NOLINT
 
-private:
+  private:
     ByteBuilder& be(std::uint64_t v, int width)
     {
         for (int i = width - 1; i >= 0; --i) {

@@ -14,7 +14,10 @@
 
 namespace psdkit::testing {
 
-inline std::filesystem::path corpusDir() { return std::filesystem::path(PSDKIT_CORPUS_DIR); }
+inline std::filesystem::path corpusDir()
+{
+    return std::filesystem::path(PSDKIT_CORPUS_DIR);
+}
 
 inline std::vector<std::uint8_t> readFileBytes(const std::filesystem::path& path)
 {
@@ -25,7 +28,10 @@ inline std::vector<std::uint8_t> readFileBytes(const std::filesystem::path& path
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-inline std::vector<std::uint8_t> readCorpusFile(const std::string& name) { return readFileBytes(corpusDir() / name); }
+inline std::vector<std::uint8_t> readCorpusFile(const std::string& name)
+{
+    return readFileBytes(corpusDir() / name);
+}
 
 /// The names of every PSD and PSB file of the corpus, sorted.
 inline std::vector<std::string> corpusFileNames()

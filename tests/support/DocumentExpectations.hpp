@@ -29,8 +29,10 @@ inline std::vector<std::uint8_t> paddedTo4(std::vector<std::uint8_t> bytes)
 // Blend modes a 32-bit record cannot hold come back as "norm".
 inline bool writtenAsNormal(const PSDFourCharCode& mode, std::int64_t depth)
 {
-    static const PSDFourCharCode kModes[] = {PSDFourCharCode("idiv"), PSDFourCharCode("lbrn"), PSDFourCharCode("scrn"), PSDFourCharCode("div "), PSDFourCharCode("over"), PSDFourCharCode("sLit"),
-                                             PSDFourCharCode("hLit"), PSDFourCharCode("vLit"), PSDFourCharCode("lLit"), PSDFourCharCode("pLit"), PSDFourCharCode("hMix"), PSDFourCharCode("smud")};
+    static const PSDFourCharCode kModes[] = {
+        PSDFourCharCode("idiv"), PSDFourCharCode("lbrn"), PSDFourCharCode("scrn"), PSDFourCharCode("div "),
+        PSDFourCharCode("over"), PSDFourCharCode("sLit"), PSDFourCharCode("hLit"), PSDFourCharCode("vLit"),
+        PSDFourCharCode("lLit"), PSDFourCharCode("pLit"), PSDFourCharCode("hMix"), PSDFourCharCode("smud")};
     return depth == 32 && std::find(std::begin(kModes), std::end(kModes), mode) != std::end(kModes);
 }
 

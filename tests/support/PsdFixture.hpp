@@ -20,7 +20,14 @@ struct HeaderFields {
 
 inline void appendHeader(ByteBuilder& b, const HeaderFields& h)
 {
-    b.ascii("8BPS").i16(h.version).zeros(6).i16(h.channels).i32(h.height).i32(h.width).i16(h.depth).i16(h.mode);
+    b.ascii("8BPS")
+        .i16(h.version)
+        .zeros(6)
+        .i16(h.channels)
+        .i32(h.height)
+        .i32(h.width)
+        .i16(h.depth)
+        .i16(h.mode);
 }
 
 /// One image resource block with an ASCII name.
@@ -96,7 +103,8 @@ inline void appendRecord(ByteBuilder& b, const RecordFields& r)
     b.end();
 }
 
-/// A layer-level tagged block with `data`, length not padded (as the reader expects it: odd lengths get one pad byte).
+/// A layer-level tagged block with `data`, length not padded (as the reader expects it: odd lengths get one
+/// pad byte).
 inline void appendBlock(ByteBuilder& b, const std::string& key, const std::vector<std::uint8_t>& data,
                         const std::string& signature = "8BIM")
 {

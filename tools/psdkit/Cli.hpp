@@ -98,8 +98,9 @@ void writeFileAtomically(const std::filesystem::path& path,
 
 /// The library's rendering of `document` as `options` say; refused requests become InputError.
 /// Fills `details` (what was not drawn) when given.
-[[nodiscard]] std::shared_ptr<image::PixelBufferType>
-renderOrRefuse(const PSDWrapper& document, const PSDRenderOptions& options = {}, PSDRenderResult* details = nullptr);
+[[nodiscard]] std::shared_ptr<image::PixelBufferType> renderOrRefuse(const PSDWrapper& document,
+                                                                     const PSDRenderOptions& options = {},
+                                                                     PSDRenderResult* details = nullptr);
 
 /// "; layer effects not drawn on N layers; …" for what a render left out, or "".
 [[nodiscard]] std::string describeUndrawn(const PSDRenderResult& result);

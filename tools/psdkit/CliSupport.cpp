@@ -150,7 +150,8 @@ PSDSharedBytes mapFile(const std::filesystem::path& path)
     if (mapped == MAP_FAILED) {
         return PSDSharedBytes(readFile(path));
     }
-    std::shared_ptr<const void> mapping(mapped, [size](const void* p) { ::munmap(const_cast<void*>(p), size); });
+    std::shared_ptr<const void> mapping(mapped,
+                                        [size](const void* p) { ::munmap(const_cast<void*>(p), size); });
     return PSDSharedBytes(std::move(mapping), {static_cast<const std::uint8_t*>(mapped), size});
 }
 

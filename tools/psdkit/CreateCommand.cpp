@@ -93,7 +93,7 @@ std::shared_ptr<PSDLayerWrapper> pixelLayer(const LayerSpec& entry, std::int64_t
     if (png.width > maximumSide || png.height > maximumSide) {
         throw FileFailure(
             entry.file, std::make_exception_ptr(InputError("the image is larger than the format allows (" +
-                                                          std::to_string(maximumSide) + " pixels a side)")));
+                                                           std::to_string(maximumSide) + " pixels a side)")));
     }
     auto layer = std::make_shared<PSDLayerWrapper>(depth);
     layer->name = entry.name;

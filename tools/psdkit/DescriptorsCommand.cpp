@@ -77,7 +77,7 @@ int runDescriptors(std::span<const std::string> args)
         }
     }
     PSDReadOptions options;
-    options.keepUnknownBlocks = true;              // descriptors of kept blocks are listed too
+    options.keepUnknownBlocks = true;                // descriptors of kept blocks are listed too
     options.imageDecoding = PSDImageDecoding::never; // a listing needs the structure only
     const PSDWrapper document = onFile(path, [&] { return readDocument(path, options); });
     Json json{{"file", path}};

@@ -14,11 +14,10 @@ namespace psdkit {
 /// A map from `Key` to `Value` that iterates in first-insertion order. A plain value: copies are
 /// independent. Keys need only `==`. Iterators and pointers into it are invalidated by any insertion
 /// or removal.
-template <typename Key, typename Value>
-class OrderedMap {
-public:
-    using value_type = std::pair<Key, Value>; ///< One entry: key and value.
-    using iterator = typename std::vector<value_type>::iterator; ///< Iterates entries in order.
+template <typename Key, typename Value> class OrderedMap {
+  public:
+    using value_type = std::pair<Key, Value>;                                ///< One entry: key and value.
+    using iterator = typename std::vector<value_type>::iterator;             ///< Iterates entries in order.
     using const_iterator = typename std::vector<value_type>::const_iterator; ///< The same, read-only.
 
     OrderedMap() = default;
@@ -33,12 +32,14 @@ public:
     /// The entry under `key`, or `end()`.
     [[nodiscard]] iterator find(const Key& key)
     {
-        return std::find_if(entries_.begin(), entries_.end(), [&](const value_type& e) { return e.first == key; });
+        return std::find_if(entries_.begin(), entries_.end(),
+                            [&](const value_type& e) { return e.first == key; });
     }
     /// The entry under `key`, or `end()`.
     [[nodiscard]] const_iterator find(const Key& key) const
     {
-        return std::find_if(entries_.begin(), entries_.end(), [&](const value_type& e) { return e.first == key; });
+        return std::find_if(entries_.begin(), entries_.end(),
+                            [&](const value_type& e) { return e.first == key; });
     }
     /// True when `key` has an entry.
     [[nodiscard]] bool contains(const Key& key) const { return find(key) != entries_.end(); }
@@ -100,7 +101,7 @@ public:
     /// Equal when both hold the same entries in the same order.
     friend bool operator==(const OrderedMap&, const OrderedMap&) = default;
 
-private:
+  private:
     std::vector<value_type> entries_;
 };
 

@@ -21,7 +21,7 @@ enum class PSDErrorTextKey {
 /// The kinds of failure. The numeric code of a case is its position below (0 to 14); the order is
 /// part of the interface and never changes.
 class PSDKIT_EXPORT PSDError {
-public:
+  public:
     /// The cases; the comment of each is the condition that raises it.
     enum Code : int {
         readUnknownError = 0,                   ///< layer information that runs past its section
@@ -74,7 +74,7 @@ public:
     [[nodiscard]] static std::optional<std::string> userInfoValue(const std::error_code& error,
                                                                   PSDErrorTextKey key);
 
-private:
+  private:
     Code code_;
 };
 
@@ -96,7 +96,7 @@ private:
 /// The exception psdkit throws for every `PSDError`. Errors of the platform layer and of the
 /// image core are other `std::system_error`s with their own categories and are never rewrapped.
 class PSDKIT_EXPORT PSDException : public std::system_error {
-public:
+  public:
     /// An exception carrying `error`; `code()` is its error code in the psdkit category.
     explicit PSDException(PSDError error)
         : std::system_error(make_error_code(error)), error_(error), what_(describe(error, {}))
@@ -121,7 +121,7 @@ public:
     /// The text `what()` returns for `error` with `detail` (which may be empty).
     [[nodiscard]] static std::string describe(PSDError error, const std::string& detail);
 
-private:
+  private:
     PSDError error_;
     std::string detail_;
     std::string what_;
@@ -130,12 +130,11 @@ private:
 } // namespace psdkit
 
 /// Lets a `PSDError::Code` convert to `std::error_code`.
-template <>
-struct std::is_error_code_enum<psdkit::PSDError::Code> : std::true_type {};
+template <> struct std::is_error_code_enum<psdkit::PSDError::Code> : std::true_type {
+};
 
 /// Hashes errors by their case, for unordered containers.
-template <>
-struct std::hash<psdkit::PSDError> {
+template <> struct std::hash<psdkit::PSDError> {
     /// The hash of the case's code.
     std::size_t operator()(psdkit::PSDError e) const noexcept { return std::hash<int>{}(e.code()); }
 };

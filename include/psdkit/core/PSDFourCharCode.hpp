@@ -14,7 +14,7 @@ namespace psdkit {
 /// literal of another length, or with a NUL or non-ASCII byte, does not compile. Runtime text becomes
 /// a code through `PSDFourCharCode(std::string)`.
 class PSDKIT_EXPORT PSDFourCharLiteral {
-public:
+  public:
     template <std::size_t N>
     consteval PSDFourCharLiteral(const char (&literal)[N]) // NOLINT: implicit by design
     {
@@ -33,7 +33,7 @@ public:
     /// The four characters (not NUL-terminated).
     [[nodiscard]] constexpr const char* characters() const noexcept { return characters_; }
 
-private:
+  private:
     // Not constexpr: reaching it while compiling a literal is the compile error.
     static void fourCharCodeLiteralMustBeFourAsciiCharacters() {}
 
@@ -42,14 +42,13 @@ private:
 
 /// A four-character code, compared as canonically equivalent Unicode text. A plain value.
 class PSDKIT_EXPORT PSDFourCharCode {
-public:
+  public:
     /// A code from a literal in program text: `PSDFourCharCode("8BIM")` or a plain "8BIM" where a
     /// code is expected. A literal of another length does not compile; a NUL or non-ASCII byte
     /// stops the program (in every build). A `PSDFourCharLiteral` is checked entirely while
     /// compiling; it converts to a code implicitly.
     template <std::size_t N>
-        requires(N == 5)
-    PSDFourCharCode(const char (&literal)[N]) // NOLINT: implicit by design
+    requires(N == 5) PSDFourCharCode(const char (&literal)[N]) // NOLINT: implicit by design
         : rawValue_(literal, 4), key_(rawValue_)
     {
         for (std::size_t i = 0; i < 4; ++i) {
@@ -61,8 +60,8 @@ public:
 
     /// Literals of any other length are programming errors and do not compile.
     template <std::size_t N>
-        requires(N != 5)
-    PSDFourCharCode(const char (&literal)[N]) = delete;
+    requires(N != 5) PSDFourCharCode(const char (&literal)[N])
+    = delete;
 
     /// A code from a literal checked while compiling.
     PSDFourCharCode(PSDFourCharLiteral literal) // NOLINT: implicit by design

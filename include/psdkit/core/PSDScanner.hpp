@@ -19,7 +19,7 @@ namespace psdkit {
 /// A bounds-checked big-endian reader over borrowed bytes. It does not own the bytes: they must
 /// outlive the scanner and stay unchanged. Not copyable; one thread at a time.
 class PSDKIT_EXPORT PSDScanner {
-public:
+  public:
     /// A scanner over `buffer`, cursor at 0. The bytes are borrowed, not copied.
     explicit PSDScanner(std::span<const std::uint8_t> buffer) noexcept
         : begin_(buffer.data()), length_(buffer.data() ? static_cast<std::int64_t>(buffer.size()) : 0)
@@ -93,7 +93,7 @@ public:
     /// Moves back n bytes; readParameterError when n < 0 or n > offset().
     void skipBackwards(std::int64_t n);
 
-private:
+  private:
     // Throws readUnexpectedEndOfFile unless k bytes remain; returns a pointer to them.
     const std::uint8_t* require(std::int64_t k) const
     {
@@ -102,8 +102,7 @@ private:
         }
         return begin_ + offset_;
     }
-    template <typename T>
-    T readBigEndian();
+    template <typename T> T readBigEndian();
 
     const std::uint8_t* begin_;
     std::int64_t length_;

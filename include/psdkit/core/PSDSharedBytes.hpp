@@ -15,7 +15,7 @@ namespace psdkit {
 /// large input into many small views costs no copy of the bytes. The bytes never change while any
 /// view of them exists; the storage is released when the last view goes.
 class PSDKIT_EXPORT PSDSharedBytes {
-public:
+  public:
     /// No bytes.
     PSDSharedBytes() = default;
     /// Takes `bytes` over; the view then owns them.
@@ -69,7 +69,7 @@ public:
         return a.size() == b.size() && (a.size() == 0 || std::equal(a.begin(), a.end(), b.begin()));
     }
 
-private:
+  private:
     std::shared_ptr<const void> owner_;
     std::span<const std::uint8_t> bytes_;
 };

@@ -25,7 +25,7 @@ namespace psdkit {
 /// passed on, through `PSDOutputSink::patch`. Whatever the sink throws passes through unchanged.
 /// Not copyable; one thread at a time.
 class PSDKIT_EXPORT PSDWriter {
-public:
+  public:
     PSDWriter() = default;
     /// A writer that passes its bytes on to `sink`, which must outlive it. Call `flush()` at the
     /// end: until then the last bytes may still be held here.

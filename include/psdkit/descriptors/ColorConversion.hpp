@@ -27,7 +27,8 @@ template <image::RGBAPixelType Pixel>
 }
 
 /// A new top-level "RGBC" descriptor for normalised red, green and blue. Never fails.
-[[nodiscard]] PSDKIT_EXPORT std::shared_ptr<PSDDescriptor> rgbColorPSDDescriptor(float red, float green, float blue);
+[[nodiscard]] PSDKIT_EXPORT std::shared_ptr<PSDDescriptor> rgbColorPSDDescriptor(float red, float green,
+                                                                                 float blue);
 
 /// A new top-level "RGBC" descriptor for the colour of `pixel` (its alpha is not stored).
 template <image::RGBAPixelType Pixel>

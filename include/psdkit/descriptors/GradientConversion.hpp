@@ -27,6 +27,7 @@ namespace psdkit {
 /// are written as location × 4096 and midpoints as midpoint × 100, each truncated toward zero.
 /// Throws PSDException(writeParameterError) when such a product is not finite or does not fit a
 /// signed 32-bit integer.
-[[nodiscard]] PSDKIT_EXPORT std::shared_ptr<PSDDescriptor> psdDescriptor(const image::ColorGradient& gradient);
+[[nodiscard]] PSDKIT_EXPORT std::shared_ptr<PSDDescriptor>
+psdDescriptor(const image::ColorGradient& gradient);
 
 } // namespace psdkit

@@ -11,7 +11,7 @@ namespace psdkit {
 
 /// A reference object: documents hold alpha channels by std::shared_ptr and share them with the host.
 class PSDKIT_EXPORT PSDAlphaChannel {
-public:
+  public:
     PSDAlphaChannel() = default;
     /// The channel's grey image, the document's size; absent until set.
     std::shared_ptr<image::PixelBufferType> image;

@@ -35,6 +35,7 @@ struct PSDKIT_EXPORT PSDFileHeader {
 [[nodiscard]] PSDKIT_EXPORT std::string colorModeName(std::int64_t colorMode);
 
 /// What a refusal of `header` says about it, for example "CMYK, 8 bits per channel".
-[[nodiscard]] PSDKIT_EXPORT std::string describeColorModeAndDepth(std::int64_t colorMode, std::int64_t bitDepth);
+[[nodiscard]] PSDKIT_EXPORT std::string describeColorModeAndDepth(std::int64_t colorMode,
+                                                                  std::int64_t bitDepth);
 
 } // namespace psdkit

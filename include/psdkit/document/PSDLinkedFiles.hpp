@@ -42,6 +42,6 @@ struct PSDKIT_EXPORT PSDLinkedFile {
 /// identifier (see `smartObjectIdentifier`); nothing when the layer is no smart object or its
 /// file is not among `linkedFiles(document)`. Never throws except std::bad_alloc.
 [[nodiscard]] PSDKIT_EXPORT std::optional<PSDLinkedFile> smartObjectFile(const PSDWrapper& document,
-                                                           const PSDLayerWrapper& layer);
+                                                                         const PSDLayerWrapper& layer);
 
 } // namespace psdkit

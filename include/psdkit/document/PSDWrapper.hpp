@@ -38,7 +38,7 @@ class PSDWriter;
 /// be asked for from several threads at once. Fields marked library-internal are kept so that a
 /// document read and written again loses nothing; hosts leave them alone.
 class PSDKIT_EXPORT PSDWrapper {
-public:
+  public:
     /// A document with every field at its default: 8-bit RGB, 72 ppi, no layers.
     PSDWrapper();
 
@@ -187,7 +187,7 @@ public:
     /// changes as that call describes. The sink is only used during the call.
     void serializeWithCompositeImage(const image::PixelBufferType* composite, PSDOutputSink& sink);
 
-private:
+  private:
     friend class PSDDocumentReader;
     friend class PSDDocumentWriter;
 };

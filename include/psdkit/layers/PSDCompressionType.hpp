@@ -16,7 +16,8 @@ enum class PSDCompressionType : std::int64_t {
 };
 
 /// The case for a stored code 0 to 3; nothing for any other value.
-[[nodiscard]] constexpr std::optional<PSDCompressionType> psdCompressionTypeFromRawValue(std::int64_t raw) noexcept
+[[nodiscard]] constexpr std::optional<PSDCompressionType>
+psdCompressionTypeFromRawValue(std::int64_t raw) noexcept
 {
     if (raw < 0 || raw > 3) {
         return std::nullopt;
@@ -47,7 +48,8 @@ psdCompressionType(image::ChannelDataCompressionType compression, image::Predict
 }
 
 /// The image-core compression of a code.
-[[nodiscard]] constexpr image::ChannelDataCompressionType channelDataCompression(PSDCompressionType type) noexcept
+[[nodiscard]] constexpr image::ChannelDataCompressionType
+channelDataCompression(PSDCompressionType type) noexcept
 {
     switch (type) {
     case PSDCompressionType::uncompressed:

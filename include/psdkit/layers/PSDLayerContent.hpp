@@ -34,8 +34,8 @@ enum class PSDLayerContentKind {
 /// `uninterpretedBlocks` (filled only when the document was read with
 /// `PSDReadOptions::keepUnknownBlocks`). Nothing when the layer has no such block. The bytes
 /// belong to the layer and stay valid until the layer's blocks are changed.
-[[nodiscard]] PSDKIT_EXPORT std::optional<std::span<const std::uint8_t>> findLayerBlock(const PSDLayerWrapper& layer,
-                                                                          const PSDFourCharCode& key);
+[[nodiscard]] PSDKIT_EXPORT std::optional<std::span<const std::uint8_t>>
+findLayerBlock(const PSDLayerWrapper& layer, const PSDFourCharCode& key);
 
 /// The layer's kind, decided in this order: a group's closing record is `groupEnd`; a group or
 /// scene group `group`; an artboard (type or "artb"/"artd"/"abdd" block) `artboard`; a "TySh"

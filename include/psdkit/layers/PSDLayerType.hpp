@@ -36,13 +36,14 @@ enum class PSDAdjustmentLayerType {
 /// The block key that marks a layer of this kind ("SoCo", "GdFl", …).
 [[nodiscard]] PSDKIT_EXPORT PSDFourCharCode blockKey(PSDAdjustmentLayerType type);
 /// The kind a block key marks, or nothing for other keys.
-[[nodiscard]] PSDKIT_EXPORT std::optional<PSDAdjustmentLayerType> adjustmentLayerTypeForKey(const PSDFourCharCode& key);
+[[nodiscard]] PSDKIT_EXPORT std::optional<PSDAdjustmentLayerType>
+adjustmentLayerTypeForKey(const PSDFourCharCode& key);
 /// A readable name of the kind ("solidColor", …).
 [[nodiscard]] PSDKIT_EXPORT const char* name(PSDAdjustmentLayerType type) noexcept;
 
 /// The kind of a layer. `adjustmentLayer` carries the adjustment or fill kind.
 class PSDKIT_EXPORT PSDLayerType {
-public:
+  public:
     /// The kinds of layer.
     enum class Kind {
         adjustmentLayer, ///< an adjustment or fill layer (see `adjustmentType()`)
@@ -83,7 +84,7 @@ public:
     /// "regular", "group", "sectionDivider", "sceneGroup", "artboard" or "adjustmentLayer(levels)".
     [[nodiscard]] std::string description() const;
 
-private:
+  private:
     Kind kind_;
     PSDAdjustmentLayerType adjustment_ = PSDAdjustmentLayerType::solidColor;
 };

@@ -38,7 +38,7 @@ using PSDTaggedData = OrderedMap<PSDFourCharCode, std::vector<std::uint8_t>>;
 /// default colours) are 0.0 to 1.0 and stored as bytes (value × 255, cut toward zero); writing
 /// refuses values outside that range with `writeParameterError`.
 class PSDKIT_EXPORT PSDLayerWrapper {
-public:
+  public:
     /// A layer with every field at its default. `bitDepth` (8, 16 or 32) selects the sample type of
     /// its channel data; other depths are accepted here and refused when the layer is read
     /// (`readParameterError`) or written (`writeParameterError`).
@@ -212,7 +212,7 @@ public:
     /// Appends the prepared channels' image data, then empties `channelDataPreparedForExport`.
     void writeChannelImageData(PSDWriter& writer, bool bigFile);
 
-private:
+  private:
     void readMaskData(PSDScanner& scanner);
     void readTaggedBlock(PSDScanner& scanner, bool keepUnknownBlocks);
     void readSectionDivider(PSDScanner& scanner, std::int64_t length);

@@ -87,6 +87,6 @@ inline constexpr std::int64_t maximumRenderPixels = std::int64_t{1} << 28;
 /// passes on unchanged what decoding a layer image throws (PSDException, the image core's
 /// ImageException). A document without layers renders transparent.
 [[nodiscard]] PSDKIT_EXPORT PSDRenderResult renderDocument(const PSDWrapper& document,
-                                             const PSDRenderOptions& options = {});
+                                                           const PSDRenderOptions& options = {});
 
 } // namespace psdkit

@@ -47,7 +47,7 @@ TextProvider& provider()
 }
 
 class PSDErrorCategory final : public std::error_category {
-public:
+  public:
     const char* name() const noexcept override { return "OrrindelImageIOKit.PSDError"; }
     std::string message(int value) const override
     {
@@ -107,8 +107,7 @@ void PSDError::initialize()
     const auto host = HostApplication::current();
     std::lock_guard lock(providerMutex());
     provider().registered = true;
-    provider().applicationName =
-        host.displayName ? *host.displayName : std::string(kFallbackApplicationName);
+    provider().applicationName = host.displayName ? *host.displayName : std::string(kFallbackApplicationName);
 }
 
 std::optional<std::string> PSDError::userInfoValue(PSDErrorTextKey key) const

@@ -28,7 +28,8 @@ namespace psdkit {
 
 void PSDFourCharCode::literalIsNotFourAsciiCharacters(const char* literal) noexcept
 {
-    std::fprintf(stderr, "psdkit: the four-character code literal \"%.4s\" is not four ASCII characters\n", literal);
+    std::fprintf(stderr, "psdkit: the four-character code literal \"%.4s\" is not four ASCII characters\n",
+                 literal);
     std::abort();
 }
 

@@ -7,8 +7,7 @@
 
 namespace psdkit {
 
-template <typename T>
-T PSDScanner::readBigEndian()
+template <typename T> T PSDScanner::readBigEndian()
 {
     const std::uint8_t* p = require(static_cast<std::int64_t>(sizeof(T)));
     std::uint64_t v = 0;
@@ -27,15 +26,39 @@ void PSDScanner::seek(std::int64_t position)
     offset_ = position;
 }
 
-std::int64_t PSDScanner::scanUInt8() { return readBigEndian<std::uint8_t>(); }
-std::int64_t PSDScanner::scanInt16() { return static_cast<std::int16_t>(readBigEndian<std::uint16_t>()); }
-std::int64_t PSDScanner::scanUInt16() { return readBigEndian<std::uint16_t>(); }
-std::int64_t PSDScanner::scanInt32() { return static_cast<std::int32_t>(readBigEndian<std::uint32_t>()); }
-std::int64_t PSDScanner::scanUInt32() { return readBigEndian<std::uint32_t>(); }
-std::int64_t PSDScanner::scanInt64() { return static_cast<std::int64_t>(readBigEndian<std::uint64_t>()); }
+std::int64_t PSDScanner::scanUInt8()
+{
+    return readBigEndian<std::uint8_t>();
+}
+std::int64_t PSDScanner::scanInt16()
+{
+    return static_cast<std::int16_t>(readBigEndian<std::uint16_t>());
+}
+std::int64_t PSDScanner::scanUInt16()
+{
+    return readBigEndian<std::uint16_t>();
+}
+std::int64_t PSDScanner::scanInt32()
+{
+    return static_cast<std::int32_t>(readBigEndian<std::uint32_t>());
+}
+std::int64_t PSDScanner::scanUInt32()
+{
+    return readBigEndian<std::uint32_t>();
+}
+std::int64_t PSDScanner::scanInt64()
+{
+    return static_cast<std::int64_t>(readBigEndian<std::uint64_t>());
+}
 
-double PSDScanner::scanFloat32() { return static_cast<double>(std::bit_cast<float>(readBigEndian<std::uint32_t>())); }
-double PSDScanner::scanFloat64() { return std::bit_cast<double>(readBigEndian<std::uint64_t>()); }
+double PSDScanner::scanFloat32()
+{
+    return static_cast<double>(std::bit_cast<float>(readBigEndian<std::uint32_t>()));
+}
+double PSDScanner::scanFloat64()
+{
+    return std::bit_cast<double>(readBigEndian<std::uint64_t>());
+}
 
 double PSDScanner::scanFixed32()
 {

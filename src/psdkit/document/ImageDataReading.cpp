@@ -65,7 +65,8 @@ void PSDDocumentReader::readImageData()
                 sum += n; // at most 2^31 rows of 32-bit counts: cannot overflow
             }
             image::AnyChannelData channel(sampleType, scanner_.scanData(sum), true,
-                                          image::ChannelDataCompressionType::rle, image::PredictionType::none);
+                                          image::ChannelDataCompressionType::rle,
+                                          image::PredictionType::none);
             channel.rowByteCounts = std::move(counts);
             doc.imageDataChannelData.push_back(std::move(channel));
         }
@@ -80,7 +81,8 @@ void PSDDocumentReader::buildAlphaChannels()
     if (doc.numberOfChannels <= first) {
         return;
     }
-    const auto& names = doc.alphaChannelsUnicodeNames ? doc.alphaChannelsUnicodeNames : doc.alphaChannelsPascalNames;
+    const auto& names =
+        doc.alphaChannelsUnicodeNames ? doc.alphaChannelsUnicodeNames : doc.alphaChannelsPascalNames;
     doc.alphaChannels.emplace();
     const image::IntegralSize size{doc.imageWidth, doc.imageHeight};
     for (std::int64_t c = first; c < doc.numberOfChannels; ++c) {

@@ -27,7 +27,8 @@ std::string softwareNameAndVersion()
 
 } // namespace
 
-void writeImageResourceBlocks(PSDWriter& writer, PSDWrapper& doc, bool hasComposite, bool compositeTransparency)
+void writeImageResourceBlocks(PSDWriter& writer, PSDWrapper& doc, bool hasComposite,
+                              bool compositeTransparency)
 {
     writeResource(writer, ImageResourceID::resolutionInfo, "", [&](PSDWriter& w) {
         w.appendFixed32(doc.hRes);
@@ -52,13 +53,16 @@ void writeImageResourceBlocks(PSDWriter& writer, PSDWrapper& doc, bool hasCompos
             doc.targetLayerIndex = static_cast<std::int64_t>(i);
         }
     }
-    writeResource(writer, ImageResourceID::layerStateInfo, "", [&](PSDWriter& w) { w.appendInt16(doc.targetLayerIndex); });
-    writeResource(writer, ImageResourceID::globalLightAngle, "", [&](PSDWriter& w) { w.appendInt32(doc.globalLightAngle); });
+    writeResource(writer, ImageResourceID::layerStateInfo, "",
+                  [&](PSDWriter& w) { w.appendInt16(doc.targetLayerIndex); });
+    writeResource(writer, ImageResourceID::globalLightAngle, "",
+                  [&](PSDWriter& w) { w.appendInt32(doc.globalLightAngle); });
     if (const auto profile = doc.colorSpace.iccData()) {
         writeResource(writer, ImageResourceID::iccProfile, "", [&](PSDWriter& w) { w.appendData(*profile); });
     }
     if (!doc.enableLayerEffects) {
-        writeResource(writer, ImageResourceID::layerEffectsVisible, "", [&](PSDWriter& w) { w.appendUInt8(0); });
+        writeResource(writer, ImageResourceID::layerEffectsVisible, "",
+                      [&](PSDWriter& w) { w.appendUInt8(0); });
     }
     writeResource(writer, 1044, "", [&](PSDWriter& w) { w.appendInt32(doc.minimumNewLayerID); });
     writeResource(writer, 1045, "", [&](PSDWriter& w) {
@@ -71,7 +75,8 @@ void writeImageResourceBlocks(PSDWriter& writer, PSDWrapper& doc, bool hasCompos
             }
         }
     });
-    writeResource(writer, ImageResourceID::globalLightAltitude, "", [&](PSDWriter& w) { w.appendInt32(doc.globalLightAltitude); });
+    writeResource(writer, ImageResourceID::globalLightAltitude, "",
+                  [&](PSDWriter& w) { w.appendInt32(doc.globalLightAltitude); });
     const std::string software = softwareNameAndVersion();
     writeResource(writer, ImageResourceID::versionInfo, "", [&](PSDWriter& w) {
         w.appendUInt32(1);

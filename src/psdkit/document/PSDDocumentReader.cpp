@@ -1,5 +1,5 @@
-#include "psdkit/core/ImageResourceID.hpp"
 #include "psdkit/document/PSDDocumentReader.hpp"
+#include "psdkit/core/ImageResourceID.hpp"
 
 #include <algorithm>
 #include <array>
@@ -29,10 +29,20 @@ std::int64_t sectionEnd(std::int64_t base, std::int64_t length)
 bool isDroppedResource(std::int64_t id)
 {
     using ID = ImageResourceID;
-    static constexpr std::array<std::int64_t, 14> kDropped = {
-        ID::obsoleteChannelInfo, ID::obsolete1003, ID::obsoleteDisplayInfo, ID::obsolete1020, ID::obsolete1023,
-        ID::obsolete1027,        ID::iptcNaa,      ID::thumbnailOld,        ID::thumbnail,    ID::obsolete1038,
-        ID::versionInfo,         ID::exif,         ID::exif3,               ID::xmp};
+    static constexpr std::array<std::int64_t, 14> kDropped = {ID::obsoleteChannelInfo,
+                                                              ID::obsolete1003,
+                                                              ID::obsoleteDisplayInfo,
+                                                              ID::obsolete1020,
+                                                              ID::obsolete1023,
+                                                              ID::obsolete1027,
+                                                              ID::iptcNaa,
+                                                              ID::thumbnailOld,
+                                                              ID::thumbnail,
+                                                              ID::obsolete1038,
+                                                              ID::versionInfo,
+                                                              ID::exif,
+                                                              ID::exif3,
+                                                              ID::xmp};
     return std::find(kDropped.begin(), kDropped.end(), id) != kDropped.end();
 }
 

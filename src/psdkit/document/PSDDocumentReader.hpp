@@ -22,8 +22,9 @@
 namespace psdkit {
 
 class PSDDocumentReader {
-public:
-    PSDDocumentReader(PSDWrapper& document, std::span<const std::uint8_t> data, const PSDReadOptions& options = {})
+  public:
+    PSDDocumentReader(PSDWrapper& document, std::span<const std::uint8_t> data,
+                      const PSDReadOptions& options = {})
         : document_(document), data_(data), scanner_(data), options_(options)
     {
     }
@@ -36,7 +37,7 @@ public:
     /// Reads the whole file into the document; throws on the first failure.
     void read();
 
-private:
+  private:
     void readHeader();
     void readColorModeData();
     void readImageResources();

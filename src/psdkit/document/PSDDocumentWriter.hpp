@@ -11,7 +11,7 @@
 namespace psdkit {
 
 class PSDDocumentWriter {
-public:
+  public:
     PSDDocumentWriter(PSDWrapper& document, const image::PixelBufferType* composite, PSDOutputSink& sink)
         : document_(document), composite_(composite), writer_(sink)
     {
@@ -19,7 +19,7 @@ public:
     /// Writes the whole file to the sink; throws on the first failure.
     void write();
 
-private:
+  private:
     // Refuses (writeParameterError, naming the layer or field) every document whose output the
     // reader would refuse or read back differently; runs before the first byte is written.
     void checkWritable() const;

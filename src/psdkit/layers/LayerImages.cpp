@@ -60,9 +60,9 @@ image::AnyChannelData opaqueChannel(std::int64_t bitDepth, image::IntegralSize s
     }
     // PackBits turns two bytes into at most 128, deflate one byte into at most 1032.
     const auto stored = static_cast<std::int64_t>(sibling.storedBytes().size());
-    const std::int64_t expansion = sibling.compressionType == image::ChannelDataCompressionType::zip ? 1032
+    const std::int64_t expansion = sibling.compressionType == image::ChannelDataCompressionType::zip   ? 1032
                                    : sibling.compressionType == image::ChannelDataCompressionType::rle ? 64
-                                                                                                      : 1;
+                                                                                                       : 1;
     if (bytes / expansion > stored) {
         throw image::ImageException(image::ImageError::imageTooLarge);
     }

@@ -23,10 +23,12 @@ namespace psdkit::layerimages {
 /// An ARGB8, RGBA16 or RGBA32 buffer (by depth) decoded from four channels. Throws the image
 /// core's error, or PSDException(readParameterError) for a depth other than 8, 16, 32.
 [[nodiscard]] std::shared_ptr<image::PixelBufferType>
-colorImage(std::int64_t bitDepth, image::IntegralSize size, std::span<const image::AnyChannelData* const> channels);
+colorImage(std::int64_t bitDepth, image::IntegralSize size,
+           std::span<const image::AnyChannelData* const> channels);
 
 /// A Gray8, Gray16 or Gray32 buffer decoded from one channel; errors as `colorImage`.
 [[nodiscard]] std::shared_ptr<image::PixelBufferType>
-grayImage(std::int64_t bitDepth, image::IntegralSize size, std::span<const image::AnyChannelData* const> channels);
+grayImage(std::int64_t bitDepth, image::IntegralSize size,
+          std::span<const image::AnyChannelData* const> channels);
 
 } // namespace psdkit::layerimages

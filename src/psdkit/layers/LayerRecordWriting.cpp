@@ -24,7 +24,7 @@ namespace {
 bool lacksHighDepthForm(const PSDFourCharCode& mode)
 {
     static const PSDFourCharLiteral kModes[] = {"idiv", "lbrn", "scrn", "div ", "over", "sLit",
-                                             "hLit", "vLit", "lLit", "pLit", "hMix", "smud"};
+                                                "hLit", "vLit", "lLit", "pLit", "hMix", "smud"};
     for (const auto& m : kModes) {
         if (m == mode) {
             return true;
@@ -222,12 +222,14 @@ void PSDLayerWrapper::writeTaggedBlocks(PSDWriter& writer, bool bigFile) const
     }
     writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("luni"),
                      [&](PSDWriter& w) { w.appendUnicodeString(name, false, 4); });
-    writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lyid"), [&](PSDWriter& w) { w.appendInt32(layerID); });
+    writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lyid"),
+                     [&](PSDWriter& w) { w.appendInt32(layerID); });
     writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lclr"), [&](PSDWriter& w) {
         w.appendInt16(colorLabel);
         w.appendPadding(6);
     });
-    writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lspf"), [&](PSDWriter& w) { w.appendUInt32(lockFlags); });
+    writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lspf"),
+                     [&](PSDWriter& w) { w.appendUInt32(lockFlags); });
     // Artboards open a group too: without their divider setting, the divider that closes them
     // would be left unbalanced for every reader. Read back, "lsct" makes the record a group and
     // the kept "artb" block makes it an artboard again.

@@ -11,12 +11,12 @@ struct AdjustmentEntry {
 const std::array<AdjustmentEntry, 19>& adjustmentTable()
 {
     static const std::array<AdjustmentEntry, 19> table = {{
-        {"SoCo", "solidColor"},     {"GdFl", "gradientFill"},   {"PtFl", "patternFill"},
-        {"brit", "brightnessContrast"}, {"levl", "levels"},     {"curv", "curves"},
-        {"expA", "exposure"},       {"vibA", "vibrance"},       {"hue2", "hueSaturation"},
-        {"blnc", "colorBalance"},   {"blwh", "blackAndWhite"},  {"phfl", "photoFilter"},
-        {"mixr", "channelMixer"},   {"clrL", "colorLookup"},    {"nvrt", "invert"},
-        {"post", "posterize"},      {"thrs", "threshold"},      {"grdm", "gradientMap"},
+        {"SoCo", "solidColor"},         {"GdFl", "gradientFill"},  {"PtFl", "patternFill"},
+        {"brit", "brightnessContrast"}, {"levl", "levels"},        {"curv", "curves"},
+        {"expA", "exposure"},           {"vibA", "vibrance"},      {"hue2", "hueSaturation"},
+        {"blnc", "colorBalance"},       {"blwh", "blackAndWhite"}, {"phfl", "photoFilter"},
+        {"mixr", "channelMixer"},       {"clrL", "colorLookup"},   {"nvrt", "invert"},
+        {"post", "posterize"},          {"thrs", "threshold"},     {"grdm", "gradientMap"},
         {"selc", "selectiveColor"},
     }};
     return table;

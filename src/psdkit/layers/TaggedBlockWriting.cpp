@@ -10,8 +10,8 @@ namespace psdkit {
 bool usesLongLengthInBigFiles(const PSDFourCharCode& key)
 {
     static const std::array<PSDFourCharLiteral, 16> kKeys = {"LMsk", "Lr16", "Lr32", "Layr", "Mt16", "Mt32",
-                                                          "Mtrn", "Alph", "FMsk", "lnk2", "FEid", "FXid",
-                                                          "PxSD", "artd", "cinf", "plst"};
+                                                             "Mtrn", "Alph", "FMsk", "lnk2", "FEid", "FXid",
+                                                             "PxSD", "artd", "cinf", "plst"};
     return std::find(kKeys.begin(), kKeys.end(), key) != kKeys.end();
 }
 
@@ -28,15 +28,18 @@ void writeKeptBlock(PSDWriter& writer, TaggedBlockLevel level, const PSDRawBlock
 
 bool isTaggedDataKey(const PSDFourCharCode& key)
 {
-    static const std::array<PSDFourCharCode, 5> kOthers = {PSDFourCharCode("artb"), PSDFourCharCode("fxrp"), PSDFourCharCode("lrFX"), PSDFourCharCode("lfx2"), PSDFourCharCode("lmfx")};
+    static const std::array<PSDFourCharCode, 5> kOthers = {PSDFourCharCode("artb"), PSDFourCharCode("fxrp"),
+                                                           PSDFourCharCode("lrFX"), PSDFourCharCode("lfx2"),
+                                                           PSDFourCharCode("lmfx")};
     return adjustmentLayerTypeForKey(key).has_value() ||
            std::find(kOthers.begin(), kOthers.end(), key) != kOthers.end();
 }
 
 bool isGeneratedLayerBlockKey(const PSDFourCharCode& key)
 {
-    static const std::array<PSDFourCharCode, 7> kKeys = {PSDFourCharCode("luni"), PSDFourCharCode("lyid"), PSDFourCharCode("lsct"), PSDFourCharCode("lsdk"),
-                                                         PSDFourCharCode("iOpa"), PSDFourCharCode("lclr"), PSDFourCharCode("lspf")};
+    static const std::array<PSDFourCharCode, 7> kKeys = {
+        PSDFourCharCode("luni"), PSDFourCharCode("lyid"), PSDFourCharCode("lsct"), PSDFourCharCode("lsdk"),
+        PSDFourCharCode("iOpa"), PSDFourCharCode("lclr"), PSDFourCharCode("lspf")};
     return std::find(kKeys.begin(), kKeys.end(), key) != kKeys.end();
 }
 

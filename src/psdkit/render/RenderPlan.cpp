@@ -249,7 +249,8 @@ class PlanBuilder {
             if (!prepareContent(layer, node)) {
                 return std::nullopt;
             }
-            if (!findLayerBlock(layer, PSDFourCharCode("lfx2")).empty() || !findLayerBlock(layer, PSDFourCharCode("lrFX")).empty()) {
+            if (!findLayerBlock(layer, PSDFourCharCode("lfx2")).empty() ||
+                !findLayerBlock(layer, PSDFourCharCode("lrFX")).empty()) {
                 result_.layersWithEffectsNotDrawn.push_back(entry.index);
             }
         }
@@ -270,8 +271,8 @@ class PlanBuilder {
             const bool isFill = type == PSDAdjustmentLayerType::solidColor ||
                                 type == PSDAdjustmentLayerType::gradientFill ||
                                 type == PSDAdjustmentLayerType::patternFill;
-            const bool hasPath =
-                !findLayerBlock(layer, PSDFourCharCode("vmsk")).empty() || !findLayerBlock(layer, PSDFourCharCode("vsms")).empty();
+            const bool hasPath = !findLayerBlock(layer, PSDFourCharCode("vmsk")).empty() ||
+                                 !findLayerBlock(layer, PSDFourCharCode("vsms")).empty();
             if (isFill && !hasPath && preparePixels(layer, node)) {
                 return true;
             }

@@ -4,8 +4,8 @@
 #include "psdkit/Export.hpp"
 #include <algorithm>
 #include <cstdint>
-#include <span>
 #include <map>
+#include <span>
 #include <string>
 #include <utility>
 #include <variant>
@@ -73,7 +73,8 @@ class PSDKIT_EXPORT AnyChannelData {
         const auto y = b.storedBytes();
         return a.sampleType_ == b.sampleType_ && a.compressionType == b.compressionType &&
                a.predictionType == b.predictionType && std::equal(x.begin(), x.end(), y.begin(), y.end()) &&
-               a.rowByteCounts == b.rowByteCounts && a.bigEndian == b.bigEndian && a.properties == b.properties;
+               a.rowByteCounts == b.rowByteCounts && a.bigEndian == b.bigEndian &&
+               a.properties == b.properties;
     }
 
   private:

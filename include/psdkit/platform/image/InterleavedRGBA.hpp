@@ -22,13 +22,14 @@ pixelBufferFromRGBA(IntegralSize size, std::span<const std::uint8_t> rgba);
 [[nodiscard]] PSDKIT_EXPORT std::shared_ptr<PixelBuffer<PixelRGBA16>>
 pixelBufferFromRGBA(IntegralSize size, std::span<const std::uint16_t> rgba);
 /// The same for a `PixelRGBA32` buffer (samples 0.0 to 1.0, 1.0 opaque).
-[[nodiscard]] PSDKIT_EXPORT std::shared_ptr<PixelBuffer<PixelRGBA32>> pixelBufferFromRGBA(IntegralSize size,
-                                                                            std::span<const float> rgba);
+[[nodiscard]] PSDKIT_EXPORT std::shared_ptr<PixelBuffer<PixelRGBA32>>
+pixelBufferFromRGBA(IntegralSize size, std::span<const float> rgba);
 
 /// The pixels of an 8-bit colour buffer as interleaved red, green, blue, transparency bytes.
 [[nodiscard]] PSDKIT_EXPORT std::vector<std::uint8_t> interleavedRGBA(const PixelBuffer<PixelARGB8>& buffer);
 /// The pixels of a 16-bit colour buffer as interleaved red, green, blue, transparency samples.
-[[nodiscard]] PSDKIT_EXPORT std::vector<std::uint16_t> interleavedRGBA(const PixelBuffer<PixelRGBA16>& buffer);
+[[nodiscard]] PSDKIT_EXPORT std::vector<std::uint16_t>
+interleavedRGBA(const PixelBuffer<PixelRGBA16>& buffer);
 /// The pixels of a 32-bit colour buffer as interleaved red, green, blue, transparency samples.
 [[nodiscard]] PSDKIT_EXPORT std::vector<float> interleavedRGBA(const PixelBuffer<PixelRGBA32>& buffer);
 

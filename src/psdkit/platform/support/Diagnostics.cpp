@@ -33,7 +33,10 @@ DiagnosticsSink setDiagnosticsSink(DiagnosticsSink sink)
     return previous;
 }
 
-bool diagnosticsEnabled() noexcept { return sinkEnabled.load(std::memory_order_relaxed); }
+bool diagnosticsEnabled() noexcept
+{
+    return sinkEnabled.load(std::memory_order_relaxed);
+}
 
 void emitDiagnostic(std::string_view line)
 {

@@ -32,7 +32,8 @@ std::string debugQuoted(std::string_view text)
         default:
             if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
                 char buffer[12];
-                std::snprintf(buffer, sizeof buffer, "\\u{%x}", static_cast<unsigned>(static_cast<unsigned char>(c)));
+                std::snprintf(buffer, sizeof buffer, "\\u{%x}",
+                              static_cast<unsigned>(static_cast<unsigned char>(c)));
                 out += buffer;
             } else {
                 out.push_back(c);
