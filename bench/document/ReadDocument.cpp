@@ -6,10 +6,11 @@
 //   psdkit_read_document FILE --stats          read, then print the sizes the memory budget needs
 //   psdkit_read_document FILE --write OUT      read, then write the document back to OUT
 //   psdkit_read_document FILE --widen16 OUT    read an 8-bit document, write it as a 16-bit one
-//   psdkit_read_document FILE --render         read, then render the layers (best of three)
+//   psdkit_read_document FILE --structure      read the structure only, decode no image
+//   psdkit_read_document FILE --layer N        read on demand, then decode layer N's images only
+//   psdkit_read_document FILE --threads N      read (every image and the composite) on N threads
 //
 // --write and --widen16 print the read and write times (steady clock) on standard error.
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
@@ -32,7 +33,6 @@
 #include "psdkit/document/PSDWrapper.hpp"
 #include "psdkit/platform/image/PixelBuffer.hpp"
 #include "psdkit/platform/support/Diagnostics.hpp"
-#include "psdkit/render/PSDRenderer.hpp"
 
 namespace {
 
@@ -155,13 +155,21 @@ std::shared_ptr<image::PixelBufferType> widenTo16Bits(PSDWrapper& document,
 int run(int argc, char** argv)
 {
     if (argc < 2) {
-        std::fprintf(stderr, "usage: %s FILE [--stats | --write OUT | --widen16 OUT]\n", argv[0]);
+        std::fprintf(stderr,
+                     "usage: %s FILE [--stats | --structure | --layer N | --threads N | --write OUT | "
+                     "--widen16 OUT]\n",
+                     argv[0]);
         return 2;
     }
     const std::string mode = argc >= 3 ? argv[2] : "";
     const bool writes = mode == "--write" || mode == "--widen16";
-    if ((writes && argc != 4) || (!writes && mode != "" && mode != "--stats" && mode != "--render")) {
-        std::fprintf(stderr, "usage: %s FILE [--stats | --write OUT | --widen16 OUT]\n", argv[0]);
+    const bool counted = mode == "--layer" || mode == "--threads";
+    if (((writes || counted) && argc != 4) ||
+        (!writes && !counted && mode != "" && mode != "--stats" && mode != "--structure")) {
+        std::fprintf(stderr,
+                     "usage: %s FILE [--stats | --structure | --layer N | --threads N | --write OUT | "
+                     "--widen16 OUT]\n",
+                     argv[0]);
         return 2;
     }
     setDiagnosticsSink({});
@@ -169,9 +177,25 @@ int run(int argc, char** argv)
     const auto start = Clock::now();
     FileBytes bytes = readFile(argv[1]);
     const std::size_t fileSize = bytes.size;
-    PSDWrapper document{bytes.span()};
-    // The document keeps what it needs: the file's bytes can go before the composite is made.
-    bytes.release();
+    // The document shares the mapping (its planes refer to it) instead of copying the file.
+    auto mapping = std::make_shared<FileBytes>(std::move(bytes));
+    PSDReadOptions options;
+    if (mode == "--structure") {
+        options.imageDecoding = PSDImageDecoding::never;
+    } else if (mode == "--layer") {
+        options.imageDecoding = PSDImageDecoding::onDemand;
+    } else if (mode == "--threads") {
+        options.threadCount = static_cast<unsigned>(std::stoul(argv[3]));
+    }
+    PSDWrapper document(PSDSharedBytes(mapping, mapping->span()), options);
+    mapping.reset();
+    if (mode == "--structure") {
+        return document.layers.empty() ? 1 : 0;
+    }
+    if (mode == "--layer") {
+        const auto& layer = document.layers.at(std::stoul(argv[3]));
+        return layer->contentImage() || layer->maskImage() ? 0 : 1;
+    }
     std::shared_ptr<image::PixelBufferType> composite = document.compositeImage();
     const double readSeconds = secondsSince(start);
 
@@ -186,16 +210,6 @@ int run(int argc, char** argv)
                     "composite_pixel_bytes=%zu\ndecoded_bytes=%zu\nread_seconds=%.3f\n",
                     fileSize, document.layers.size(), layerImages, layerBytes, decodedBytes(composite.get()),
                     layerBytes + decodedBytes(composite.get()), readSeconds);
-        return 0;
-    }
-    if (mode == "--render") {
-        double best = 1e30;
-        for (int run = 0; run < 3; ++run) {
-            const auto renderStart = Clock::now();
-            const PSDRenderResult result = renderDocument(document);
-            best = std::min(best, secondsSince(renderStart));
-        }
-        std::printf("read_seconds=%.3f\nrender_seconds=%.3f\n", readSeconds, best);
         return 0;
     }
     if (!writes) {

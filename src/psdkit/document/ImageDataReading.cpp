@@ -54,19 +54,25 @@ void PSDDocumentReader::readImageData()
     }
     doc.imageDataChannelData.reserve(static_cast<std::size_t>(std::min<std::int64_t>(channels, 64)));
     for (std::int64_t c = 0; c < channels; ++c) {
+        // A plane shares the input when the reader was given shared bytes, else it is a copy.
+        const auto plane = [&](std::int64_t length, image::ChannelDataCompressionType compression) {
+            if (!scanner_.sharesInput()) {
+                return image::AnyChannelData(sampleType, scanner_.scanData(length), true, compression,
+                                             image::PredictionType::none);
+            }
+            image::AnyChannelData channel(sampleType, {}, true, compression, image::PredictionType::none);
+            channel.sharedData = sharedSlice(length);
+            return channel;
+        };
         if (code == 0) {
-            doc.imageDataChannelData.emplace_back(sampleType, scanner_.scanData(planeBytes), true,
-                                                  image::ChannelDataCompressionType::none,
-                                                  image::PredictionType::none);
+            doc.imageDataChannelData.push_back(plane(planeBytes, image::ChannelDataCompressionType::none));
         } else {
             auto& counts = rowCounts[static_cast<std::size_t>(c)];
             std::int64_t sum = 0;
             for (const std::int64_t n : counts) {
                 sum += n; // at most 2^31 rows of 32-bit counts: cannot overflow
             }
-            image::AnyChannelData channel(sampleType, scanner_.scanData(sum), true,
-                                          image::ChannelDataCompressionType::rle,
-                                          image::PredictionType::none);
+            image::AnyChannelData channel = plane(sum, image::ChannelDataCompressionType::rle);
             channel.rowByteCounts = std::move(counts);
             doc.imageDataChannelData.push_back(std::move(channel));
         }
