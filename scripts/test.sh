@@ -15,6 +15,9 @@ run_suite() {
   ctest --test-dir "$dir" --output-on-failure -j "$jobs"
 }
 
+echo "== formatting: every C++ file as .clang-format says"
+scripts/check-format.sh
+
 echo "== build and test (RelWithDebInfo)"
 run_suite build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPSDKIT_PYTHON=ON
 scripts/test-package.sh build/release
