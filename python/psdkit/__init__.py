@@ -56,16 +56,9 @@ def _iter(self: Document) -> Iterator[Node]:
     return iter(_tree.build_tree(self.layers))
 
 
-def _render(self: Document, *args, **kwargs):
-    # RENDER: the compositor of src/psdkit/render/ is bound here once it lands; until then there is
-    # nothing to call, and the stored composite is what composite() returns.
-    raise NotImplementedError("psdkit cannot render documents yet; composite() returns the stored merged image")
-
-
 Document.tree = property(_tree_of, doc="The layer tree: top-level nodes, top first (built anew on each read).")
 Document.walk = _walk
 Document.walk.__doc__ = "(depth, node) for every layer but dividers, depth first, top first."
 Document.__iter__ = _iter
-Document.render = _render
 Document.__repr__ = lambda self: (f"<psdkit.Document {self.width}x{self.height} {self.depth}-bit, "
                                   f"{len(self.layers)} layer records>")

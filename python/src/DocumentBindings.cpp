@@ -10,6 +10,7 @@
 #include "Conversions.hpp"
 
 #include "psdkit/document/PSDWrapper.hpp"
+#include "psdkit/render/PSDRenderer.hpp"
 
 namespace psdkit::python {
 
@@ -311,7 +312,33 @@ void bindImages(py::class_<Document>& cls)
             d.addAlphaChannel(std::move(channel));
         },
         py::arg("name"), py::arg("pixels"), "Appends an alpha channel: pixels of shape (height, width).");
-    // RENDER: render() is defined in psdkit/__init__.py and reaches the compositor from there.
+    cls.def(
+        "render",
+        [](const Document& d, double scale, const py::object& region, unsigned threads) {
+            PSDRenderOptions options;
+            options.scale = scale;
+            options.threadCount = threads;
+            if (!region.is_none()) {
+                const auto r =
+                    region.cast<std::tuple<std::int64_t, std::int64_t, std::int64_t, std::int64_t>>();
+                options.region =
+                    image::IntegralRect{std::get<0>(r), std::get<1>(r), std::get<2>(r), std::get<3>(r)};
+            }
+            std::shared_ptr<image::PixelBufferType> image;
+            try {
+                py::gil_scoped_release release;
+                image = renderDocument(d, options).image;
+            } catch (const PSDRenderException& e) {
+                throw py::value_error(e.what());
+            }
+            return arrayFromImage(image);
+        },
+        py::arg("scale") = 1.0, py::arg("region") = py::none(), py::arg("threads") = 0,
+        "The layers rendered by the library's compositor (blend modes, masks, clipping, groups, fill and "
+        "adjustment layers; not layer effects), (height, width, 4) RGBA of the document's dtype, "
+        "transparent where no layer covers the canvas. region: (x, y, width, height) in document pixels; "
+        "scale: output pixels per document pixel, above 0 and at most 16. Raises ValueError for refused "
+        "options; the GIL is released while rendering.");
 }
 
 } // namespace

@@ -228,3 +228,23 @@ def test_take_pixels_moves_them_out_without_changing_them(depth):
     taken = layer.take_pixels()
     assert layer.pixels is None and taken.base is not None
     np.testing.assert_array_equal(taken, expected)
+
+
+def test_render_blends_the_layers_by_their_opacity():
+    doc = psdkit.Document(4, 3, 8)
+    red = np.zeros((3, 4, 4), np.uint8)
+    red[..., 0] = 255
+    red[..., 3] = 255
+    blue = np.zeros((1, 2, 4), np.uint8)
+    blue[..., 2] = 255
+    blue[..., 3] = 255
+    doc.add_layer("red", red)
+    doc.add_layer("blue", blue, left=1, top=1, opacity=128 / 255)
+    image = doc.render()
+    assert image.shape == (3, 4, 4)
+    assert list(image[0, 0]) == [255, 0, 0, 255]
+    # Half of the blue (128/255) over red, worked out by hand: 255 * 127/255 = 127 red, 128 blue.
+    assert abs(int(image[1, 1, 0]) - 127) <= 1 and abs(int(image[1, 1, 2]) - 128) <= 1
+    assert doc.render(region=(1, 1, 2, 1)).shape == (1, 2, 4)
+    with pytest.raises(ValueError):
+        doc.render(scale=0)
