@@ -105,9 +105,11 @@ def imagemagick_files(work):
         print("note  ImageMagick is not installed (scripts/setup.sh installs it): its files are not checked")
         return []
     made = []
-    for name, args in (("im-flat.psd", ["-size", "19x7", "gradient:red-blue"]),
-                       ("im-layers.psd", ["-size", "19x7", "xc:white", "-size", "5x3", "xc:red", "-size",
-                                          "9x4", "xc:#00ff0080"])):
+    # 8-bit RGB, as most files from other tools are (plain colours would make ImageMagick choose
+    # grayscale, which psdkit refuses).
+    for name, args in (("im-flat.psd", ["-size", "19x7", "gradient:red-blue", "-depth", "8"]),
+                       ("im-layers.psd", ["-size", "19x7", "gradient:red-blue", "-size", "5x3", "xc:red",
+                                          "-size", "9x4", "gradient:green-yellow", "-depth", "8"])):
         path = work / name
         subprocess.run([program, *args, str(path)], check=True, capture_output=True)
         made.append(path)
