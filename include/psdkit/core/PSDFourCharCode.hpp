@@ -15,6 +15,7 @@ namespace psdkit {
 /// a code through `PSDFourCharCode(std::string)`.
 class PSDKIT_EXPORT PSDFourCharLiteral {
   public:
+    /// The literal's four characters; any other literal does not compile.
     template <std::size_t N>
     consteval PSDFourCharLiteral(const char (&literal)[N]) // NOLINT: implicit by design
     {

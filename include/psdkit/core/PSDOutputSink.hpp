@@ -40,6 +40,7 @@ class PSDKIT_EXPORT PSDOutputSink {
 /// in front (offsets count from where this sink began). Throws only std::bad_alloc.
 class PSDKIT_EXPORT PSDVectorOutputSink final : public PSDOutputSink {
   public:
+    /// A sink appending to `target`, which must outlive it; bytes already in it stay in front.
     explicit PSDVectorOutputSink(std::vector<std::uint8_t>& target) noexcept
         : target_(target), start_(target.size())
     {
@@ -60,6 +61,8 @@ class PSDKIT_EXPORT PSDVectorOutputSink final : public PSDOutputSink {
 /// std::system_error with the call's errno.
 class PSDKIT_EXPORT PSDFileDescriptorOutputSink final : public PSDOutputSink {
   public:
+    /// A sink writing at the current offset of `fileDescriptor` (opened for writing and seekable;
+    /// the caller keeps it open and closes it). Offsets count from where the sink began.
     explicit PSDFileDescriptorOutputSink(int fileDescriptor);
     void write(std::span<const std::uint8_t> bytes) override;
     void patch(std::uint64_t offset, std::span<const std::uint8_t> bytes) override;
@@ -77,6 +80,7 @@ class PSDKIT_EXPORT PSDFileDescriptorOutputSink final : public PSDOutputSink {
 /// std::ios_base::failure; the stream's own exception mask is left as it is.
 class PSDKIT_EXPORT PSDStreamOutputSink final : public PSDOutputSink {
   public:
+    /// A sink writing to `stream` from its current position; the stream must outlive the sink.
     explicit PSDStreamOutputSink(std::ostream& stream);
     void write(std::span<const std::uint8_t> bytes) override;
     void patch(std::uint64_t offset, std::span<const std::uint8_t> bytes) override;
