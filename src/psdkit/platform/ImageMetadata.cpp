@@ -378,6 +378,28 @@ void ImageMetadata::prepareForExport(double resolution, std::string_view fileTyp
     std::swap(tree_, updated);
 }
 
+namespace {
+
+// The packet's layout flags: the packet is rewritten whole whenever a document is saved, so it
+// carries no padding for in-place editing and is marked read-only accordingly; the compact form
+// keeps it small.
+constexpr auto kPacketFlags =
+    static_cast<std::uint16_t>(Exiv2::XmpParser::useCompactFormat | Exiv2::XmpParser::readOnlyPacket);
+
+// One encoding of `xmp` in the registry state its `namespaces` ask for; call with the Exiv2 lock
+// held. Throws PlatformException (metadataSerialize) when the toolkit refuses the tree.
+std::string encodePacket(const Exiv2::XmpData& xmp, const NamespaceBindings& namespaces)
+{
+    useNamespaces(namespaces);
+    std::string packet;
+    if (Exiv2::XmpParser::encode(packet, xmp, kPacketFlags, 0) != 0 || packet.empty()) {
+        throw PlatformException(PlatformErrorCode::metadataSerialize);
+    }
+    return packet;
+}
+
+} // namespace
+
 std::optional<std::vector<std::uint8_t>> ImageMetadata::xmpData() const
 {
     if (empty()) {
@@ -385,21 +407,24 @@ std::optional<std::vector<std::uint8_t>> ImageMetadata::xmpData() const
     }
     auto lock = lockExiv2();
     std::string packet;
-    // The packet is rewritten whole whenever a document is saved, so it carries no padding for
-    // in-place editing and is marked read-only accordingly; the compact form keeps it small.
-    constexpr auto kFlags =
-        static_cast<std::uint16_t>(Exiv2::XmpParser::useCompactFormat | Exiv2::XmpParser::readOnlyPacket);
-    int result = 0;
     try {
-        useNamespaces(tree_->namespaces);
-        result = Exiv2::XmpParser::encode(packet, tree_->xmp, kFlags, 0);
+        packet = encodePacket(tree_->xmp, tree_->namespaces);
+        // Encoding is not a fixed point: the toolkit writes simple properties as attributes ahead
+        // of structured ones, so the packet read back lists its namespaces, and then its
+        // properties, in another order and encodes differently. It is read back as a later read
+        // of the file would (fresh registry) and encoded once more; that form encodes to itself,
+        // so saving a saved document gives the same bytes.
+        resetNamespaceRegistry();
+        Exiv2::XmpData readBack;
+        if (Exiv2::XmpParser::decode(readBack, packet) == 0 && !readBack.empty()) {
+            packet = encodePacket(readBack, namespacesOf(readBack));
+        }
     } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const PlatformException&) {
         throw;
     } catch (const std::exception& error) {
         throw PlatformException(PlatformErrorCode::metadataSerialize, error.what());
-    }
-    if (result != 0 || packet.empty()) {
-        throw PlatformException(PlatformErrorCode::metadataSerialize);
     }
     const auto* first = reinterpret_cast<const std::uint8_t*>(packet.data());
     return std::vector<std::uint8_t>(first, first + packet.size());
