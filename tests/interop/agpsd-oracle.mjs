@@ -9,6 +9,9 @@
 //       writes small layered documents with ag-psd into FOLDER (PackBits, ZIP and PSB variants, and
 //       one with a document-level pattern) and dumps of the pixels it was given, to compare with
 //       what psdkit reads.
+//   node agpsd-oracle.mjs tree FILE...
+//       prints, as one JSON object by file name, the layer tree ag-psd reads from each FILE (depth,
+//       what the layer is, name, hidden, text) or {"error": message} where ag-psd refuses the file.
 import { mkdirSync, readFileSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { readPsd, writePsdBuffer } from './agpsd.mjs';
@@ -174,12 +177,47 @@ function write(folder) {
     dumpDocument(document, join(folder, 'agpsd-small-source'), 8);
 }
 
+// What ag-psd reads a layer as: group, text, placed file, adjustment, fill, vector data, effects.
+function layerKind(layer) {
+    const parts = ['children', 'text', 'placedLayer', 'vectorFill', 'vectorMask', 'vectorStroke', 'effects'];
+    const kind = parts.filter((part) => layer[part] !== undefined);
+    if (layer.adjustment) kind.push(`adjustment:${layer.adjustment.type}`);
+    return kind.join('+');
+}
+
+function trees(files) {
+    const result = {};
+    for (const file of files) {
+        try {
+            const psd = readPsd(readFileSync(file), {
+                skipLayerImageData: true,
+                skipCompositeImageData: true,
+                skipThumbnail: true,
+            });
+            const entries = [];
+            const visit = (children, depth) => {
+                for (const layer of children ?? []) {
+                    entries.push([depth, layerKind(layer), layer.name ?? '', !!layer.hidden, layer.text?.text ?? null]);
+                    visit(layer.children, depth + 1);
+                }
+            };
+            visit(psd.children, 0);
+            result[file] = entries;
+        } catch (error) {
+            result[file] = { error: String(error?.message ?? error) };
+        }
+    }
+    console.log(JSON.stringify(result));
+}
+
 const [command, ...rest] = process.argv.slice(2);
 if (command === 'dump' && rest.length >= 2) {
     dump(rest[0], rest[1], rest.includes('--skip-composite'));
 } else if (command === 'write' && rest.length === 1) {
     write(rest[0]);
+} else if (command === 'tree') {
+    trees(rest);
 } else {
-    console.error('usage: node agpsd-oracle.mjs dump FILE FOLDER [--skip-composite] | write FOLDER');
+    console.error('usage: node agpsd-oracle.mjs dump FILE FOLDER [--skip-composite] | write FOLDER | tree FILE...');
     process.exit(2);
 }

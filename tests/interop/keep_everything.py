@@ -3,21 +3,30 @@
 
 usage: keep_everything.py PSDKIT CORPUS_DIR WORK_DIR
 
-For every corpus file psdkit reads, and for files ImageMagick makes here (when it is installed):
-  - the tagged block lists per layer and at document level are equal before and after a rewrite,
-    and every block the writer does not regenerate has the same content;
-  - psd-tools sees the same layer tree: kinds, names, visibility and the text of type layers;
-  - rewriting the output once more gives the same layers, blocks and image data.
+For every corpus file psdkit reads, and for files ag-psd and ImageMagick (when it is installed)
+make here:
+  - the tagged block lists per layer (also in "Lr16"/"Lr32") and at document level are equal before
+    and after a rewrite, and every block the writer does not regenerate has the same content;
+  - psd-tools and ag-psd see the same layer tree: kinds, names, visibility, nesting and the text of
+    type layers;
+  - rewriting the output once more gives the same bytes;
+  - a layerless document keeps its channel count and alpha channel names over three rewrites.
 """
+import json
 import pathlib
 import shutil
-import struct
 import subprocess
 import logging
 import sys
 import warnings
 
 from psd_tools import PSDImage
+from psd_tools.constants import Resource
+
+HERE = pathlib.Path(__file__).resolve().parent
+sys.path.insert(0, str(HERE))
+sys.dont_write_bytecode = True  # no __pycache__ in the source tree
+from run import Failure, ensure_agpsd  # noqa: E402  (ag-psd is installed as the interop tests do)
 
 warnings.simplefilter("ignore")  # psd-tools warns about every key it does not know
 logging.disable(logging.WARNING)
@@ -38,10 +47,18 @@ def blocks(tagged):
     return [(key_text(k), v.data) for k, v in tagged.items() if key_text(k) not in REGENERATED]
 
 
+def layer_records(record):
+    """The layer records, from the layer info or, in 16- and 32-bit files, its "Lr16"/"Lr32" block."""
+    records = (record.layer_info.layer_records or []) if record.layer_info is not None else []
+    for key, block in (record.tagged_blocks.items() if record.tagged_blocks is not None else []):
+        if not records and key_text(key) in ("Lr16", "Lr32"):
+            records = block.data.layer_records or []
+    return records
+
+
 def block_lists(psd):
     record = psd._record.layer_and_mask_information
-    layers = (record.layer_info.layer_records or []) if record.layer_info is not None else []
-    return [blocks(record.tagged_blocks)] + [blocks(layer.tagged_blocks) for layer in layers]
+    return [blocks(record.tagged_blocks)] + [blocks(layer.tagged_blocks) for layer in layer_records(record)]
 
 
 def tree(psd):
@@ -51,14 +68,20 @@ def tree(psd):
     return [entry(layer) for layer in psd.descendants()]
 
 
-def after_resources(path):
-    """The bytes after the image resources (the metadata packet there is re-encoded on each write)."""
-    data = pathlib.Path(path).read_bytes()
-    offset = 26
-    for _ in range(2):
-        (length,) = struct.unpack(">I", data[offset:offset + 4])
-        offset += 4 + length
-    return data[offset:]
+def channels(psd):
+    """Channel count and alpha channel names (Unicode names, else Pascal names)."""
+    names = None
+    for resource in (Resource.ALPHA_NAMES_UNICODE, Resource.ALPHA_NAMES_PASCAL):
+        if names is None and resource in psd.image_resources:
+            names = list(psd.image_resources.get_data(resource)) or None
+    return psd._record.header.channels, names
+
+
+def agpsd_trees(paths):
+    """ag-psd's layer tree of each file, or {"error": ...} where it refuses one."""
+    result = subprocess.run(["node", str(HERE / "agpsd-oracle.mjs"), "tree", *map(str, paths)],
+                            capture_output=True, text=True, check=True)
+    return json.loads(result.stdout)
 
 
 def rewrite(psdkit, source, target):
@@ -67,19 +90,33 @@ def rewrite(psdkit, source, target):
         raise AssertionError("rewrite failed: " + result.stderr.strip())
 
 
-def check(psdkit, source, work):
-    once, twice = work / (source.stem + ".1" + source.suffix), work / (source.stem + ".2" + source.suffix)
+def rewritten(source, work, round):
+    return work / ("%s.%d%s" % (source.stem, round, source.suffix))
+
+
+def check(psdkit, source, work, trees):
+    once, twice = rewritten(source, work, 1), rewritten(source, work, 2)
     rewrite(psdkit, source, once)
     rewrite(psdkit, once, twice)
     problems = []
-    if after_resources(once) != after_resources(twice):
-        problems.append("a second rewrite changes the layers, blocks or image data")
+    if once.read_bytes() != twice.read_bytes():
+        problems.append("a second rewrite changes the bytes")
+    if "error" in trees[str(source)]:
+        print("note  ag-psd cannot read %s (%s)" % (source.name, trees[str(source)]["error"]))
+    elif trees[str(source)] != trees[str(once)]:
+        problems.append("ag-psd reads another layer tree: %s" % trees.get(str(once)))
     try:
         before = PSDImage.open(source)
     except Exception as error:  # psd-tools cannot read the original: only psdkit's side is checked
         print("note  psd-tools cannot read %s (%s)" % (source.name, error))
         return problems
     after = PSDImage.open(once)
+    if len(before) == 0:  # layerless: its channels must survive any number of rewrites
+        thrice = rewritten(source, work, 3)
+        rewrite(psdkit, twice, thrice)
+        if channels(PSDImage.open(thrice)) != channels(before):
+            problems.append("channels %s -> %s after three rewrites" % (channels(before),
+                                                                          channels(PSDImage.open(thrice))))
     lists_before, lists_after = block_lists(before), block_lists(after)
     if len(lists_before) != len(lists_after):
         problems.append("layer count %d -> %d" % (len(lists_before) - 1, len(lists_after) - 1))
@@ -98,8 +135,19 @@ def reads(psdkit, path):
     return subprocess.run([psdkit, "check", path], capture_output=True).returncode == 0
 
 
+def agpsd_files(work):
+    """Files ag-psd writes: layers and a group in PackBits, ZIP and PSB, and a pattern."""
+    folder = work / "agpsd"
+    subprocess.run(["node", str(HERE / "agpsd-oracle.mjs"), "write", str(folder)], check=True)
+    return sorted(p for p in folder.iterdir() if p.suffix in (".psd", ".psb"))
+
+
 def imagemagick_files(work):
-    """Files ImageMagick writes: a flat image and a layered one."""
+    """Files ImageMagick writes: flat images at 8 and 16 bits and a layered one.
+
+    ImageMagick 6 writes the blend key of the first layer of a layered file byte-reversed ("mron"),
+    which psd-tools and ag-psd both refuse; psdkit keeps the key as it is. The layered file is
+    checked as made (psdkit's side only) and with the key put right, which both oracles read."""
     program = shutil.which("magick") or shutil.which("convert")
     if program is None or subprocess.run([program, "-version"], capture_output=True).returncode != 0:
         print("note  ImageMagick is not installed (scripts/setup.sh installs it): its files are not checked")
@@ -107,12 +155,20 @@ def imagemagick_files(work):
     made = []
     # 8-bit RGB, as most files from other tools are (plain colours would make ImageMagick choose
     # grayscale, which psdkit refuses).
+    # 16-bit files keep their layers in the layer info, where psdkit writes them into "Lr16".
+    layers = ["-size", "19x7", "gradient:red-blue", "-size", "5x3", "xc:red", "-size", "9x4",
+              "gradient:green-yellow"]
     for name, args in (("im-flat.psd", ["-size", "19x7", "gradient:red-blue", "-depth", "8"]),
-                       ("im-layers.psd", ["-size", "19x7", "gradient:red-blue", "-size", "5x3", "xc:red",
-                                          "-size", "9x4", "gradient:green-yellow", "-depth", "8"])):
+                       ("im-flat-16.psd", ["-size", "19x7", "gradient:red-blue", "-depth", "16"]),
+                       ("im-layers.psd", layers + ["-depth", "8"]),
+                       ("im-layers-16.psd", layers + ["-depth", "16"])):
         path = work / name
         subprocess.run([program, *args, str(path)], check=True, capture_output=True)
         made.append(path)
+        if b"8BIMmron" in path.read_bytes():
+            repaired = work / name.replace(".psd", "-norm.psd")
+            repaired.write_bytes(path.read_bytes().replace(b"8BIMmron", b"8BIMnorm"))
+            made.append(repaired)
     return made
 
 
@@ -120,11 +176,19 @@ def main(psdkit, corpus, work):
     shutil.rmtree(work, ignore_errors=True)
     work.mkdir(parents=True)
     sources = sorted(p for p in corpus.iterdir() if p.suffix in (".psd", ".psb") and reads(psdkit, p))
-    sources += imagemagick_files(work)
+    try:
+        ensure_agpsd()
+    except Failure as error:
+        print("FAIL: %s" % error)
+        return 1
+    sources += agpsd_files(work) + imagemagick_files(work)
+    for source in sources:
+        rewrite(psdkit, source, rewritten(source, work, 1))
+    trees = agpsd_trees(sources + [rewritten(source, work, 1) for source in sources])
     failed = 0
     for source in sources:
         try:
-            problems = check(psdkit, source, work)
+            problems = check(psdkit, source, work, trees)
         except Exception as error:  # a reader's refusal is a failure of this check too
             problems = [str(error)]
         print("%s  %s" % ("FAIL" if problems else "ok  ", source.name))
