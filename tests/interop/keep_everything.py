@@ -62,10 +62,16 @@ def block_lists(psd):
 
 
 def tree(psd):
-    def entry(layer):
-        text = layer.text if layer.kind == "type" else None
-        return (layer.kind, layer.name, layer.visible, text)
-    return [entry(layer) for layer in psd.descendants()]
+    """(nesting depth, kind, name, visibility, text of a type layer) of every layer, top-down."""
+    entries = []
+
+    def walk(group, depth):
+        for layer in group:
+            entries.append((depth, layer.kind, layer.name, layer.visible, layer.text if layer.kind == "type" else None))
+            if layer.is_group():
+                walk(layer, depth + 1)
+    walk(psd, 0)
+    return entries
 
 
 def channels(psd):
