@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""psdkit rewrite keeps every tagged block, as psd-tools (an independent reader) sees them.
+"""psdkit rewrite keeps every tagged block and the layer tree, as psd-tools and ag-psd see them.
 
 usage: keep_everything.py PSDKIT CORPUS_DIR WORK_DIR
 
@@ -67,7 +67,8 @@ def tree(psd):
 
     def walk(group, depth):
         for layer in group:
-            entries.append((depth, layer.kind, layer.name, layer.visible, layer.text if layer.kind == "type" else None))
+            text = layer.text if layer.kind == "type" else None
+            entries.append((depth, layer.kind, layer.name, layer.visible, text))
             if layer.is_group():
                 walk(layer, depth + 1)
     walk(psd, 0)
@@ -101,8 +102,8 @@ def rewritten(source, work, round):
 
 
 def check(psdkit, source, work, trees):
+    """What a rewrite loses or changes; `source` was rewritten once already, `trees` are ag-psd's."""
     once, twice = rewritten(source, work, 1), rewritten(source, work, 2)
-    rewrite(psdkit, source, once)
     rewrite(psdkit, once, twice)
     problems = []
     if once.read_bytes() != twice.read_bytes():
@@ -161,7 +162,7 @@ def imagemagick_files(work):
     made = []
     # 8-bit RGB, as most files from other tools are (plain colours would make ImageMagick choose
     # grayscale, which psdkit refuses).
-    # 16-bit files keep their layers in the layer info, where psdkit writes them into "Lr16".
+    # ImageMagick keeps the layers of 16-bit files in the layer info; psdkit writes them in "Lr16".
     layers = ["-size", "19x7", "gradient:red-blue", "-size", "5x3", "xc:red", "-size", "9x4",
               "gradient:green-yellow"]
     for name, args in (("im-flat.psd", ["-size", "19x7", "gradient:red-blue", "-depth", "8"]),
