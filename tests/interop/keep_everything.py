@@ -26,6 +26,7 @@ from psd_tools.constants import Resource
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE))
 sys.dont_write_bytecode = True  # no __pycache__ in the source tree
+from psdtools_oracle import _layer_info as layer_info  # noqa: E402
 from run import Failure, ensure_agpsd  # noqa: E402  (ag-psd is installed as the interop tests do)
 
 warnings.simplefilter("ignore")  # psd-tools warns about every key it does not know
@@ -47,18 +48,12 @@ def blocks(tagged):
     return [(key_text(k), v.data) for k, v in tagged.items() if key_text(k) not in REGENERATED]
 
 
-def layer_records(record):
-    """The layer records, from the layer info or, in 16- and 32-bit files, its "Lr16"/"Lr32" block."""
-    records = (record.layer_info.layer_records or []) if record.layer_info is not None else []
-    for key, block in (record.tagged_blocks.items() if record.tagged_blocks is not None else []):
-        if not records and key_text(key) in ("Lr16", "Lr32"):
-            records = block.data.layer_records or []
-    return records
-
-
 def block_lists(psd):
-    record = psd._record.layer_and_mask_information
-    return [blocks(record.tagged_blocks)] + [blocks(layer.tagged_blocks) for layer in layer_records(record)]
+    """Kept blocks at document level, then per layer record (also from "Lr16"/"Lr32")."""
+    records = layer_info(psd._record)
+    layers = (records.layer_records or []) if records is not None else []
+    document = blocks(psd._record.layer_and_mask_information.tagged_blocks)
+    return [document] + [blocks(record.tagged_blocks) for record in layers]
 
 
 def tree(psd):
