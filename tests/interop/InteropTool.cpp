@@ -241,6 +241,8 @@ int rewrite(const fs::path& input, const fs::path& output, std::span<char*> opti
             document.patternData = PSDWrapper(std::span<const std::uint8_t>(other)).patternData;
         } else if (option == "--psb") {
             document.bigFile = true;
+        } else if (option == "--no-layers") {
+            document.layers.clear();
         } else if (option == "--properties") {
             document.propertiesDictionary["Interop Note"] = std::string("written for independent readers");
             document.propertiesDictionary["Revision"] = std::int64_t{3};
@@ -270,7 +272,7 @@ int run(int argc, char** argv)
     }
     std::fprintf(stderr,
                  "usage: %s dump FILE FOLDER\n"
-                 "       %s rewrite IN OUT [--psb] [--properties] [--patterns-from FILE]\n",
+                 "       %s rewrite IN OUT [--psb] [--no-layers] [--properties] [--patterns-from FILE]\n",
                  argv[0], argv[0]);
     return 2;
 }

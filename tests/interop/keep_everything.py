@@ -21,12 +21,11 @@ import sys
 import warnings
 
 from psd_tools import PSDImage
-from psd_tools.constants import Resource
 
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE))
 sys.dont_write_bytecode = True  # no __pycache__ in the source tree
-from psdtools_oracle import _layer_info as layer_info  # noqa: E402
+from psdtools_oracle import _layer_info as layer_info, channels  # noqa: E402
 from run import Failure, ensure_agpsd  # noqa: E402  (ag-psd is installed as the interop tests do)
 
 warnings.simplefilter("ignore")  # psd-tools warns about every key it does not know
@@ -68,15 +67,6 @@ def tree(psd):
                 walk(layer, depth + 1)
     walk(psd, 0)
     return entries
-
-
-def channels(psd):
-    """Channel count and alpha channel names (Unicode names, else Pascal names)."""
-    names = None
-    for resource in (Resource.ALPHA_NAMES_UNICODE, Resource.ALPHA_NAMES_PASCAL):
-        if names is None and resource in psd.image_resources:
-            names = list(psd.image_resources.get_data(resource)) or None
-    return psd._record.header.channels, names
 
 
 def agpsd_trees(paths):

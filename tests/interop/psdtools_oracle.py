@@ -9,7 +9,7 @@ import logging
 import warnings
 
 from psd_tools import PSDImage
-from psd_tools.constants import Tag
+from psd_tools.constants import Resource, Tag
 
 DIVIDER_KINDS = {1: "group", 2: "group", 3: "divider"}
 
@@ -24,6 +24,15 @@ def _layer_info(record):
             if info is not None:
                 return info
     return section.layer_info
+
+
+def channels(psd):
+    """The header's channel count and the alpha channel names (Unicode names, else Pascal names)."""
+    names = None
+    for resource in (Resource.ALPHA_NAMES_UNICODE, Resource.ALPHA_NAMES_PASCAL):
+        if names is None and resource in psd.image_resources:
+            names = list(psd.image_resources.get_data(resource)) or None
+    return psd._record.header.channels, names
 
 
 def _name(layer_record):
@@ -113,4 +122,5 @@ def _decode(path):
     patterns = None if tagged is None else tagged.get_data(Tag.PATTERNS1)
     return {"width": header.width, "height": header.height, "depth": header.depth,
             "layers": layers, "composite": list(composite), "blockKeys": keys, "pilImages": images,
+            "channels": channels(psd),
             "patterns": [] if patterns is None else [pattern.name.strip("\0") for pattern in patterns]}

@@ -303,6 +303,27 @@ def case_patterns(oracles, corpus, name, pattern_key):
     return notes
 
 
+def case_layerless_rewrites(oracles, corpus):
+    """A layerless document with transparency and an alpha channel keeps its channels, their names
+    and its pixels through three rewrites (each read with psd-tools, ag-psd and psdkit)."""
+    notes = []
+    written = oracles.work / "layerless-0.psd"
+    oracles.psdkit_rewrite(corpus / "psdtools-effects-stroke-without-vector-mask.psd", written, "--no-layers")
+    first = oracles.psdtools(written)
+    for round in (1, 2, 3):
+        source, written = written, oracles.work / f"layerless-{round}.psd"
+        oracles.psdkit_rewrite(source, written)
+        ours = compare_with_oracles(oracles, written, notes if round == 3 else [])
+        again = oracles.psdtools(written)
+        if again["channels"] != first["channels"]:
+            raise Failure(f"rewrite {round}: channels and alpha names {again['channels']}, "
+                          f"first written {first['channels']}")
+        if ours["composite"] != oracles.psdkit(source)["composite"]:
+            raise Failure(f"rewrite {round} changes the composite")
+    notes.append(f"channels and alpha names as psd-tools reads them: {first['channels']}")
+    return notes
+
+
 # Artboards are written with their group opening ("lsct") beside the kept "artb" block, so the
 # nesting stays balanced and both oracles must open the file.
 def case_artboards(oracles, corpus):
@@ -391,6 +412,8 @@ def main():
         ("Patt written from a Pat3 block (32-bit)",
          lambda: case_patterns(oracles, corpus, "psdtools-32bit.psd", "Pat3")),
         ("artboard groups", lambda: case_artboards(oracles, corpus)),
+        ("layerless with transparency and an alpha channel, three rewrites",
+         lambda: case_layerless_rewrites(oracles, corpus)),
         ("ag-psd writes, psdkit reads", lambda: case_agpsd_writes(oracles)),
         ("psd-tools writes, psdkit reads", lambda: case_psdtools_writes(oracles, corpus)),
     ]
