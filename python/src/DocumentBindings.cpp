@@ -1,5 +1,6 @@
 // psdkit.Document and psdkit.open: reading, the document's fields, building and saving.
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -33,6 +34,37 @@ PSDReadOptions readOptions(bool keepUnknownBlocks, const std::string& decoding, 
         throw py::value_error("decoding is 'eager', 'on_demand' or 'never'");
     }
     return options;
+}
+
+// Metadata from an XMP packet. ImageMetadata reads whole files only, so the packet is put into
+// the smallest file that carries it: a 1 x 1 header, no colour mode data, the one XMP resource.
+ImageMetadata metadataFromXMP(std::span<const std::uint8_t> packet)
+{
+    constexpr std::uint16_t xmpResource = 1060;
+    std::vector<std::uint8_t> file;
+    auto append16 = [&](std::uint32_t v) {
+        file.insert(file.end(), {std::uint8_t(v >> 8), std::uint8_t(v)});
+    };
+    auto append32 = [&](std::uint32_t v) {
+        append16(v >> 16);
+        append16(v & 0xffff);
+    };
+    const auto padded = static_cast<std::uint32_t>(packet.size() + packet.size() % 2);
+    file.insert(file.end(), {'8', 'B', 'P', 'S', 0, 1, 0, 0, 0, 0, 0, 0, 0, 3});
+    append32(1);           // height
+    append32(1);           // width
+    append16(8);           // depth
+    append16(3);           // RGB
+    append32(0);           // colour mode data
+    append32(12 + padded); // resources: signature, id, empty padded name, length, data
+    file.insert(file.end(), {'8', 'B', 'I', 'M'});
+    append16(xmpResource);
+    append16(0);
+    append32(static_cast<std::uint32_t>(packet.size()));
+    file.insert(file.end(), packet.begin(), packet.end());
+    file.resize(file.size() + packet.size() % 2);
+    append32(0); // layer and mask information
+    return ImageMetadata::fromFile(file);
 }
 
 // Raises OSError for `path` from errno (captured by the caller).
@@ -106,10 +138,10 @@ std::unique_ptr<Document> openDocument(const py::object& source, bool keepUnknow
         return std::make_unique<Document>(bytes, options);
     }
     const auto path = py::module_::import("os").attr("fspath")(source).cast<std::string>();
-    auto bytes = readFile(path);
+    // The document shares the bytes read (its compressed planes refer to them) instead of copying.
+    const PSDSharedBytes bytes(readFile(path));
     py::gil_scoped_release release;
-    auto document = std::make_unique<Document>(std::span<const std::uint8_t>(bytes), options);
-    return document;
+    return std::make_unique<Document>(bytes, options);
 }
 
 std::shared_ptr<image::PixelBufferType> blankImage(std::int64_t depth, image::IntegralSize size)
@@ -252,6 +284,53 @@ void bindFields(py::class_<Document>& cls)
         [](Document& d, const py::iterable& blocks) { d.uninterpretedBlocks = rawBlocksFromList(blocks); },
         "Document-level blocks kept whole with keep_unknown_blocks=True: (signature, key, data, "
         "long_length).");
+    cls.def_property(
+        "xmp",
+        [](const Document& d) -> py::object {
+            const auto packet = d.metadata ? d.metadata->xmpData() : std::nullopt;
+            return packet ? py::object(toBytes(*packet)) : py::object(py::none());
+        },
+        [](Document& d, const py::object& packet) {
+            if (packet.is_none()) {
+                d.metadata.reset();
+                return;
+            }
+            const auto bytes = fromBytesLike(packet);
+            auto metadata = metadataFromXMP(bytes);
+            if (metadata.empty()) {
+                throw py::value_error("not an XMP packet with properties psdkit can read");
+            }
+            d.metadata = std::move(metadata);
+        },
+        "The document's metadata as one XMP packet (UTF-8 bytes; EXIF and IPTC data of the file "
+        "converted into it), or None when it has none. Setting parses the packet (ValueError when it "
+        "holds no property); None removes the metadata. Saving writes it back with the resolution and "
+        "format properties set.");
+    cls.def_property_readonly(
+        "metadata",
+        [](const Document& d) {
+            py::dict properties;
+            if (d.metadata) {
+                for (const auto& [key, value] : d.metadata->properties()) {
+                    properties[py::str(key)] = py::str(value);
+                }
+            }
+            return properties;
+        },
+        "The metadata's properties as {key: text} for reading, keys such as 'Xmp.dc.title' (empty when "
+        "there is none). Change the metadata through xmp.");
+    cls.def_property(
+        "properties", [](const Document& d) { return propertiesToPython(d.propertiesDictionary); },
+        [](Document& d, const py::handle& p) { d.propertiesDictionary = propertiesFromPython(p); },
+        "The program's own properties of the document, a dict with str keys (values: dict, list, int, "
+        "float, bool, str, bytes, datetime, psdkit.Code), stored in the file under the bundle identifier "
+        "given to psdkit.set_host (read and saved only once one is set). A new dict on every read.");
+    cls.def_property(
+        "size_units", [](const Document& d) { return py::make_tuple(d.widthUnit, d.heightUnit); },
+        [](Document& d, const std::pair<std::int64_t, std::int64_t>& u) {
+            std::tie(d.widthUnit, d.heightUnit) = u;
+        },
+        "Units the width and height are shown in, as stored: 1 inches, 2 cm, 3 points, 4 picas, 5 columns.");
     cls.def_property(
         "icc_profile",
         [](const Document& d) -> py::object {

@@ -4,6 +4,7 @@ the lifetime of arrays."""
 import gc
 import os
 import struct
+from pathlib import Path
 
 import numpy as np
 import pytest
@@ -125,8 +126,61 @@ def test_document_fields_and_resources(corpus):
     assert doc.alpha_channels[0][1].shape == (doc.height, doc.width)
     doc.icc_profile = None
     doc.image_resources = doc.image_resources[:2]
+    doc.size_units = (1, 2)
     again = psdkit.open(doc.to_bytes())
     assert again.icc_profile is None and again.image_resources[:2] == doc.image_resources
+    assert again.size_units == (1, 2)
+
+
+def test_xmp_metadata_moves_between_documents(corpus):
+    source = psdkit.open(corpus / "oiio-psd-Layers_8bit_RGB.psd")
+    built = built_document(8)
+    assert built.xmp is None and built.metadata == {}
+    built.xmp = source.xmp
+    kept = {k: v for k, v in source.metadata.items() if "Resolution" not in k and "format" not in k}
+    assert len(kept) > 3
+    again = psdkit.open(built.to_bytes())
+    assert kept.items() <= again.metadata.items() and b"xmpmeta" in again.xmp
+    with pytest.raises(ValueError):
+        built.xmp = b"<not xmp/>"
+
+
+def test_properties_round_trip_under_the_host_identifier():
+    from datetime import datetime, timezone
+    doc = built_document(8)
+    doc.layers[1].layer_id = 7
+    values = {"n": -3, "x": 2.5, "on": True, "text": "ü", "data": b"\0\1", "code": Code("Mltp"),
+              "when": datetime(2024, 5, 6, 7, 8, 9, tzinfo=timezone.utc), "nested": {"list": [1, "a"]},
+              "PSD Layers": [{"PSD Layer ID": 7, "tag": "top"}]}
+    doc.properties = values
+    with pytest.raises(psdkit.PSDError):
+        doc.to_bytes()  # nowhere to store them without an identifier
+    psdkit.set_host("org.psdkit.tests")
+    try:
+        again = psdkit.open(doc.to_bytes())
+    finally:
+        psdkit.set_host(None)
+    assert again.properties == values and again.layers[1].properties["tag"] == "top"
+    again.layers[0].properties = {"PSD Blend Mode": Code("scrn")}
+    assert again.layers[0].blend_mode == "scrn"
+    for bad in ({1: "key not str"}, {"v": object()}, {"when": datetime(2024, 1, 1)}):
+        with pytest.raises((TypeError, ValueError)):
+            doc.properties = bad
+
+
+def test_stubs_name_every_public_attribute_with_a_docstring():
+    import ast
+    stubs = ast.parse((Path(psdkit.__file__).parent / "_psdkit.pyi").read_text())
+    declared = {node.name: {n.target.id if isinstance(n, ast.AnnAssign) else n.name for n in node.body
+                            if isinstance(n, (ast.AnnAssign, ast.FunctionDef))}
+                for node in stubs.body if isinstance(node, ast.ClassDef)}
+    declared[None] = {n.name for n in stubs.body if isinstance(n, (ast.FunctionDef, ast.ClassDef))}
+    for cls in (psdkit.Document, psdkit.Layer, None):
+        owner = cls if cls is not None else psdkit._psdkit
+        public = {name for name in vars(owner) if not name.startswith("_")}
+        assert public <= declared[cls.__name__ if cls else None], cls
+        for name in public:
+            assert (getattr(owner, name).__doc__ or "").strip(), name
 
 
 def test_tree_walk_matches_the_groups(corpus):
