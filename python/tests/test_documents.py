@@ -54,6 +54,10 @@ def test_rgb_arrays_are_made_opaque_and_wrong_dtypes_refused():
     doc = psdkit.Document(4, 3)
     layer = doc.add_layer("rgb", np.full((3, 4, 3), 7, dtype=np.uint8))
     assert (layer.pixels[..., 3] == 255).all() and (layer.pixels[..., :3] == 7).all()
+    strided = gradient(6, 8, 8)[::-2, ::2]  # a view with negative and doubled strides
+    layer.pixels = strided
+    np.testing.assert_array_equal(layer.pixels, strided)
+    assert layer.bbox == (0, 0, 4, 3)
     with pytest.raises(TypeError):
         layer.pixels = np.zeros((3, 4, 4), dtype=np.float32)
     with pytest.raises(ValueError):
@@ -149,15 +153,18 @@ def test_properties_round_trip_under_the_host_identifier():
     from datetime import datetime, timezone
     doc = built_document(8)
     doc.layers[1].layer_id = 7
-    values = {"n": -3, "x": 2.5, "on": True, "text": "ü", "data": b"\0\1", "code": Code("Mltp"),
-              "when": datetime(2024, 5, 6, 7, 8, 9, tzinfo=timezone.utc), "nested": {"list": [1, "a"]},
-              "PSD Layers": [{"PSD Layer ID": 7, "tag": "top"}]}
+    values = {"n": -3, "x": 2.5, "on": True, "text": "ü", "data": b"\0\1", "nested": {"list": [1, "a"]},
+              "when": datetime(2024, 5, 6, 7, 8, 9, tzinfo=timezone.utc),
+              "PSD Layers": [{}, {"PSD Layer ID": 7, "tag": "top"}]}  # matched by index and ID
     doc.properties = values
     with pytest.raises(psdkit.PSDError):
         doc.to_bytes()  # nowhere to store them without an identifier
     psdkit.set_host("org.psdkit.tests")
     try:
         again = psdkit.open(doc.to_bytes())
+        doc.properties = {"code": Code("Mltp")}
+        with pytest.raises(psdkit.PSDError):
+            doc.to_bytes()  # a code has no stored form
     finally:
         psdkit.set_host(None)
     assert again.properties == values and again.layers[1].properties["tag"] == "top"
