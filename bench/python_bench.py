@@ -22,10 +22,15 @@ import time
 
 
 def task(tool, kind, path):
+    if tool == "psdkit":
+        import psdkit
+    else:
+        import warnings
+        from psd_tools import PSDImage
+        warnings.simplefilter("ignore")
     start = time.perf_counter()
     decoded = 0
     if tool == "psdkit":
-        import psdkit
         if kind in ("pixels", "take"):
             doc = psdkit.open(path)
             arrays = [layer.pixels if kind == "pixels" else layer.take_pixels()
@@ -36,9 +41,6 @@ def task(tool, kind, path):
             doc = psdkit.open(path, decoding="never")
             listing = [(depth, node.name, node.bbox, node.kind) for depth, node in doc.walk()]
     else:
-        import warnings
-        from psd_tools import PSDImage
-        warnings.simplefilter("ignore")
         psd = PSDImage.open(path)
         if kind == "pixels":
             arrays = [layer.numpy() for layer in psd.descendants() if layer.kind == "pixel" and layer.has_pixels()]

@@ -4,6 +4,12 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <string_view>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <pybind11/stl.h>
 
@@ -62,7 +68,9 @@ ImageMetadata metadataFromXMP(std::span<const std::uint8_t> packet)
     append16(0);
     append32(static_cast<std::uint32_t>(packet.size()));
     file.insert(file.end(), packet.begin(), packet.end());
-    file.resize(file.size() + packet.size() % 2);
+    if (packet.size() % 2 != 0) {
+        file.push_back(0); // data padded to an even length
+    }
     append32(0); // layer and mask information
     return ImageMetadata::fromFile(file);
 }
@@ -75,32 +83,55 @@ ImageMetadata metadataFromXMP(std::span<const std::uint8_t> packet)
     throw py::error_already_set();
 }
 
-std::vector<std::uint8_t> readFile(const std::string& path)
+// The file at `path` mapped read-only, for the document to share: nothing is copied, and pages
+// the reading never touches (pixels read with decoding 'never') are never loaded. The mapping
+// goes with the last view of it.
+PSDSharedBytes mapFile(const std::string& path)
 {
-    std::vector<std::uint8_t> bytes;
     int error = 0;
+    PSDSharedBytes bytes;
     {
         py::gil_scoped_release release;
-        std::FILE* file = std::fopen(path.c_str(), "rb");
-        if (!file) {
+        const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        struct stat status {};
+        if (descriptor < 0 || ::fstat(descriptor, &status) != 0) {
             error = errno;
-        } else {
-            if (std::fseek(file, 0, SEEK_END) == 0) {
-                const long length = std::ftell(file);
-                if (length > 0 && std::fseek(file, 0, SEEK_SET) == 0) {
-                    bytes.resize(static_cast<std::size_t>(length));
-                    if (std::fread(bytes.data(), 1, bytes.size(), file) != bytes.size()) {
-                        error = EIO;
-                    }
-                }
+        } else if (S_ISDIR(status.st_mode)) {
+            error = EISDIR;
+        } else if (status.st_size > 0) {
+            const auto size = static_cast<std::size_t>(status.st_size);
+            void* address = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, descriptor, 0);
+            if (address == MAP_FAILED) {
+                error = errno;
+            } else {
+                std::shared_ptr<const void> owner(
+                    address, [size](const void* a) { ::munmap(const_cast<void*>(a), size); });
+                bytes = PSDSharedBytes(std::move(owner), {static_cast<const std::uint8_t*>(address), size});
             }
-            std::fclose(file);
+        }
+        if (descriptor >= 0) {
+            ::close(descriptor);
         }
     }
     if (error != 0) {
         raiseOSError(error, path);
     }
     return bytes;
+}
+
+// A Python `bytes` object as bytes the document may share: they cannot change, and the object is
+// kept alive (its reference dropped under the GIL) as long as the document refers to them.
+PSDSharedBytes shareBytesObject(const py::bytes& object)
+{
+    const std::string_view view(PyBytes_AS_STRING(object.ptr()),
+                                static_cast<std::size_t>(PyBytes_GET_SIZE(object.ptr())));
+    std::shared_ptr<const void> owner(new py::object(object), [](const void* keeper) {
+        if (Py_IsInitialized() != 0) {
+            py::gil_scoped_acquire gil;
+            delete static_cast<const py::object*>(keeper);
+        }
+    });
+    return {std::move(owner), {reinterpret_cast<const std::uint8_t*>(view.data()), view.size()}};
 }
 
 void writeFile(const std::string& path, std::span<const std::uint8_t> bytes)
@@ -129,17 +160,21 @@ std::unique_ptr<Document> openDocument(const py::object& source, bool keepUnknow
                                        const std::string& decoding, unsigned threads)
 {
     const auto options = readOptions(keepUnknownBlocks, decoding, threads);
+    if (py::isinstance<py::bytes>(source)) {
+        const auto bytes = shareBytesObject(py::reinterpret_borrow<py::bytes>(source));
+        py::gil_scoped_release release;
+        return std::make_unique<Document>(bytes, options);
+    }
     if (PyObject_CheckBuffer(source.ptr())) {
-        // Bytes, bytearray, memoryview: read in place, without a copy.
+        // bytearray, memoryview: bytes that may change later, read in place; the document copies
+        // what it keeps.
         const py::buffer_info info = py::reinterpret_borrow<py::buffer>(source).request();
         const std::span<const std::uint8_t> bytes(static_cast<const std::uint8_t*>(info.ptr),
                                                   static_cast<std::size_t>(info.size * info.itemsize));
         py::gil_scoped_release release;
         return std::make_unique<Document>(bytes, options);
     }
-    const auto path = py::module_::import("os").attr("fspath")(source).cast<std::string>();
-    // The document shares the bytes read (its compressed planes refer to them) instead of copying.
-    const PSDSharedBytes bytes(readFile(path));
+    const auto bytes = mapFile(py::module_::import("os").attr("fspath")(source).cast<std::string>());
     py::gil_scoped_release release;
     return std::make_unique<Document>(bytes, options);
 }
