@@ -22,8 +22,9 @@ Properties = Dict[str, Any]
 
 def open(source: Union[str, os.PathLike, BytesLike], *, keep_unknown_blocks: bool = False,
          decoding: str = "eager", threads: int = 0) -> Document:
-    """Reads a PSD or PSB document from a path or from the file's bytes. decoding: 'eager',
-    'on_demand' or 'never'. Raises PSDError (with .case) or OSError. Releases the GIL."""
+    """Reads a PSD or PSB document from a path (mapped: do not shorten the file meanwhile) or from
+    the file's bytes. decoding: 'eager', 'on_demand' or 'never'. Raises PSDError (with .case) or
+    OSError. Releases the GIL."""
 
 def read_descriptor(data: BytesLike) -> Descriptor:
     """Reads a top-level descriptor (version word first). Raises PSDError."""
