@@ -245,6 +245,17 @@ std::shared_ptr<PSDLayerWrapper> addLayer(Document& document, const std::string&
     return layer;
 }
 
+// A read-write attribute that is the tuple of two members, such as (horizontal, vertical).
+template <typename T>
+void pairProperty(py::class_<Document>& cls, const char* name, T Document::*first, T Document::*second,
+                  const char* doc)
+{
+    cls.def_property(
+        name, [first, second](const Document& d) { return py::make_tuple(d.*first, d.*second); },
+        [first, second](Document& d, const std::pair<T, T>& value) { std::tie(d.*first, d.*second) = value; },
+        doc);
+}
+
 void bindFields(py::class_<Document>& cls)
 {
     cls.def_readwrite("width", &Document::imageWidth, "Canvas width in pixels.");
@@ -254,16 +265,13 @@ void bindFields(py::class_<Document>& cls)
                       "Channel count of the composite, from the header.");
     cls.def_readwrite("is_psb", &Document::bigFile,
                       "The big-document variant (PSB); saving writes that variant.");
-    cls.def_property(
-        "resolution", [](const Document& d) { return py::make_tuple(d.hRes, d.vRes); },
-        [](Document& d, const std::pair<double, double>& r) { std::tie(d.hRes, d.vRes) = r; },
-        "(horizontal, vertical) resolution, in the units of resolution_units.");
-    cls.def_property(
-        "resolution_units", [](const Document& d) { return py::make_tuple(d.hResUnit, d.vResUnit); },
-        [](Document& d, const std::pair<std::int64_t, std::int64_t>& u) {
-            std::tie(d.hResUnit, d.vResUnit) = u;
-        },
-        "Units of the resolution: 1 pixels per inch, 2 pixels per centimetre.");
+    pairProperty(cls, "resolution", &Document::hRes, &Document::vRes,
+                 "(horizontal, vertical) resolution, in the units of resolution_units.");
+    pairProperty(cls, "resolution_units", &Document::hResUnit, &Document::vResUnit,
+                 "Units of the resolution: 1 pixels per inch, 2 pixels per centimetre.");
+    pairProperty(cls, "size_units", &Document::widthUnit, &Document::heightUnit,
+                 "Units the width and height are shown in, as stored: 1 inches, 2 cm, 3 points, 4 picas, "
+                 "5 columns.");
     cls.def_property_readonly(
         "color_mode", [](const Document& d) { return d.colorMode == PSDColorMode::rgb ? "rgb" : "other"; },
         "Colour mode from the header; 'rgb' for every document psdkit reads.");
@@ -360,12 +368,6 @@ void bindFields(py::class_<Document>& cls)
         "The program's own properties of the document, a dict with str keys (values: dict, list, int, "
         "float, bool, str, bytes, datetime, psdkit.Code), stored in the file under the bundle identifier "
         "given to psdkit.set_host (read and saved only once one is set). A new dict on every read.");
-    cls.def_property(
-        "size_units", [](const Document& d) { return py::make_tuple(d.widthUnit, d.heightUnit); },
-        [](Document& d, const std::pair<std::int64_t, std::int64_t>& u) {
-            std::tie(d.widthUnit, d.heightUnit) = u;
-        },
-        "Units the width and height are shown in, as stored: 1 inches, 2 cm, 3 points, 4 picas, 5 columns.");
     cls.def_property(
         "icc_profile",
         [](const Document& d) -> py::object {
