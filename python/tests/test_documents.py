@@ -4,6 +4,7 @@ the lifetime of arrays."""
 import gc
 import os
 import struct
+import sys
 from pathlib import Path
 
 import numpy as np
@@ -250,23 +251,29 @@ def resident_kib():
 
 
 def test_no_leak_across_1000_open_close_cycles(corpus):
-    data = (corpus / "agpsd-groups.psd").read_bytes()
+    path = corpus / "agpsd-groups.psd"
+    data = path.read_bytes()
 
-    def cycle():
-        doc = psdkit.open(data)
+    def cycle(index):
+        doc = psdkit.open(data if index % 2 else path, decoding=("eager", "on_demand")[index % 4 // 2])
         for layer in doc.layers:
             layer.pixels
         doc.to_bytes()
 
-    for _ in range(100):
-        cycle()
+    def mappings():
+        with open("/proc/self/maps") as maps:
+            return sum(1 for line in maps if path.name in line)
+
+    for index in range(100):
+        cycle(index)
     gc.collect()
-    before = resident_kib()
-    for _ in range(1000):
-        cycle()
+    before, references = resident_kib(), sys.getrefcount(data)
+    for index in range(1000):
+        cycle(index)
     gc.collect()
     # One cycle allocates about a megabyte; a leak of any part of it would add hundreds of MB.
     assert resident_kib() - before < 20 * 1024
+    assert sys.getrefcount(data) == references and mappings() == 0  # shared bytes and files let go
 
 
 @pytest.mark.parametrize("depth", [8, 16, 32])
