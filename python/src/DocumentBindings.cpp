@@ -2,6 +2,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <limits>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -339,6 +340,9 @@ void bindFields(py::class_<Document>& cls)
                 return;
             }
             const auto bytes = fromBytesLike(packet);
+            if (bytes.size() > std::numeric_limits<std::uint32_t>::max() - 64) {
+                throw py::value_error("an XMP packet must be smaller than 4 GiB");
+            }
             auto metadata = metadataFromXMP(bytes);
             if (metadata.empty()) {
                 throw py::value_error("not an XMP packet with properties psdkit can read");
