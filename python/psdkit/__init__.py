@@ -14,12 +14,12 @@ from __future__ import annotations
 from typing import Iterator, List, Optional, Tuple
 
 from . import _tree
-from ._psdkit import Document, Layer, __version__, open, read_descriptor, write_descriptor
+from ._psdkit import Document, Layer, __version__, open, read_descriptor, set_host, write_descriptor
 from .descriptors import Code, Descriptor, Enumerated, UnitFloat
 from .errors import ImageError, PlatformError, PSDError
 
 __all__ = [
-    "Document", "Layer", "Node", "open", "read_descriptor", "write_descriptor", "layer_descriptor",
+    "Document", "Layer", "Node", "open", "read_descriptor", "write_descriptor", "layer_descriptor", "set_host",
     "Code", "Descriptor", "Enumerated", "UnitFloat", "PSDError", "ImageError", "PlatformError",
     "__version__",
 ]

@@ -2,7 +2,8 @@
 walk() and __iter__ are added by the package (psdkit/__init__.py)."""
 
 import os
-from typing import Iterator, List, Optional, Tuple, Union
+import datetime
+from typing import Any, Dict, Iterator, List, Optional, Tuple, Union
 
 import numpy as np
 import numpy.typing as npt
@@ -16,17 +17,23 @@ Bounds = Tuple[int, int, int, int]
 Pixels = npt.NDArray[Union[np.uint8, np.uint16, np.float32]]
 BytesLike = Union[bytes, bytearray, memoryview]
 RawBlock = Tuple[str, str, bytes, bool]
+Properties = Dict[str, Any]
+"""Values: dict, list, int, float, bool, str, bytes, datetime.datetime (UTC), psdkit.Code."""
 
 def open(source: Union[str, os.PathLike, BytesLike], *, keep_unknown_blocks: bool = False,
          decoding: str = "eager", threads: int = 0) -> Document:
-    """Reads a PSD or PSB document from a path or from the file's bytes. decoding: 'eager',
-    'on_demand' or 'never'. Raises PSDError (with .case) or OSError. Releases the GIL."""
+    """Reads a PSD or PSB document from a path (mapped: do not shorten the file meanwhile) or from
+    the file's bytes. decoding: 'eager', 'on_demand' or 'never'. Raises PSDError (with .case) or
+    OSError. Releases the GIL."""
 
 def read_descriptor(data: BytesLike) -> Descriptor:
     """Reads a top-level descriptor (version word first). Raises PSDError."""
 
 def write_descriptor(descriptor: dict) -> bytes:
     """The bytes of a top-level descriptor. Raises PSDError."""
+
+def set_host(bundle_identifier: Optional[str], display_name: Optional[str] = None) -> None:
+    """Names the program, process-wide; `properties` are read and saved under bundle_identifier."""
 
 class Layer:
     """One layer record, its pixels, mask and kept blocks; shared with its document."""
@@ -80,6 +87,8 @@ class Layer:
     def depth(self) -> int: ...
     tagged_blocks: dict[str, bytes]
     uninterpreted_blocks: List[RawBlock]
+    properties: Properties
+    """The program's own properties of the layer (read from the document's 'PSD Layers')."""
 
 class Document:
     """One PSD or PSB document in memory."""
@@ -92,6 +101,7 @@ class Document:
     is_psb: bool
     resolution: Tuple[float, float]
     resolution_units: Tuple[int, int]
+    size_units: Tuple[int, int]
     @property
     def color_mode(self) -> str: ...
     enable_layer_effects: bool
@@ -104,6 +114,13 @@ class Document:
     tagged_blocks: dict[str, bytes]
     uninterpreted_blocks: List[RawBlock]
     icc_profile: Optional[bytes]
+    xmp: Optional[bytes]
+    """The metadata as one XMP packet; None when there is none (setting None removes it)."""
+    @property
+    def metadata(self) -> Dict[str, str]:
+        """The metadata's properties, {'Xmp.dc.title': text, ...}."""
+    properties: Properties
+    """The program's own properties, stored under the bundle identifier given to set_host."""
     def composite(self) -> Optional[Pixels]: ...
     @property
     def alpha_channels(self) -> List[Tuple[Optional[str], Pixels]]: ...

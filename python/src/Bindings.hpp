@@ -7,6 +7,7 @@
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 
+#include "psdkit/platform/PropertyValue.hpp"
 #include "psdkit/platform/image/PixelBuffer.hpp"
 
 namespace psdkit::python {
@@ -21,6 +22,15 @@ void bindDocument(py::module_& module);
 void bindLayer(py::module_& module);
 /// Binds the descriptor functions (read_descriptor, write_descriptor).
 void bindDescriptors(py::module_& module);
+/// Binds psdkit.set_host, the host identity that document properties are filed under.
+void bindHostApplication(py::module_& module);
+
+/// A property dictionary as a Python dict: values dict, list, int, float, bool, str, bytes,
+/// datetime (UTC) and psdkit.Code for four-character codes.
+py::dict propertiesToPython(const PropertyDictionary& properties);
+/// The reverse of propertiesToPython (tuples are taken as lists, bytearray and memoryview as
+/// bytes; a datetime must carry its time zone). Throws py::type_error or py::value_error.
+PropertyDictionary propertiesFromPython(const py::handle& object);
 
 /// The pixels of `buffer` as a numpy array: (h, w, 4) RGBA for colour buffers, (h, w) for grey
 /// ones; dtype uint8, uint16 or float32 by the sample type. 16- and 32-bit buffers are shared

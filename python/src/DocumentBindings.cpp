@@ -1,8 +1,16 @@
 // psdkit.Document and psdkit.open: reading, the document's fields, building and saving.
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
+#include <limits>
 #include <memory>
 #include <string>
+#include <string_view>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <pybind11/stl.h>
 
@@ -35,6 +43,39 @@ PSDReadOptions readOptions(bool keepUnknownBlocks, const std::string& decoding, 
     return options;
 }
 
+// Metadata from an XMP packet. ImageMetadata reads whole files only, so the packet is put into
+// the smallest file that carries it: a 1 x 1 header, no colour mode data, the one XMP resource.
+ImageMetadata metadataFromXMP(std::span<const std::uint8_t> packet)
+{
+    constexpr std::uint16_t xmpResource = 1060;
+    std::vector<std::uint8_t> file;
+    auto append16 = [&](std::uint32_t v) {
+        file.insert(file.end(), {std::uint8_t(v >> 8), std::uint8_t(v)});
+    };
+    auto append32 = [&](std::uint32_t v) {
+        append16(v >> 16);
+        append16(v & 0xffff);
+    };
+    const auto padded = static_cast<std::uint32_t>(packet.size() + packet.size() % 2);
+    file.insert(file.end(), {'8', 'B', 'P', 'S', 0, 1, 0, 0, 0, 0, 0, 0, 0, 3});
+    append32(1);           // height
+    append32(1);           // width
+    append16(8);           // depth
+    append16(3);           // RGB
+    append32(0);           // colour mode data
+    append32(12 + padded); // resources: signature, id, empty padded name, length, data
+    file.insert(file.end(), {'8', 'B', 'I', 'M'});
+    append16(xmpResource);
+    append16(0);
+    append32(static_cast<std::uint32_t>(packet.size()));
+    file.insert(file.end(), packet.begin(), packet.end());
+    if (packet.size() % 2 != 0) {
+        file.push_back(0); // data padded to an even length
+    }
+    append32(0); // layer and mask information
+    return ImageMetadata::fromFile(file);
+}
+
 // Raises OSError for `path` from errno (captured by the caller).
 [[noreturn]] void raiseOSError(int error, const std::string& path)
 {
@@ -43,32 +84,55 @@ PSDReadOptions readOptions(bool keepUnknownBlocks, const std::string& decoding, 
     throw py::error_already_set();
 }
 
-std::vector<std::uint8_t> readFile(const std::string& path)
+// The file at `path` mapped read-only, for the document to share: nothing is copied, and pages
+// the reading never touches (pixels read with decoding 'never') are never loaded. The mapping
+// goes with the last view of it.
+PSDSharedBytes mapFile(const std::string& path)
 {
-    std::vector<std::uint8_t> bytes;
     int error = 0;
+    PSDSharedBytes bytes;
     {
         py::gil_scoped_release release;
-        std::FILE* file = std::fopen(path.c_str(), "rb");
-        if (!file) {
+        const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        struct stat status {};
+        if (descriptor < 0 || ::fstat(descriptor, &status) != 0) {
             error = errno;
-        } else {
-            if (std::fseek(file, 0, SEEK_END) == 0) {
-                const long length = std::ftell(file);
-                if (length > 0 && std::fseek(file, 0, SEEK_SET) == 0) {
-                    bytes.resize(static_cast<std::size_t>(length));
-                    if (std::fread(bytes.data(), 1, bytes.size(), file) != bytes.size()) {
-                        error = EIO;
-                    }
-                }
+        } else if (S_ISDIR(status.st_mode)) {
+            error = EISDIR;
+        } else if (status.st_size > 0) {
+            const auto size = static_cast<std::size_t>(status.st_size);
+            void* address = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, descriptor, 0);
+            if (address == MAP_FAILED) {
+                error = errno;
+            } else {
+                std::shared_ptr<const void> owner(
+                    address, [size](const void* a) { ::munmap(const_cast<void*>(a), size); });
+                bytes = PSDSharedBytes(std::move(owner), {static_cast<const std::uint8_t*>(address), size});
             }
-            std::fclose(file);
+        }
+        if (descriptor >= 0) {
+            ::close(descriptor);
         }
     }
     if (error != 0) {
         raiseOSError(error, path);
     }
     return bytes;
+}
+
+// A Python `bytes` object as bytes the document may share: they cannot change, and the object is
+// kept alive (its reference dropped under the GIL) as long as the document refers to them.
+PSDSharedBytes shareBytesObject(const py::bytes& object)
+{
+    const std::string_view view(PyBytes_AS_STRING(object.ptr()),
+                                static_cast<std::size_t>(PyBytes_GET_SIZE(object.ptr())));
+    std::shared_ptr<const void> owner(new py::object(object), [](const void* keeper) {
+        if (Py_IsInitialized() != 0) {
+            py::gil_scoped_acquire gil;
+            delete static_cast<const py::object*>(keeper);
+        }
+    });
+    return {std::move(owner), {reinterpret_cast<const std::uint8_t*>(view.data()), view.size()}};
 }
 
 void writeFile(const std::string& path, std::span<const std::uint8_t> bytes)
@@ -97,19 +161,23 @@ std::unique_ptr<Document> openDocument(const py::object& source, bool keepUnknow
                                        const std::string& decoding, unsigned threads)
 {
     const auto options = readOptions(keepUnknownBlocks, decoding, threads);
+    if (py::isinstance<py::bytes>(source)) {
+        const auto bytes = shareBytesObject(py::reinterpret_borrow<py::bytes>(source));
+        py::gil_scoped_release release;
+        return std::make_unique<Document>(bytes, options);
+    }
     if (PyObject_CheckBuffer(source.ptr())) {
-        // Bytes, bytearray, memoryview: read in place, without a copy.
+        // bytearray, memoryview: bytes that may change later, read in place; the document copies
+        // what it keeps.
         const py::buffer_info info = py::reinterpret_borrow<py::buffer>(source).request();
         const std::span<const std::uint8_t> bytes(static_cast<const std::uint8_t*>(info.ptr),
                                                   static_cast<std::size_t>(info.size * info.itemsize));
         py::gil_scoped_release release;
         return std::make_unique<Document>(bytes, options);
     }
-    const auto path = py::module_::import("os").attr("fspath")(source).cast<std::string>();
-    auto bytes = readFile(path);
+    const auto bytes = mapFile(py::module_::import("os").attr("fspath")(source).cast<std::string>());
     py::gil_scoped_release release;
-    auto document = std::make_unique<Document>(std::span<const std::uint8_t>(bytes), options);
-    return document;
+    return std::make_unique<Document>(bytes, options);
 }
 
 std::shared_ptr<image::PixelBufferType> blankImage(std::int64_t depth, image::IntegralSize size)
@@ -178,6 +246,17 @@ std::shared_ptr<PSDLayerWrapper> addLayer(Document& document, const std::string&
     return layer;
 }
 
+// A read-write attribute that is the tuple of two members, such as (horizontal, vertical).
+template <typename T>
+void pairProperty(py::class_<Document>& cls, const char* name, T Document::*first, T Document::*second,
+                  const char* doc)
+{
+    cls.def_property(
+        name, [first, second](const Document& d) { return py::make_tuple(d.*first, d.*second); },
+        [first, second](Document& d, const std::pair<T, T>& value) { std::tie(d.*first, d.*second) = value; },
+        doc);
+}
+
 void bindFields(py::class_<Document>& cls)
 {
     cls.def_readwrite("width", &Document::imageWidth, "Canvas width in pixels.");
@@ -187,16 +266,13 @@ void bindFields(py::class_<Document>& cls)
                       "Channel count of the composite, from the header.");
     cls.def_readwrite("is_psb", &Document::bigFile,
                       "The big-document variant (PSB); saving writes that variant.");
-    cls.def_property(
-        "resolution", [](const Document& d) { return py::make_tuple(d.hRes, d.vRes); },
-        [](Document& d, const std::pair<double, double>& r) { std::tie(d.hRes, d.vRes) = r; },
-        "(horizontal, vertical) resolution, in the units of resolution_units.");
-    cls.def_property(
-        "resolution_units", [](const Document& d) { return py::make_tuple(d.hResUnit, d.vResUnit); },
-        [](Document& d, const std::pair<std::int64_t, std::int64_t>& u) {
-            std::tie(d.hResUnit, d.vResUnit) = u;
-        },
-        "Units of the resolution: 1 pixels per inch, 2 pixels per centimetre.");
+    pairProperty(cls, "resolution", &Document::hRes, &Document::vRes,
+                 "(horizontal, vertical) resolution, in the units of resolution_units.");
+    pairProperty(cls, "resolution_units", &Document::hResUnit, &Document::vResUnit,
+                 "Units of the resolution: 1 pixels per inch, 2 pixels per centimetre.");
+    pairProperty(cls, "size_units", &Document::widthUnit, &Document::heightUnit,
+                 "Units the width and height are shown in, as stored: 1 inches, 2 cm, 3 points, 4 picas, "
+                 "5 columns.");
     cls.def_property_readonly(
         "color_mode", [](const Document& d) { return d.colorMode == PSDColorMode::rgb ? "rgb" : "other"; },
         "Colour mode from the header; 'rgb' for every document psdkit reads.");
@@ -252,6 +328,50 @@ void bindFields(py::class_<Document>& cls)
         [](Document& d, const py::iterable& blocks) { d.uninterpretedBlocks = rawBlocksFromList(blocks); },
         "Document-level blocks kept whole with keep_unknown_blocks=True: (signature, key, data, "
         "long_length).");
+    cls.def_property(
+        "xmp",
+        [](const Document& d) -> py::object {
+            const auto packet = d.metadata ? d.metadata->xmpData() : std::nullopt;
+            return packet ? py::object(toBytes(*packet)) : py::object(py::none());
+        },
+        [](Document& d, const py::object& packet) {
+            if (packet.is_none()) {
+                d.metadata.reset();
+                return;
+            }
+            const auto bytes = fromBytesLike(packet);
+            if (bytes.size() > std::numeric_limits<std::uint32_t>::max() - 64) {
+                throw py::value_error("an XMP packet must be smaller than 4 GiB");
+            }
+            auto metadata = metadataFromXMP(bytes);
+            if (metadata.empty()) {
+                throw py::value_error("not an XMP packet with properties psdkit can read");
+            }
+            d.metadata = std::move(metadata);
+        },
+        "The document's metadata as one XMP packet (UTF-8 bytes; EXIF and IPTC data of the file "
+        "converted into it), or None when it has none. Setting parses the packet (ValueError when it "
+        "holds no property); None removes the metadata. Saving writes it back with the resolution and "
+        "format properties set.");
+    cls.def_property_readonly(
+        "metadata",
+        [](const Document& d) {
+            py::dict properties;
+            if (d.metadata) {
+                for (const auto& [key, value] : d.metadata->properties()) {
+                    properties[py::str(key)] = py::str(value);
+                }
+            }
+            return properties;
+        },
+        "The metadata's properties as {key: text} for reading, keys such as 'Xmp.dc.title' (empty when "
+        "there is none). Change the metadata through xmp.");
+    cls.def_property(
+        "properties", [](const Document& d) { return propertiesToPython(d.propertiesDictionary); },
+        [](Document& d, const py::handle& p) { d.propertiesDictionary = propertiesFromPython(p); },
+        "The program's own properties of the document, a dict with str keys (values: dict, list, int, "
+        "float, bool, str, bytes, datetime, psdkit.Code), stored in the file under the bundle identifier "
+        "given to psdkit.set_host (read and saved only once one is set). A new dict on every read.");
     cls.def_property(
         "icc_profile",
         [](const Document& d) -> py::object {
@@ -394,8 +514,9 @@ void bindDocument(py::module_& module)
                py::arg("keep_unknown_blocks") = false, py::arg("decoding") = "eager", py::arg("threads") = 0u,
                R"(Reads a PSD or PSB document.
 
-source: a path (str or os.PathLike), or the file's bytes (bytes, bytearray, memoryview; read in
-place and not kept). keep_unknown_blocks: keep the tagged blocks psdkit does not interpret and save
+source: a path (str or os.PathLike; the file is mapped and read as needed, so it must not be
+shortened while the document is in use), or the file's bytes (a bytes object is shared with the
+document; bytearray and memoryview are read in place and what the document keeps is copied). keep_unknown_blocks: keep the tagged blocks psdkit does not interpret and save
 them back. decoding: when layer pixels are decoded: 'eager' (while reading), 'on_demand' (on first
 access) or 'never' (structure only, for listing). threads: decoding threads, 0 for one per core.
 Raises PSDError (with .case) for malformed or unsupported files, OSError when the file cannot be

@@ -220,6 +220,16 @@ void bindBlocks(LayerClass& cls)
         [](Layer& l, const py::iterable& blocks) { l.uninterpretedBlocks = rawBlocksFromList(blocks); },
         "Blocks kept whole when the file was opened with keep_unknown_blocks=True, as a list of "
         "(signature, key, data, long_length) tuples in file order; saved after the generated blocks.");
+    cls.def_property(
+        "properties", [](const Layer& l) { return propertiesToPython(l.propertiesDictionary()); },
+        [](Layer& l, const py::handle& properties) {
+            l.setPropertiesDictionary(propertiesFromPython(properties));
+        },
+        "The program's own properties of the layer, a dict with str keys (values: dict, list, int, float, "
+        "bool, str, bytes, datetime, psdkit.Code). A new dict on every read; assign one to change them. "
+        "Reading fills them from the document's properties (its 'PSD Layers' list, matched by layer ID); "
+        "a file stores only the document's properties. A 'PSD Blend Mode' holding a psdkit.Code also "
+        "sets blend_mode.");
 }
 
 } // namespace

@@ -17,5 +17,6 @@ PYBIND11_MODULE(_psdkit, module)
     python::bindLayer(module);
     python::bindDocument(module);
     python::bindDescriptors(module);
+    python::bindHostApplication(module);
     module.attr("__version__") = PSDKIT_VERSION;
 }

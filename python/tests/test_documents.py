@@ -4,6 +4,8 @@ the lifetime of arrays."""
 import gc
 import os
 import struct
+import sys
+from pathlib import Path
 
 import numpy as np
 import pytest
@@ -53,6 +55,10 @@ def test_rgb_arrays_are_made_opaque_and_wrong_dtypes_refused():
     doc = psdkit.Document(4, 3)
     layer = doc.add_layer("rgb", np.full((3, 4, 3), 7, dtype=np.uint8))
     assert (layer.pixels[..., 3] == 255).all() and (layer.pixels[..., :3] == 7).all()
+    strided = gradient(6, 8, 8)[::-2, ::2]  # a view with negative and doubled strides
+    layer.pixels = strided
+    np.testing.assert_array_equal(layer.pixels, strided)
+    assert layer.bbox == (0, 0, 4, 3)
     with pytest.raises(TypeError):
         layer.pixels = np.zeros((3, 4, 4), dtype=np.float32)
     with pytest.raises(ValueError):
@@ -91,7 +97,8 @@ def test_out_of_range_values_are_refused_on_saving():
 def test_every_reading_mode_reads_the_structure(corpus, decoding, keep):
     path = corpus / "psdjs-example.psd"
     eager = psdkit.open(path)
-    doc = psdkit.open(path.read_bytes(), decoding=decoding, keep_unknown_blocks=keep, threads=2)
+    source = path if keep else path.read_bytes()  # a mapped file or a shared bytes object
+    doc = psdkit.open(source, decoding=decoding, keep_unknown_blocks=keep, threads=2)
     assert [(l.name, l.kind, l.bbox) for l in doc.layers] == [(l.name, l.kind, l.bbox) for l in eager.layers]
     if decoding != "never":
         for ours, reference in zip(doc.layers, eager.layers):
@@ -125,8 +132,64 @@ def test_document_fields_and_resources(corpus):
     assert doc.alpha_channels[0][1].shape == (doc.height, doc.width)
     doc.icc_profile = None
     doc.image_resources = doc.image_resources[:2]
+    doc.size_units = (1, 2)
     again = psdkit.open(doc.to_bytes())
     assert again.icc_profile is None and again.image_resources[:2] == doc.image_resources
+    assert again.size_units == (1, 2)
+
+
+def test_xmp_metadata_moves_between_documents(corpus):
+    source = psdkit.open(corpus / "oiio-psd-Layers_8bit_RGB.psd")
+    built = built_document(8)
+    assert built.xmp is None and built.metadata == {}
+    built.xmp = source.xmp
+    kept = {k: v for k, v in source.metadata.items() if "Resolution" not in k and "format" not in k}
+    assert len(kept) > 3
+    again = psdkit.open(built.to_bytes())
+    assert kept.items() <= again.metadata.items() and b"xmpmeta" in again.xmp
+    with pytest.raises(ValueError):
+        built.xmp = b"<not xmp/>"
+
+
+def test_properties_round_trip_under_the_host_identifier():
+    from datetime import datetime, timezone
+    doc = built_document(8)
+    doc.layers[1].layer_id = 7
+    values = {"n": -3, "x": 2.5, "on": True, "text": "ü", "data": b"\0\1", "nested": {"list": [1, "a"]},
+              "when": datetime(2024, 5, 6, 7, 8, 9, tzinfo=timezone.utc),
+              "PSD Layers": [{}, {"PSD Layer ID": 7, "tag": "top"}]}  # matched by index and ID
+    doc.properties = values
+    with pytest.raises(psdkit.PSDError):
+        doc.to_bytes()  # nowhere to store them without an identifier
+    psdkit.set_host("org.psdkit.tests")
+    try:
+        again = psdkit.open(doc.to_bytes())
+        doc.properties = {"code": Code("Mltp")}
+        with pytest.raises(psdkit.PSDError):
+            doc.to_bytes()  # a code has no stored form
+    finally:
+        psdkit.set_host(None)
+    assert again.properties == values and again.layers[1].properties["tag"] == "top"
+    again.layers[0].properties = {"PSD Blend Mode": Code("scrn")}
+    assert again.layers[0].blend_mode == "scrn"
+    for bad in ({1: "key not str"}, {"v": object()}, {"when": datetime(2024, 1, 1)}):
+        with pytest.raises((TypeError, ValueError)):
+            doc.properties = bad
+
+
+def test_stubs_name_every_public_attribute_with_a_docstring():
+    import ast
+    stubs = ast.parse((Path(psdkit.__file__).parent / "_psdkit.pyi").read_text())
+    declared = {node.name: {n.target.id if isinstance(n, ast.AnnAssign) else n.name for n in node.body
+                            if isinstance(n, (ast.AnnAssign, ast.FunctionDef))}
+                for node in stubs.body if isinstance(node, ast.ClassDef)}
+    declared[None] = {n.name for n in stubs.body if isinstance(n, (ast.FunctionDef, ast.ClassDef))}
+    for cls in (psdkit.Document, psdkit.Layer, None):
+        owner = cls if cls is not None else psdkit._psdkit
+        public = {name for name in vars(owner) if not name.startswith("_")}
+        assert public <= declared[cls.__name__ if cls else None], cls
+        for name in public:
+            assert (getattr(owner, name).__doc__ or "").strip(), name
 
 
 def test_tree_walk_matches_the_groups(corpus):
@@ -188,23 +251,29 @@ def resident_kib():
 
 
 def test_no_leak_across_1000_open_close_cycles(corpus):
-    data = (corpus / "agpsd-groups.psd").read_bytes()
+    path = corpus / "agpsd-groups.psd"
+    data = path.read_bytes()
 
-    def cycle():
-        doc = psdkit.open(data)
+    def cycle(index):
+        doc = psdkit.open(data if index % 2 else path, decoding=("eager", "on_demand")[index % 4 // 2])
         for layer in doc.layers:
             layer.pixels
         doc.to_bytes()
 
-    for _ in range(100):
-        cycle()
+    def mappings():
+        with open("/proc/self/maps") as maps:
+            return sum(1 for line in maps if path.name in line)
+
+    for index in range(100):
+        cycle(index)
     gc.collect()
-    before = resident_kib()
-    for _ in range(1000):
-        cycle()
+    before, references = resident_kib(), sys.getrefcount(data)
+    for index in range(1000):
+        cycle(index)
     gc.collect()
     # One cycle allocates about a megabyte; a leak of any part of it would add hundreds of MB.
     assert resident_kib() - before < 20 * 1024
+    assert sys.getrefcount(data) == references and mappings() == 0  # shared bytes and files let go
 
 
 @pytest.mark.parametrize("depth", [8, 16, 32])
