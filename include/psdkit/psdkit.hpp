@@ -28,6 +28,7 @@
 #include "psdkit/document/PSDImageResourceBlock.hpp"
 #include "psdkit/document/PSDLinkedFiles.hpp"
 #include "psdkit/document/PSDReadOptions.hpp"
+#include "psdkit/document/PSDWriteOptions.hpp"
 #include "psdkit/document/PSDWrapper.hpp"
 #include "psdkit/layers/PSDCompressionType.hpp"
 #include "psdkit/layers/PSDLayerContent.hpp"

@@ -69,6 +69,10 @@ class Arguments {
 [[nodiscard]] std::optional<std::int64_t> parseInteger(const std::string& text, std::int64_t min,
                                                        std::int64_t max);
 
+/// The value of `--threads N` (1 to 1024), or 0 (one per hardware thread) when it is not given.
+/// Throws UsageError for anything else.
+[[nodiscard]] unsigned threadCountOption(const Arguments& arguments);
+
 /// The whole contents of a file. Throws IoError.
 [[nodiscard]] std::vector<std::uint8_t> readFile(const std::filesystem::path& path);
 

@@ -105,6 +105,19 @@ std::optional<std::int64_t> parseInteger(const std::string& text, std::int64_t m
     return value;
 }
 
+unsigned threadCountOption(const Arguments& arguments)
+{
+    const auto text = arguments.value("threads");
+    if (!text) {
+        return 0;
+    }
+    const auto count = parseInteger(*text, 1, 1024);
+    if (!count) {
+        throw UsageError("--threads takes a whole number from 1 to 1024");
+    }
+    return static_cast<unsigned>(*count);
+}
+
 std::vector<std::uint8_t> readFile(const std::filesystem::path& path)
 {
     std::error_code ec;
