@@ -246,7 +246,7 @@ class ExportSession {
             job.files.push_back(path);
         };
         write(job.name, *pixels);
-        ExportedImage exported{job.name, {}};
+        ExportedImage exported{job.name, job.name}; // its own thumbnail unless it is large
         if (job.withThumbnail && std::max(pixels->width, pixels->height) > thumbnailSide) {
             exported.thumbnail = "thumb-" + job.name;
             write(exported.thumbnail, thumbnailPixels(*pixels));
