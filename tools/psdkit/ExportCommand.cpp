@@ -1,11 +1,9 @@
 // psdkit export FILE DIR [--threads N]: every image of a document as PNG, and index.html to look at them.
-#include <atomic>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <mutex>
 #include <set>
-#include <thread>
 #include <unistd.h>
 #include <utf8proc.h>
 
@@ -18,6 +16,7 @@
 #include "Png.hpp"
 #include "Thumbnail.hpp"
 #include "Unmatte.hpp"
+#include "psdkit/platform/support/ParallelWork.hpp"
 
 namespace psdkit::cli {
 
@@ -149,38 +148,19 @@ class ExportSession {
     /// (in queue order) that failed; the files of every image are removed unless committed.
     void writeQueuedImages()
     {
-        std::vector<std::exception_ptr> failures(queued_.size());
-        std::atomic<std::size_t> next{0};
-        const auto work = [&] {
-            for (std::size_t i = next++; i < queued_.size(); i = next++) {
-                try {
-                    writeImage(queued_[i]);
-                } catch (...) {
-                    failures[i] = std::current_exception();
-                }
-            }
-        };
-        std::vector<std::thread> helpers;
-        for (std::size_t t = 1; t < std::min<std::size_t>(threads_, queued_.size()); ++t) {
-            try {
-                helpers.emplace_back(work);
-            } catch (const std::system_error&) {
-                break; // no more threads to be had: the others and this one share the work
-            }
-        }
-        work();
-        for (auto& helper : helpers) {
-            helper.join();
+        std::exception_ptr failure;
+        try {
+            detail::parallelForEach(queued_.size(), threads_, [&](std::size_t i) { writeImage(queued_[i]); });
+        } catch (...) {
+            failure = std::current_exception();
         }
         for (ImageJob& job : queued_) {
             written_.insert(written_.end(), job.files.begin(), job.files.end());
             toneMapped_ = toneMapped_ || job.toneMapped;
         }
         queued_.clear();
-        for (const std::exception_ptr& failure : failures) {
-            if (failure) {
-                std::rethrow_exception(failure);
-            }
+        if (failure) {
+            std::rethrow_exception(failure);
         }
     }
 
@@ -356,9 +336,8 @@ int runExport(std::span<const std::string> args)
     const std::vector<LayerFacts> facts = layerFacts(document);
     onFile(directory, [&] { prepareFolder(directory); });
 
-    const unsigned threads =
-        options.threadCount != 0 ? options.threadCount : std::max(1U, std::thread::hardware_concurrency());
-    ExportSession session(directory, document, countImages(document), threads);
+    ExportSession session(directory, document, countImages(document),
+                          detail::effectiveThreadCount(options.threadCount));
     ExportedFiles files;
     // The layers' rendering stands in for a stored composite that is missing or blank.
     const bool renderable = !document.layers.empty() && document.imageWidth > 0 && document.imageHeight > 0;
