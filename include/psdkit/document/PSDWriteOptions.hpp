@@ -7,8 +7,8 @@ namespace psdkit {
 /// How a file is written. No option changes the bytes: a document is written to the same file
 /// whatever is chosen here.
 struct PSDKIT_EXPORT PSDWriteOptions {
-    /// Threads used to encode the layers' channels (several layers at once, and the two halves of
-    /// a large image's planes) and the composite's; 0 means one per hardware thread, 1 encodes
+    /// Layers whose channels are encoded at once; 0 means one per hardware thread. Above 1, each
+    /// large image (layer or composite) also splits its planes with a second thread; 1 encodes
     /// everything on the calling thread.
     unsigned threadCount = 0;
 };
