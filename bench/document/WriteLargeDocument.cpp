@@ -1,9 +1,10 @@
 // Writing and reading back one large document, as a host does it, with the process's resource use
 // after each step: a SIDE × SIDE 8-bit PSB of LAYERS layers of noise (incompressible, so the file
 // is as large as the pixels), written through a file-descriptor sink (or, with --vector, built as
-// one vector and then written out), then mapped and read back.
+// one vector and then written out), then mapped and read back, every image decoded, with the mapping
+// shared by the document (or, with --copied-read, borrowed for the call, the planes copied).
 //
-//   psdkit_write_large_document OUT [--side N] [--layers N] [--vector] [--no-read]
+//   psdkit_write_large_document OUT [--side N] [--layers N] [--vector] [--no-read] [--copied-read]
 //
 // Prints one line per step: wall seconds, peak resident memory so far, minor page faults of the
 // step, and the file size. Run under /usr/bin/time -v for the whole process (bench/write-large.sh).
@@ -87,7 +88,8 @@ std::uint64_t fileSize(int fd)
 int main(int argc, char** argv)
 {
     if (argc < 2) {
-        std::fprintf(stderr, "usage: %s OUT [--side N] [--layers N] [--vector] [--no-read]\n", argv[0]);
+        std::fprintf(stderr, "usage: %s OUT [--side N] [--layers N] [--vector] [--no-read] [--copied-read]\n",
+                     argv[0]);
         return 2;
     }
     const std::string out = argv[1];
@@ -95,6 +97,7 @@ int main(int argc, char** argv)
     int layerCount = 5;
     bool throughVector = false;
     bool readBack = true;
+    bool copiedRead = false;
     for (int i = 2; i < argc; ++i) {
         const std::string arg = argv[i];
         if (arg == "--side" && i + 1 < argc) {
@@ -105,6 +108,8 @@ int main(int argc, char** argv)
             throughVector = true;
         } else if (arg == "--no-read") {
             readBack = false;
+        } else if (arg == "--copied-read") {
+            copiedRead = true;
         }
     }
     setDiagnosticsSink({}); // no trace lines on standard output
@@ -154,15 +159,16 @@ int main(int argc, char** argv)
             if (mapped == MAP_FAILED) {
                 throw std::system_error(errno, std::generic_category(), out);
             }
-            {
-                const PSDWrapper back(std::span(static_cast<const std::uint8_t*>(mapped), size));
-                if (back.layers.size() != static_cast<std::size_t>(layerCount)) {
-                    std::fprintf(stderr, "read back %zu layers\n", back.layers.size());
-                    return 1;
-                }
-                read.done(size);
+            const std::shared_ptr<const void> mapping(
+                mapped, [size](const void* p) { ::munmap(const_cast<void*>(p), size); });
+            const std::span bytes(static_cast<const std::uint8_t*>(mapped), size);
+            const PSDWrapper back =
+                copiedRead ? PSDWrapper(bytes, PSDReadOptions{}) : PSDWrapper(PSDSharedBytes(mapping, bytes));
+            if (back.layers.size() != static_cast<std::size_t>(layerCount)) {
+                std::fprintf(stderr, "read back %zu layers\n", back.layers.size());
+                return 1;
             }
-            ::munmap(mapped, size);
+            read.done(size);
         }
     } catch (const std::exception& error) {
         std::fprintf(stderr, "failed: %s\n", error.what());

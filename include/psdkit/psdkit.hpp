@@ -29,6 +29,7 @@
 #include "psdkit/document/PSDLinkedFiles.hpp"
 #include "psdkit/document/PSDReadOptions.hpp"
 #include "psdkit/document/PSDWrapper.hpp"
+#include "psdkit/document/PSDWriteOptions.hpp"
 #include "psdkit/layers/PSDCompressionType.hpp"
 #include "psdkit/layers/PSDLayerContent.hpp"
 #include "psdkit/layers/PSDLayerTree.hpp"

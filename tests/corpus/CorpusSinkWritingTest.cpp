@@ -1,6 +1,6 @@
 // Every RGB corpus file is written to the same bytes whichever way it is written (a vector, a file
-// descriptor, a stream), and whatever documents the process read in between: the bytes depend on
-// the document alone.
+// descriptor, a stream, on one thread or several), and whatever documents the process read in
+// between: the bytes depend on the document alone.
 #include <sstream>
 
 #include <gtest/gtest.h>
@@ -46,20 +46,20 @@ TEST_P(CorpusSinkWritingTest, SameBytesWhicheverSinkAndWhateverWasReadBefore)
 
     std::ostringstream stream;
     PSDStreamOutputSink streamSink(stream);
-    document.serializeWithCompositeImage(composite.get(), streamSink);
+    document.serializeWithCompositeImage(composite.get(), streamSink, PSDWriteOptions{.threadCount = 1});
     const std::string text = stream.str();
-    EXPECT_TRUE(V(text.begin(), text.end()) == expected) << "stream";
+    EXPECT_TRUE(V(text.begin(), text.end()) == expected) << "stream, one thread";
 
     std::FILE* file = std::tmpfile();
     ASSERT_NE(file, nullptr);
     PSDFileDescriptorOutputSink fileSink(fileno(file));
-    document.serializeWithCompositeImage(composite.get(), fileSink);
+    document.serializeWithCompositeImage(composite.get(), fileSink, PSDWriteOptions{.threadCount = 3});
     V fromFile(expected.size() + 1);
     const auto got = ::pread(fileno(file), fromFile.data(), fromFile.size(), 0);
     std::fclose(file);
     ASSERT_EQ(got, static_cast<ssize_t>(expected.size()));
     fromFile.resize(expected.size());
-    EXPECT_TRUE(fromFile == expected) << "file descriptor";
+    EXPECT_TRUE(fromFile == expected) << "file descriptor, three threads";
 
     V vector;
     PSDVectorOutputSink vectorSink(vector);

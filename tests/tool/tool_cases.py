@@ -248,6 +248,8 @@ def check_export(ctx):
         got = pngio.read_png(ctx.path("o/" + alpha[0]))
         checks.equal("alpha channel is grey, document sized", [got["channels"], got["width"], got["height"]],
                      [1, 48, 27])
+    checks.equal("one thread writes the same PNGs as three", exported(ctx, source, "o1", "--threads", "1"),
+                 exported(ctx, source, "o3", "--threads", "3"))
     with open(ctx.path("o/index.html"), encoding="utf-8") as f:
         page = f.read()
     for name in files:
@@ -319,8 +321,8 @@ def content(ctx, path):
     return doc
 
 
-def exported(ctx, path, folder):
-    status, _, err = ctx.run("export", path, ctx.path(folder))
+def exported(ctx, path, folder, *options):
+    status, _, err = ctx.run("export", path, ctx.path(folder), *options)
     if status != 0:
         raise AssertionError("export of %s failed: %s" % (path, err))
     files = {}

@@ -60,7 +60,7 @@ bool checkFile(const std::string& path, bool roundTrip, bool strict)
     std::vector<std::string> differences;
     std::vector<std::string> dropped;
     try {
-        const std::vector<std::uint8_t> bytes = readFile(path);
+        const PSDSharedBytes bytes = mapFile(path);
         const PSDWrapper original(bytes, readOptions(!strict));
         if (roundTrip) {
             // A second copy is written: serialization changes the document it writes.

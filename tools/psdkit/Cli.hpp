@@ -69,6 +69,10 @@ class Arguments {
 [[nodiscard]] std::optional<std::int64_t> parseInteger(const std::string& text, std::int64_t min,
                                                        std::int64_t max);
 
+/// The value of `--threads N` (1 to 1024), or 0 (one per hardware thread) when it is not given.
+/// Throws UsageError for anything else.
+[[nodiscard]] unsigned threadCountOption(const Arguments& arguments);
+
 /// The whole contents of a file. Throws IoError.
 [[nodiscard]] std::vector<std::uint8_t> readFile(const std::filesystem::path& path);
 
@@ -77,7 +81,9 @@ class Arguments {
 [[nodiscard]] PSDSharedBytes mapFile(const std::filesystem::path& path);
 
 /// Maps and parses a PSD or PSB file as `options` say; the document's planes and kept blocks
-/// refer to the mapping. The library's exceptions pass through.
+/// refer to the mapping. When every image has been decoded (eager reading), the mapped pages are
+/// handed back to the kernel, which reads them again from the file cache if they are used. The
+/// library's exceptions pass through.
 [[nodiscard]] PSDWrapper readDocument(const std::filesystem::path& path, const PSDReadOptions& options = {});
 
 /// Writes `bytes` to a temporary file beside `path` and renames it over `path`, so that readers

@@ -105,6 +105,19 @@ std::optional<std::int64_t> parseInteger(const std::string& text, std::int64_t m
     return value;
 }
 
+unsigned threadCountOption(const Arguments& arguments)
+{
+    const auto text = arguments.value("threads");
+    if (!text) {
+        return 0;
+    }
+    const auto count = parseInteger(*text, 1, 1024);
+    if (!count) {
+        throw UsageError("--threads takes a whole number from 1 to 1024");
+    }
+    return static_cast<unsigned>(*count);
+}
+
 std::vector<std::uint8_t> readFile(const std::filesystem::path& path)
 {
     std::error_code ec;
@@ -129,7 +142,15 @@ std::vector<std::uint8_t> readFile(const std::filesystem::path& path)
     return bytes;
 }
 
-PSDSharedBytes mapFile(const std::filesystem::path& path)
+namespace {
+
+/// A file's bytes, and whether they are a read-only mapping of it (rather than a copy in memory).
+struct FileContents {
+    PSDSharedBytes bytes;
+    bool mapped = false;
+};
+
+FileContents mapOrRead(const std::filesystem::path& path)
 {
     std::error_code ec;
     if (std::filesystem::is_directory(path, ec)) {
@@ -142,22 +163,38 @@ PSDSharedBytes mapFile(const std::filesystem::path& path)
     struct stat info {};
     if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_size == 0) {
         ::close(fd);
-        return PSDSharedBytes(readFile(path)); // not a plain file, or nothing to map
+        return {PSDSharedBytes(readFile(path))}; // not a plain file, or nothing to map
     }
     const auto size = static_cast<std::size_t>(info.st_size);
     void* mapped = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0);
     ::close(fd);
     if (mapped == MAP_FAILED) {
-        return PSDSharedBytes(readFile(path));
+        return {PSDSharedBytes(readFile(path))};
     }
     std::shared_ptr<const void> mapping(mapped,
                                         [size](const void* p) { ::munmap(const_cast<void*>(p), size); });
-    return PSDSharedBytes(std::move(mapping), {static_cast<const std::uint8_t*>(mapped), size});
+    return {PSDSharedBytes(std::move(mapping), {static_cast<const std::uint8_t*>(mapped), size}), true};
+}
+
+} // namespace
+
+PSDSharedBytes mapFile(const std::filesystem::path& path)
+{
+    return mapOrRead(path).bytes;
 }
 
 PSDWrapper readDocument(const std::filesystem::path& path, const PSDReadOptions& options)
 {
-    return PSDWrapper(mapFile(path), options);
+    const FileContents file = mapOrRead(path);
+    PSDWrapper document(file.bytes, options);
+    if (file.mapped && options.imageDecoding == PSDImageDecoding::eager) {
+        // Every image is decoded: what is left of the file (kept blocks, the composite's planes) is
+        // read rarely, so its pages leave this process's memory. They stay in the file cache and
+        // come back on access; a read-only private mapping of a file loses nothing by this.
+        const auto bytes = file.bytes.span();
+        (void)::madvise(const_cast<std::uint8_t*>(bytes.data()), bytes.size(), MADV_DONTNEED);
+    }
+    return document;
 }
 
 void writeFileAtomically(const std::filesystem::path& path,

@@ -15,7 +15,7 @@ constexpr Command kCommands[] = {
      "  --json     the same as JSON: one entry per layer record in file order (bottom first)\n"
      "  --verbose  list every kept block\n",
      runInfo},
-    {"export", "FILE DIR",
+    {"export", "FILE DIR [--threads N]",
      "Writes the composite, every layer's content and mask, and every alpha channel as PNG files into\n"
      "DIR (created when missing), the files placed in smart objects, small thumbnails, and\n"
      "index.html, a page showing the layer tree with a thumbnail, kind, name, bounds, opacity, blend\n"
@@ -23,7 +23,8 @@ constexpr Command kCommands[] = {
      "white it is stored against. 8-bit documents give 8-bit PNGs, 16-bit give 16-bit; 32-bit\n"
      "samples are clipped to 0..1 and written as 16-bit (a note says so). Every PNG carries the\n"
      "document's ICC profile when it has one. DIR must be empty, new, or hold a previous export,\n"
-     "which is replaced. On failure the files written so far are removed again.\n",
+     "which is replaced. On failure the files written so far are removed again. Images are decoded\n"
+     "and encoded on --threads N threads (default: one per hardware thread); the files are the same.\n",
      runExport},
     {"create", "OUT --size WxH [--depth 8|16|32] [--psb] LAYER ...",
      "Builds a document from PNG files and writes it to OUT. LAYERs are given bottom first:\n\n"

@@ -1,7 +1,8 @@
-// psdkit export FILE DIR: every image of a document as PNG, and index.html to look at them.
+// psdkit export FILE DIR [--threads N]: every image of a document as PNG, and index.html to look at them.
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <mutex>
 #include <set>
 #include <unistd.h>
 #include <utf8proc.h>
@@ -15,6 +16,7 @@
 #include "Png.hpp"
 #include "Thumbnail.hpp"
 #include "Unmatte.hpp"
+#include "psdkit/platform/support/ParallelWork.hpp"
 
 namespace psdkit::cli {
 
@@ -106,11 +108,13 @@ void prepareFolder(const fs::path& directory)
     }
 }
 
-/// Writes the files of one export and removes them again unless the export completes.
+/// Writes the files of one export and removes them again unless the export completes. Images are
+/// queued and then converted, encoded and written on several threads at once; what is written,
+/// the manifest and the failure reported are the same as writing them one after another.
 class ExportSession {
   public:
-    ExportSession(fs::path directory, const PSDWrapper& document, std::size_t total)
-        : directory_(std::move(directory)), document_(document), total_(total),
+    ExportSession(fs::path directory, const PSDWrapper& document, std::size_t total, unsigned threads)
+        : directory_(std::move(directory)), document_(document), total_(total), threads_(threads),
           showProgress_(::isatty(2) == 1)
     {
         iccProfile_ = document.colorSpace.iccData();
@@ -129,34 +133,35 @@ class ExportSession {
         }
     }
 
-    /// Writes `image` as `name`, and (unless `withThumbnail` is false) a small copy beside it when
-    /// it is large; nothing is written for an image without pixels.
-    ExportedImage writeImage(const image::PixelBufferType* image, const std::string& name,
-                             bool withThumbnail = true)
+    /// Queues `image` to be written as `name`, with (unless `withThumbnail` is false) a small copy
+    /// beside it when it is large; `*result` names the files once `writeQueuedImages` has run, and
+    /// stays empty for an image without pixels. `result` must outlive that call.
+    void queueImage(std::shared_ptr<const image::PixelBufferType> image, std::string name,
+                    ExportedImage* result, bool withThumbnail = true)
     {
-        if (!image) {
-            return {};
+        if (image) {
+            queued_.push_back({std::move(image), std::move(name), withThumbnail, result, {}, false});
         }
-        const auto pixels = pngPixels(*image);
-        if (!pixels) {
-            return {};
+    }
+
+    /// Writes the queued images on the session's threads. Throws the failure of the first image
+    /// (in queue order) that failed; the files of every image are removed unless committed.
+    void writeQueuedImages()
+    {
+        std::exception_ptr failure;
+        try {
+            detail::parallelForEach(queued_.size(), threads_, [&](std::size_t i) { writeImage(queued_[i]); });
+        } catch (...) {
+            failure = std::current_exception();
         }
-        progress(name);
-        PngOptions options;
-        // Colour images carry the document's profile. A PNG allows only grey profiles on grey
-        // images, and masks and alpha channels hold coverage rather than colour: they get none.
-        if (pixels->channels == 4) {
-            options.iccProfile = iccProfile_;
-            options.iccProfileName = document_.colorSpace.name();
+        for (ImageJob& job : queued_) {
+            written_.insert(written_.end(), job.files.begin(), job.files.end());
+            toneMapped_ = toneMapped_ || job.toneMapped;
         }
-        toneMapped_ = toneMapped_ || pixels->toneMapped;
-        writeFile(name, encodePng(*pixels, options));
-        ExportedImage exported{name, name};
-        if (withThumbnail && std::max(pixels->width, pixels->height) > thumbnailSide) {
-            exported.thumbnail = "thumb-" + name;
-            writeFile(exported.thumbnail, encodePng(thumbnailPixels(*pixels), options));
+        queued_.clear();
+        if (failure) {
+            std::rethrow_exception(failure);
         }
-        return exported;
     }
 
     void writeFile(const std::string& name, const std::string& text)
@@ -190,8 +195,48 @@ class ExportSession {
     [[nodiscard]] std::size_t fileCount() const noexcept { return written_.size(); }
 
   private:
+    struct ImageJob {
+        std::shared_ptr<const image::PixelBufferType> image;
+        std::string name;
+        bool withThumbnail;
+        ExportedImage* result;
+        std::vector<fs::path> files; // written so far, in order
+        bool toneMapped;
+    };
+
+    // Runs on any of the session's threads: touches only `job` and the progress line.
+    void writeImage(ImageJob& job)
+    {
+        const auto pixels = pngPixels(*job.image);
+        if (!pixels) {
+            return;
+        }
+        progress(job.name);
+        PngOptions options;
+        // Colour images carry the document's profile. A PNG allows only grey profiles on grey
+        // images, and masks and alpha channels hold coverage rather than colour: they get none.
+        if (pixels->channels == 4) {
+            options.iccProfile = iccProfile_;
+            options.iccProfileName = document_.colorSpace.name();
+        }
+        job.toneMapped = pixels->toneMapped;
+        const auto write = [&](const std::string& name, const PngPixels& png) {
+            const fs::path path = directory_ / name;
+            onFile(path, [&] { writeFileAtomically(path, encodePng(png, options)); });
+            job.files.push_back(path);
+        };
+        write(job.name, *pixels);
+        ExportedImage exported{job.name, job.name}; // its own thumbnail unless it is large
+        if (job.withThumbnail && std::max(pixels->width, pixels->height) > thumbnailSide) {
+            exported.thumbnail = "thumb-" + job.name;
+            write(exported.thumbnail, thumbnailPixels(*pixels));
+        }
+        *job.result = std::move(exported);
+    }
+
     void progress(const std::string& name)
     {
+        const std::lock_guard lock(progressMutex_);
         ++done_;
         if (showProgress_) {
             std::fprintf(stderr, "\r\033[Kexporting %zu/%zu %s", done_, total_, name.c_str());
@@ -211,8 +256,11 @@ class ExportSession {
     fs::path directory_;
     const PSDWrapper& document_;
     std::optional<std::vector<std::uint8_t>> iccProfile_;
+    std::vector<ImageJob> queued_;
     std::vector<fs::path> written_;
     std::size_t total_;
+    unsigned threads_;
+    std::mutex progressMutex_;
     std::size_t done_ = 0;
     bool showProgress_;
     bool toneMapped_ = false;
@@ -237,11 +285,12 @@ std::string placedFileName(std::size_t index, const std::string& fileName)
     return numbered("placed", index, stem, extension.empty() ? "" : ("." + extension).c_str());
 }
 
-/// The composite as the page shows it: the stored merged image, un-matted when the document has
-/// transparency; `note` says when it shows nothing.
-ExportedImage writeComposite(ExportSession& session, const PSDWrapper& document,
-                             const image::PixelBufferType* rendered, std::string& note)
+/// Queues the composite as the page shows it: the stored merged image, un-matted when the document
+/// has transparency; `note` says when it shows nothing.
+void queueComposite(ExportSession& session, const PSDWrapper& document,
+                    const std::shared_ptr<image::PixelBufferType>& rendered, ExportedFiles& files)
 {
+    std::string& note = files.compositeNote;
     // A composite that cannot be decoded is not fatal: the rendering takes its place, or the page
     // says there is none.
     const auto composite = document.compositeImage();
@@ -249,7 +298,8 @@ ExportedImage writeComposite(ExportSession& session, const PSDWrapper& document,
         if (rendered) {
             note = "the file stores no composite: composite.png is the rendering of the layers";
         }
-        return session.writeImage(rendered, "composite.png", false);
+        session.queueImage(rendered, "composite.png", &files.composite, false);
+        return;
     }
     if (document.compositeImageHasAlphaChannel) {
         unmatteFromWhite(*composite);
@@ -263,54 +313,62 @@ ExportedImage writeComposite(ExportSession& session, const PSDWrapper& document,
             "merged image";
         if (rendered) {
             note += "; composite.png is the rendering of the layers";
-            return session.writeImage(rendered, "composite.png", false);
+            session.queueImage(rendered, "composite.png", &files.composite, false);
+            return;
         }
     }
-    return session.writeImage(composite.get(), "composite.png", false); // the page shows it large
+    session.queueImage(composite, "composite.png", &files.composite, false); // the page shows it large
 }
 
 } // namespace
 
 int runExport(std::span<const std::string> args)
 {
-    const Arguments arguments(args, {}, {});
+    const Arguments arguments(args, {"threads"}, {});
     arguments.expectPositional(2, 2);
     const fs::path input = arguments.positional()[0];
     const fs::path directory = arguments.positional()[1];
     PSDReadOptions options;
     options.keepUnknownBlocks = true; // placed files and text come from blocks kept whole
+    options.threadCount = threadCountOption(arguments);
     const PSDWrapper document = onFile(input, [&] { return readDocument(input, options); });
     const LayerTree tree = buildLayerTree(document.layers);
     const std::vector<LayerFacts> facts = layerFacts(document);
     onFile(directory, [&] { prepareFolder(directory); });
 
-    ExportSession session(directory, document, countImages(document));
+    ExportSession session(directory, document, countImages(document),
+                          detail::effectiveThreadCount(options.threadCount));
     ExportedFiles files;
     // The layers' rendering stands in for a stored composite that is missing or blank.
     const bool renderable = !document.layers.empty() && document.imageWidth > 0 && document.imageHeight > 0;
-    const auto rendered = renderable ? renderOrRefuse(document) : nullptr;
-    files.composite = writeComposite(session, document, rendered.get(), files.compositeNote);
-    files.rendered = session.writeImage(rendered.get(), "rendered.png", false);
+    PSDRenderOptions renderOptions;
+    renderOptions.threadCount = options.threadCount;
+    const auto rendered = renderable ? renderOrRefuse(document, renderOptions) : nullptr;
+    queueComposite(session, document, rendered, files);
+    session.queueImage(rendered, "rendered.png", &files.rendered, false);
+    files.layerContent.resize(document.layers.size());
+    files.layerMask.resize(document.layers.size());
+    files.placedFiles.resize(document.layers.size());
     for (std::size_t i = 0; i < document.layers.size(); ++i) {
         const PSDLayerWrapper& layer = *document.layers[i];
-        files.layerContent.push_back(
-            session.writeImage(layer.contentImage().get(), numbered("layer", i, layer.name, ".png")));
-        files.layerMask.push_back(
-            session.writeImage(layer.maskImage().get(), numbered("layer", i, layer.name, "-mask.png")));
-        std::string placed;
+        session.queueImage(layer.contentImage(), numbered("layer", i, layer.name, ".png"),
+                           &files.layerContent[i]);
+        session.queueImage(layer.maskImage(), numbered("layer", i, layer.name, "-mask.png"),
+                           &files.layerMask[i]);
         if (facts[i].placedFile && facts[i].placedFile->embedded) {
-            placed = placedFileName(i, facts[i].placedFile->fileName);
-            session.writeFile(placed, facts[i].placedFile->data);
+            files.placedFiles[i] = placedFileName(i, facts[i].placedFile->fileName);
+            session.writeFile(files.placedFiles[i], facts[i].placedFile->data);
         }
-        files.placedFiles.push_back(std::move(placed));
     }
     if (document.alphaChannels) {
+        files.alphaChannels.resize(document.alphaChannels->size());
         for (std::size_t i = 0; i < document.alphaChannels->size(); ++i) {
             const PSDAlphaChannel& channel = *(*document.alphaChannels)[i];
-            files.alphaChannels.push_back(session.writeImage(
-                channel.image.get(), numbered("alpha", i, channel.name.value_or(""), ".png")));
+            session.queueImage(channel.image, numbered("alpha", i, channel.name.value_or(""), ".png"),
+                               &files.alphaChannels[i]);
         }
     }
+    session.writeQueuedImages();
     session.writeFile("index.html", htmlIndex(input.filename().string(), document, tree, facts, files));
     session.commit();
     if (!files.compositeNote.empty()) {

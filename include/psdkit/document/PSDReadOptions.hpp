@@ -28,7 +28,8 @@ struct PSDKIT_EXPORT PSDReadOptions {
     bool keepUnknownBlocks = false;
     /// When layer images are decoded.
     PSDImageDecoding imageDecoding = PSDImageDecoding::eager;
-    /// Threads used to decode (and, on writing, encode) channels; 0 means one per hardware thread.
+    /// Threads used to decode layers' channels; 0 means one per hardware thread. Writing has its
+    /// own count, `PSDWriteOptions::threadCount`.
     unsigned threadCount = 0;
 };
 

@@ -17,6 +17,7 @@
 #include "psdkit/document/PSDColorMode.hpp"
 #include "psdkit/document/PSDImageResourceBlock.hpp"
 #include "psdkit/document/PSDReadOptions.hpp"
+#include "psdkit/document/PSDWriteOptions.hpp"
 #include "psdkit/layers/PSDLayerWrapper.hpp"
 #include "psdkit/platform/ColorSpace.hpp"
 #include "psdkit/platform/ImageMetadata.hpp"
@@ -174,9 +175,11 @@ class PSDKIT_EXPORT PSDWrapper {
     /// cannot be encoded, writeUnableToCreateMetaData when no XMP packet can be made; the image
     /// core's ImageException and the platform's PlatformException unchanged. No bytes on failure.
     /// The same bytes as `serializeWithCompositeImage` gives; the vector is allocated once, at its
-    /// exact size, when the whole file has been written.
+    /// exact size, when the whole file has been written. `options` say how many threads encode;
+    /// the bytes are the same whatever they say.
     [[nodiscard]] std::vector<std::uint8_t>
-    serializedRepresentationWithCompositeImage(const image::PixelBufferType* composite);
+    serializedRepresentationWithCompositeImage(const image::PixelBufferType* composite,
+                                               const PSDWriteOptions& options = {});
 
     /// Writes the same file as `serializedRepresentationWithCompositeImage`, byte for byte, to
     /// `sink` as it goes, without holding the whole file in memory: the bytes of each section are
@@ -184,8 +187,10 @@ class PSDKIT_EXPORT PSDWrapper {
     /// must be able to go back, see `PSDOutputSink::patch`). Throws what that call throws, and
     /// passes on unchanged whatever the sink throws (the ready-made sinks: std::system_error);
     /// after a failure the sink holds an incomplete file, which the host discards. The document
-    /// changes as that call describes. The sink is only used during the call.
-    void serializeWithCompositeImage(const image::PixelBufferType* composite, PSDOutputSink& sink);
+    /// changes as that call describes. The sink is only used during the call, and only from the
+    /// calling thread (encoding threads never touch it).
+    void serializeWithCompositeImage(const image::PixelBufferType* composite, PSDOutputSink& sink,
+                                     const PSDWriteOptions& options = {});
 
   private:
     friend class PSDDocumentReader;

@@ -203,8 +203,9 @@ class PSDKIT_EXPORT PSDLayerWrapper {
     /// absent (`never`). Channel bytes are taken with `PSDScanner::scanSharedData` when the scanner
     /// shares its input, so they then refer to it instead of being copied.
     void readChannelImageData(PSDScanner& scanner, bool bigFile, PSDImageDecoding decoding);
-    /// Fills `channelDataPreparedForExport` from the images. Throws the image core's error.
-    void prepareChannelDataForExport();
+    /// Fills `channelDataPreparedForExport` from the images; with `mayUseWorkerThread` the planes
+    /// of a large image are encoded on two threads (the same bytes). Throws the image core's error.
+    void prepareChannelDataForExport(bool mayUseWorkerThread = true);
     /// Prepares the channels (unless `channelsPrepared`: the caller has just run
     /// `prepareChannelDataForExport`) and appends the layer record. Throws PSDException (values
     /// that do not fit their fields: writeParameterError) or the image core's error.

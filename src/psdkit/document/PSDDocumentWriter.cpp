@@ -68,16 +68,18 @@ bool isPatternKey(const PSDFourCharCode& key)
 } // namespace
 
 std::vector<std::uint8_t>
-PSDWrapper::serializedRepresentationWithCompositeImage(const image::PixelBufferType* composite)
+PSDWrapper::serializedRepresentationWithCompositeImage(const image::PixelBufferType* composite,
+                                                       const PSDWriteOptions& options)
 {
     ChunkedOutputSink pieces;
-    PSDDocumentWriter(*this, composite, pieces).write();
+    PSDDocumentWriter(*this, composite, pieces, options).write();
     return pieces.takeBytes();
 }
 
-void PSDWrapper::serializeWithCompositeImage(const image::PixelBufferType* composite, PSDOutputSink& sink)
+void PSDWrapper::serializeWithCompositeImage(const image::PixelBufferType* composite, PSDOutputSink& sink,
+                                             const PSDWriteOptions& options)
 {
-    PSDDocumentWriter(*this, composite, sink).write();
+    PSDDocumentWriter(*this, composite, sink, options).write();
 }
 
 void PSDDocumentWriter::write()
@@ -212,13 +214,13 @@ std::vector<std::exception_ptr> PSDDocumentWriter::prepareLayerChannels()
             firstPlaces.push_back(i);
         }
     }
-    detail::parallelForEach(firstPlaces.size(), detail::effectiveThreadCount(0), [&](std::size_t k) {
+    detail::parallelForEach(firstPlaces.size(), threadCount_, [&](std::size_t k) {
         const std::size_t i = firstPlaces[k];
         if (layers[i]->bitDepth != document_.bitDepth) {
             return; // refused in order by the caller
         }
         try {
-            layers[i]->prepareChannelDataForExport();
+            layers[i]->prepareChannelDataForExport(threadCount_ > 1);
         } catch (...) {
             failures[i] = std::current_exception();
         }
@@ -311,8 +313,8 @@ void PSDDocumentWriter::writeImageData()
     if (composite_->format() != colorPixelFormat(doc.bitDepth) || composite_->size() != size) {
         refuse();
     }
-    std::vector<image::AnyChannelData> channels =
-        composite_->makeChannelData(!compositeTransparency_, compression, image::PredictionType::none, false);
+    std::vector<image::AnyChannelData> channels = composite_->makeChannelData(
+        !compositeTransparency_, compression, image::PredictionType::none, threadCount_ > 1);
     if (doc.alphaChannels) {
         for (const auto& alpha : *doc.alphaChannels) {
             if (!alpha || !alpha->image) {
@@ -321,8 +323,8 @@ void PSDDocumentWriter::writeImageData()
             if (alpha->image->size() != size || alpha->image->format() != grayPixelFormat(doc.bitDepth)) {
                 refuse();
             }
-            auto extra =
-                alpha->image->makeChannelData(false, compression, image::PredictionType::none, false);
+            auto extra = alpha->image->makeChannelData(false, compression, image::PredictionType::none,
+                                                       threadCount_ > 1);
             for (auto& channel : extra) {
                 channels.push_back(std::move(channel));
             }

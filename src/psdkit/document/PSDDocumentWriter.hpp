@@ -7,13 +7,16 @@
 
 #include "psdkit/core/PSDWriter.hpp"
 #include "psdkit/document/PSDWrapper.hpp"
+#include "psdkit/platform/support/ParallelWork.hpp"
 
 namespace psdkit {
 
 class PSDDocumentWriter {
   public:
-    PSDDocumentWriter(PSDWrapper& document, const image::PixelBufferType* composite, PSDOutputSink& sink)
-        : document_(document), composite_(composite), writer_(sink)
+    PSDDocumentWriter(PSDWrapper& document, const image::PixelBufferType* composite, PSDOutputSink& sink,
+                      const PSDWriteOptions& options)
+        : document_(document), composite_(composite), writer_(sink),
+          threadCount_(detail::effectiveThreadCount(options.threadCount))
     {
     }
     /// Writes the whole file to the sink; throws on the first failure.
@@ -48,6 +51,7 @@ class PSDDocumentWriter {
     PSDWrapper& document_;
     const image::PixelBufferType* composite_;
     PSDWriter writer_;
+    unsigned threadCount_;
     bool compositeTransparency_ = true;
 };
 

@@ -48,7 +48,7 @@ std::int64_t storedChannelLength(const image::AnyChannelData& channel, bool bigF
 
 } // namespace
 
-void PSDLayerWrapper::prepareChannelDataForExport()
+void PSDLayerWrapper::prepareChannelDataForExport(bool mayUseWorkerThread)
 {
     channelDataPreparedForExport.clear();
     const auto contentFormat = colorPixelFormat(bitDepth);
@@ -81,7 +81,7 @@ void PSDLayerWrapper::prepareChannelDataForExport()
                 prediction = image::PredictionType::prediction;
             }
         }
-        auto channels = content->makeChannelData(false, compression, prediction, true);
+        auto channels = content->makeChannelData(false, compression, prediction, mayUseWorkerThread);
         if (channels.size() < 4) {
             refuse();
         }
@@ -103,7 +103,7 @@ void PSDLayerWrapper::prepareChannelDataForExport()
         } else if (size.width > 8 || size.height > 8) {
             compression = image::ChannelDataCompressionType::rle;
         }
-        auto channels = mask->makeChannelData(false, compression, prediction, true);
+        auto channels = mask->makeChannelData(false, compression, prediction, mayUseWorkerThread);
         if (channels.empty()) {
             refuse();
         }

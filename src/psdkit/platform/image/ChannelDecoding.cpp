@@ -8,6 +8,11 @@
 #include <utility>
 #include <vector>
 
+#if defined(__linux__)
+#include <sys/mman.h>
+#include <unistd.h>
+#endif
+
 #include "psdkit/platform/image/ImageError.hpp"
 #include "psdkit/platform/image/Interleave.hpp"
 #include "psdkit/platform/image/LargeAllocation.hpp"
@@ -183,6 +188,45 @@ void expand16BitRange(std::uint8_t* pixels, std::size_t sampleCount) noexcept
     }
 }
 
+// Rows of an inflated plane, from `begin` on, that have been placed in the pixels and are never read
+// again: their whole pages go back to the kernel as the rows are used up, so the planes shrink as
+// the pixels grow instead of doubling a large layer's memory.
+class PlaneRelease {
+  public:
+    explicit PlaneRelease(std::uint8_t* begin) noexcept : released_(reinterpret_cast<std::uintptr_t>(begin))
+    {
+        released_ = (released_ + pageBytes() - 1) / pageBytes() * pageBytes();
+    }
+
+    // Releases every whole page before `end`.
+    void releaseBefore(const std::uint8_t* end) noexcept
+    {
+        const std::uintptr_t last = reinterpret_cast<std::uintptr_t>(end) / pageBytes() * pageBytes();
+        if (last > released_) {
+#if defined(__linux__)
+            (void)::madvise(reinterpret_cast<void*>(released_), last - released_, MADV_DONTNEED);
+#endif
+            released_ = last;
+        }
+    }
+
+  private:
+    static std::uintptr_t pageBytes() noexcept
+    {
+#if defined(__linux__)
+        static const auto bytes = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
+        return bytes;
+#else
+        return 4096;
+#endif
+    }
+
+    std::uintptr_t released_;
+};
+
+// Rows placed between two releases of the planes' used-up pages.
+constexpr std::size_t rowsPerRelease = 64;
+
 } // namespace
 
 std::size_t validateChannels(IntegralSize size, std::span<const AnyChannelData* const> channels,
@@ -232,11 +276,20 @@ void decodeChannels(IntegralSize size, std::span<const AnyChannelData* const> ch
     const std::size_t pixelRowBytes = shape.rowBytes * count;
     const auto decodeRows = [&](std::size_t firstRow, std::size_t endRow) {
         std::vector<ChannelRowReader> readers;
+        std::vector<std::pair<PlaneRelease, std::uint8_t*>> releases; // owned planes of this band's rows
         readers.reserve(count);
         for (std::size_t c = 0; c < count; ++c) {
             readers.emplace_back(*channels[c], shape, planes[c], firstRow);
+            if (ownedPlanes[c]) {
+                releases.emplace_back(PlaneRelease(planes[c] + firstRow * shape.rowBytes), planes[c]);
+            }
         }
         for (std::size_t y = firstRow; y < endRow; ++y) {
+            if (y > firstRow && (y - firstRow) % rowsPerRelease == 0) {
+                for (auto& [release, plane] : releases) {
+                    release.releaseBefore(plane + y * shape.rowBytes);
+                }
+            }
             std::uint8_t* out = pixels + y * pixelRowBytes;
             if (count == 1) {
                 const std::uint8_t* row = readers[0].row(y);

@@ -3,17 +3,7 @@
 #include <cstdlib>
 #include <new>
 
-#if defined(__linux__)
-#include <sys/mman.h>
-#endif
-
 namespace psdkit::image::detail {
-namespace {
-
-constexpr std::size_t hugePageBytes = std::size_t{2} << 20;
-constexpr std::size_t hugePageThreshold = 2 * hugePageBytes;
-
-} // namespace
 
 void releaseLarge(std::uint8_t* p) noexcept
 {
@@ -27,18 +17,7 @@ void LargeAllocationFree::operator()(void* p) const noexcept
 
 LargeAllocation allocateLarge(std::size_t bytes)
 {
-    void* p = nullptr;
-    if (bytes >= hugePageThreshold && bytes <= SIZE_MAX - hugePageBytes) {
-        const std::size_t rounded = (bytes + hugePageBytes - 1) / hugePageBytes * hugePageBytes;
-        p = std::aligned_alloc(hugePageBytes, rounded);
-#if defined(__linux__)
-        if (p != nullptr) {
-            (void)madvise(p, rounded, MADV_HUGEPAGE); // a hint; refusal changes nothing but speed
-        }
-#endif
-    } else {
-        p = std::malloc(bytes == 0 ? 1 : bytes);
-    }
+    void* p = std::malloc(bytes == 0 ? 1 : bytes);
     if (p == nullptr) {
         throw std::bad_alloc();
     }

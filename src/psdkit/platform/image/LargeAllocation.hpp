@@ -1,7 +1,6 @@
 #pragma once
-// Internal to the image core: memory for pixel buffers and whole planes. Blocks of several megabytes
-// are aligned to 2 MiB and offered to the kernel for huge pages, which halves the cost of touching
-// fresh memory for a 4096 × 4096 layer; smaller blocks come from the ordinary heap.
+// Internal to the image core: memory for pixel buffers and whole planes, from the ordinary heap
+// without a huge-page hint (docs/decisions.md, "Memory", says why).
 #include <cstddef>
 #include <cstdint>
 #include <memory>
