@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 
 #include "DescriptorFixtures.hpp"
-#include "DiagnosticsCapture.hpp"
 #include "psdkit/descriptors/DescriptorTextForms.hpp"
 #include "psdkit/descriptors/PSDDescriptor.hpp"
+#include "support/DiagnosticsCapture.hpp"
 #include "support/ThrownError.hpp"
 
 namespace psdkit {
