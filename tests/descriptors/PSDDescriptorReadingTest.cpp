@@ -10,13 +10,7 @@
 
 namespace psdkit {
 namespace {
-using testing::ByteBuilder;
-using testing::codeID;
-using testing::descriptorStart;
-using testing::DiagnosticsCapture;
-using testing::readDescriptor;
-using testing::stringID;
-using testing::thrownError;
+using namespace psdkit::testing;
 using Bytes = std::vector<std::uint8_t>;
 using List = PSDDescriptorPropertyValue::List;
 
