@@ -12,10 +12,12 @@
 #include "psdkit/core/ChunkedOutputSink.hpp"
 #include "psdkit/core/PSDOutputSink.hpp"
 #include "psdkit/core/PSDWriter.hpp"
+#include "support/ThrownError.hpp"
 
 namespace psdkit {
 namespace {
 using Bytes = std::vector<std::uint8_t>;
+using testing::thrownError;
 
 // Nested blocks whose bodies are larger than the writer's buffer, small appends between them and
 // one large append, so that every length is patched after its bytes have been passed on.
@@ -157,12 +159,7 @@ TEST(PSDWriterSinkTest, DescriptorFailuresComeAsSystemErrorWithTheCause)
     ASSERT_GE(full, 0);
     {
         PSDFileDescriptorOutputSink sink(full);
-        try {
-            sink.write(Bytes(10, 1));
-            ADD_FAILURE() << "writing to a full device did not throw";
-        } catch (const std::system_error& error) {
-            EXPECT_EQ(error.code(), std::errc::no_space_on_device);
-        }
+        EXPECT_EQ(thrownError([&] { sink.write(Bytes(10, 1)); }), std::errc::no_space_on_device);
     }
     ::close(full);
 
@@ -172,12 +169,7 @@ TEST(PSDWriterSinkTest, DescriptorFailuresComeAsSystemErrorWithTheCause)
     PSDFileDescriptorOutputSink sink(pipeEnds[1]);
     const Bytes four(4, 0);
     sink.write(four);
-    try {
-        sink.patch(0, four);
-        ADD_FAILURE() << "patch on a pipe did not throw";
-    } catch (const std::system_error& error) {
-        EXPECT_EQ(error.code(), std::errc::invalid_seek);
-    }
+    EXPECT_EQ(thrownError([&] { sink.patch(0, four); }), std::errc::invalid_seek);
     ::close(pipeEnds[0]);
     ::close(pipeEnds[1]);
 }

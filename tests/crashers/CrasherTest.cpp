@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "psdkit/document/PSDWrapper.hpp"
+#include "support/CorpusFiles.hpp"
 #include "targets/FuzzTargets.hpp"
 
 namespace psdkit {
@@ -46,13 +47,6 @@ std::map<std::string, Crasher> readManifest()
     return entries;
 }
 
-std::vector<std::uint8_t> readFile(const fs::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    EXPECT_TRUE(in.good()) << "cannot read " << path;
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 TEST(CrasherTest, EveryCrasherEndsWithItsRecordedOutcome)
 {
     fuzz::prepareLibrary();
@@ -62,7 +56,7 @@ TEST(CrasherTest, EveryCrasherEndsWithItsRecordedOutcome)
         SCOPED_TRACE(file);
         const fuzz::Target* target = fuzz::findTarget(crasher.target);
         ASSERT_NE(target, nullptr) << "no fuzz target called " << crasher.target;
-        const fuzz::Outcome outcome = target->run(readFile(crashersDir / file));
+        const fuzz::Outcome outcome = target->run(testing::readFileBytes(crashersDir / file));
         EXPECT_EQ(outcome.violation.value_or("none"), "none");
         EXPECT_EQ(outcome.result, crasher.outcome);
     }
@@ -84,7 +78,7 @@ TEST(CrasherTest, EveryInputInTheFolderIsInTheManifest)
 TEST(CrasherTest, AnEmptyCanvasWritesNoRowByteCounts)
 {
     fuzz::prepareLibrary();
-    const auto input = readFile(crashersDir / "document-zero-width-tall-canvas.psd");
+    const auto input = testing::readFileBytes(crashersDir / "document-zero-width-tall-canvas.psd");
     PSDWrapper document(input);
     ASSERT_EQ(document.imageWidth, 0);
     ASSERT_EQ(document.imageHeight, 167772412);

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "DiagnosticsCapture.hpp"
 #include "psdkit/core/PSDError.hpp"
 #include "psdkit/descriptors/BlendModeConversion.hpp"
 #include "support/ByteBuilder.hpp"
+#include "support/DiagnosticsCapture.hpp"
 #include "support/ThrownError.hpp"
 
 namespace psdkit {

@@ -1,7 +1,6 @@
 // Descriptors of real files: every layer block of the corpus that holds a descriptor reads, writes
 // back to an equal descriptor, and every gradient fill converts to the stops an independent
 // reader (psd-tools, see data/gradient_fill_stops.py) sees.
-#include <filesystem>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -12,18 +11,12 @@
 #include "psdkit/descriptors/GradientConversion.hpp"
 #include "psdkit/descriptors/PSDDescriptor.hpp"
 #include "support/ByteBuilder.hpp"
+#include "support/CorpusFiles.hpp"
 #include "support/ThrownError.hpp"
 
 namespace psdkit {
 namespace {
 using Bytes = std::vector<std::uint8_t>;
-namespace fs = std::filesystem;
-
-Bytes readFile(const fs::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(in), {});
-}
 
 struct CorpusBlock {
     std::string file;
@@ -37,21 +30,13 @@ const std::vector<CorpusBlock>& corpusDescriptorBlocks()
 {
     static const std::vector<CorpusBlock> blocks = [] {
         std::vector<CorpusBlock> found;
-        std::vector<fs::path> files;
-        for (const auto& entry : fs::directory_iterator(PSDKIT_CORPUS_DIR)) {
-            const auto extension = entry.path().extension();
-            if (extension == ".psd" || extension == ".psb") {
-                files.push_back(entry.path());
-            }
-        }
-        std::sort(files.begin(), files.end());
-        for (const auto& path : files) {
-            const Bytes file = readFile(path);
+        for (const auto& name : testing::corpusFileNames()) {
+            const Bytes file = testing::readCorpusFile(name);
             for (const auto& block : testing::LayerBlockWalker::walk(file).blocks) {
                 if (block.key == "SoCo" || block.key == "GdFl" || block.key == "PtFl" ||
                     block.key == "artb" || block.key == "lfx2") {
-                    found.push_back({path.filename().string(), block.recordIndex, block.key,
-                                     Bytes(block.data.begin(), block.data.end())});
+                    found.push_back(
+                        {name, block.recordIndex, block.key, Bytes(block.data.begin(), block.data.end())});
                 }
             }
         }

@@ -3,20 +3,14 @@
 #include <gtest/gtest.h>
 
 #include "DescriptorFixtures.hpp"
-#include "DiagnosticsCapture.hpp"
 #include "psdkit/descriptors/DescriptorTextForms.hpp"
 #include "psdkit/descriptors/PSDDescriptor.hpp"
+#include "support/DiagnosticsCapture.hpp"
 #include "support/ThrownError.hpp"
 
 namespace psdkit {
 namespace {
-using testing::ByteBuilder;
-using testing::codeID;
-using testing::descriptorStart;
-using testing::DiagnosticsCapture;
-using testing::readDescriptor;
-using testing::stringID;
-using testing::thrownError;
+using namespace psdkit::testing;
 using Bytes = std::vector<std::uint8_t>;
 using List = PSDDescriptorPropertyValue::List;
 

@@ -9,11 +9,7 @@
 
 namespace psdkit {
 namespace {
-using testing::ByteBuilder;
-using testing::codeID;
-using testing::descriptorStart;
-using testing::readDescriptor;
-using testing::thrownError;
+using namespace psdkit::testing;
 using Bytes = std::vector<std::uint8_t>;
 using List = PSDDescriptorPropertyValue::List;
 

@@ -42,37 +42,12 @@ struct WrittenFile {
     explicit WrittenFile(V written) : bytes(std::move(written)), scanner(bytes)
     {
         scanner.seek(26);
-        colorModeLength = scanner.scanInt32();
-        scanner.skip(colorModeLength);
-        resourcesStart = scanner.offset() + 4;
-        resourcesLength = scanner.scanInt32();
-        scanner.skip(resourcesLength);
+        scanner.skip(scanner.scanInt32()); // colour mode data
+        scanner.skip(scanner.scanInt32()); // image resources
         layerSectionStart = scanner.offset();
-    }
-    // The data of resource `id`, or nothing.
-    std::optional<V> resource(std::int64_t id)
-    {
-        PSDScanner s(std::span(bytes.data(), static_cast<std::size_t>(resourcesStart + resourcesLength)));
-        s.seek(resourcesStart);
-        while (s.bytesRemaining() > 0) {
-            s.skip(4);
-            const auto found = s.scanInt16();
-            const auto nameLength = s.scanUInt8();
-            s.skip(nameLength + ((1 + nameLength) % 2));
-            const auto size = s.scanInt32();
-            auto data = s.scanData(size);
-            s.skip(size % 2);
-            if (found == id) {
-                return data;
-            }
-        }
-        return std::nullopt;
     }
     V bytes; // owned: the scanner borrows them
     PSDScanner scanner;
-    std::int64_t colorModeLength = 0;
-    std::int64_t resourcesStart = 0;
-    std::int64_t resourcesLength = 0;
     std::int64_t layerSectionStart = 0;
 };
 
@@ -234,9 +209,9 @@ TEST(DocumentWritingTest, LayerIDRepairAndLateCompositeCheck)
     other.layers[2]->targeted = true;
     WrittenFile file(serialize(other));
     EXPECT_EQ(other.layers[1]->layerID, 10);
-    EXPECT_EQ(file.resource(1044), (V{0, 0, 0, 11}));
-    EXPECT_EQ(file.resource(1024), (V{0, 2}));
-    EXPECT_FALSE(file.resource(1069));
+    EXPECT_EQ(firstResource(file.bytes, 1044), (V{0, 0, 0, 11}));
+    EXPECT_EQ(firstResource(file.bytes, 1024), (V{0, 2}));
+    EXPECT_FALSE(firstResource(file.bytes, 1069));
 }
 
 TEST(DocumentWritingTest, GeneratedResources)
@@ -253,13 +228,13 @@ TEST(DocumentWritingTest, GeneratedResources)
     }
     const V bytes = serialize(doc);
     WrittenFile file(bytes);
-    EXPECT_EQ(file.resource(1005), (V{0, 0x48, 0, 0, 0, 1, 0, 3, 0, 0x48, 0, 0, 0, 1, 0, 3}));
-    EXPECT_EQ(file.resource(1006), V(ByteBuilder().pascal("Transparency")));
-    EXPECT_EQ(file.resource(1045)->size(), 4u + 26u);
-    EXPECT_EQ(file.resource(1042), (V{0}));
-    EXPECT_EQ(file.resource(1069), (V{0, 2, 0, 0, 0, 4, 0, 0, 0, 7}));
-    EXPECT_FALSE(file.resource(1039)) << "device RGB has no profile";
-    const auto xmp = file.resource(1060);
+    EXPECT_EQ(firstResource(file.bytes, 1005), (V{0, 0x48, 0, 0, 0, 1, 0, 3, 0, 0x48, 0, 0, 0, 1, 0, 3}));
+    EXPECT_EQ(firstResource(file.bytes, 1006), V(ByteBuilder().pascal("Transparency")));
+    EXPECT_EQ(firstResource(file.bytes, 1045)->size(), 4u + 26u);
+    EXPECT_EQ(firstResource(file.bytes, 1042), (V{0}));
+    EXPECT_EQ(firstResource(file.bytes, 1069), (V{0, 2, 0, 0, 0, 4, 0, 0, 0, 7}));
+    EXPECT_FALSE(firstResource(file.bytes, 1039)) << "device RGB has no profile";
+    const auto xmp = firstResource(file.bytes, 1060);
     ASSERT_TRUE(xmp);
     EXPECT_FALSE(xmp->empty());
     const V kept = ByteBuilder().ascii("8BIM").u16(4000).pascal("ab", 2).u32(3).raw({1, 2, 3}).u8(0);

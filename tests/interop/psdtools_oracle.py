@@ -4,9 +4,20 @@ big-endian sample bytes; the composite's channels).
 
 psd-tools is used as a host would use it first (PSDImage.open, a PIL image of every layer and of
 the composite, which must not fail), then through its record-level API for exact samples: its
-high-level images are 8-bit, while the records give every depth's samples unchanged."""
+high-level images are 8-bit, while the records give every depth's samples unchanged.
+
+Run as a program it serves the tool tests (tests/tool), on the small documents they make:
+  psdtools_oracle.py FILE           psd-tools' layers and its own rendering, as JSON on stdout:
+      {"width", "height", "depth", "layers": [{"name", "kind", "bbox": [left, top, right, bottom],
+       "opacity": 0-255, "visible", "rgba": flat 0-255 samples (pixel layers only)}],
+       "composite": flat RGBA 0-255 samples}, layers bottom first as psd-tools walks them
+  psdtools_oracle.py --stored FILE  the stored merged image freed of its white matte: {"mode", "rgba"}"""
+import json
 import logging
+import sys
 import warnings
+
+import numpy as np
 
 from psd_tools import PSDImage
 from psd_tools.constants import Resource, Tag
@@ -124,3 +135,35 @@ def _decode(path):
             "layers": layers, "composite": list(composite), "blockKeys": keys, "pilImages": images,
             "channels": channels(psd),
             "patterns": [] if patterns is None else [pattern.name.strip("\0") for pattern in patterns]}
+
+
+def _rgba255(array):
+    array = np.asarray(array, dtype=np.float64)
+    if array.ndim == 2:
+        array = array[..., None]
+    if array.shape[2] == 3:
+        array = np.concatenate([array, np.ones(array.shape[:2] + (1,))], axis=2)
+    return [int(v) for v in np.rint(np.clip(array, 0, 1) * 255).reshape(-1)]
+
+
+def rendered(path):
+    psd = PSDImage.open(path)
+    layers = []
+    for layer in psd.descendants():
+        entry = {"name": layer.name, "kind": layer.kind, "bbox": list(layer.bbox),
+                 "opacity": int(layer.opacity), "visible": bool(layer.visible)}
+        if layer.kind == "pixel":
+            entry["rgba"] = _rgba255(layer.numpy())
+        layers.append(entry)
+    composite = psd.composite(force=True).convert("RGBA")
+    return {"width": psd.width, "height": psd.height, "depth": psd.depth, "layers": layers,
+            "composite": [int(v) for v in np.asarray(composite).reshape(-1)]}
+
+
+def stored(path):
+    image = PSDImage.open(path).topil()
+    return {"mode": image.mode, "rgba": list(image.convert("RGBA").tobytes())}
+
+
+if __name__ == "__main__":
+    json.dump(stored(sys.argv[2]) if sys.argv[1] == "--stored" else rendered(sys.argv[1]), sys.stdout)

@@ -4,7 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/PlatformTestSupport.hpp"
+#include "support/CorpusFiles.hpp"
+#include "support/PsdFixture.hpp"
 
 namespace psdkit {
 namespace {
@@ -89,21 +90,15 @@ TEST(ColorSpaceTest, BrokenProfilesAreRefused)
 
 TEST(ColorSpaceTest, EveryCorpusProfileIsAccepted)
 {
-    const auto directory = testing::corpusDir();
-    ASSERT_TRUE(std::filesystem::is_directory(directory)) << "corpus missing at " << directory;
     int profiles = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
-        const auto extension = entry.path().extension();
-        if (extension != ".psd" && extension != ".psb") {
-            continue;
-        }
-        const auto profile = testing::firstResource(testing::readFileBytes(entry.path()), 1039);
+    for (const auto& name : testing::corpusFileNames()) {
+        const auto profile = testing::firstResource(testing::readCorpusFile(name), 1039);
         if (!profile) {
             continue;
         }
         ++profiles;
         const auto space = ColorSpace::fromICCData(*profile);
-        ASSERT_TRUE(space.has_value()) << entry.path().filename();
+        ASSERT_TRUE(space.has_value()) << name;
         EXPECT_EQ(space->iccData(), *profile);
         EXPECT_FALSE(space->name().empty());
     }

@@ -6,7 +6,8 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/PlatformTestSupport.hpp"
+#include "psdkit/platform/PlatformError.hpp"
+#include "support/PsdFixture.hpp"
 #include "support/ThrownError.hpp"
 
 namespace psdkit {

@@ -11,6 +11,7 @@
 #include "psdkit/core/PSDError.hpp"
 #include "psdkit/render/PSDRenderer.hpp"
 #include "support/CorpusFiles.hpp"
+#include "support/PsdFixture.hpp"
 
 namespace psdkit {
 namespace {
@@ -51,27 +52,10 @@ bool hasEffects(const PSDWrapper& document)
 /// False when the file's version information (resource 1057) says its composite is not a real
 /// rendering (documents saved without it store a placeholder). Read from the raw bytes: the
 /// reader drops that resource.
-bool hasRealMergedData(std::span<const std::uint8_t> file)
+bool hasRealMergedData(const std::vector<std::uint8_t>& file)
 {
-    const auto u32 = [&](std::size_t at) {
-        return at + 4 <= file.size() ? (std::size_t{file[at]} << 24 | std::size_t{file[at + 1]} << 16 |
-                                        std::size_t{file[at + 2]} << 8 | file[at + 3])
-                                     : std::size_t{0};
-    };
-    std::size_t at = 26 + 4 + u32(26); // header, then the colour mode data
-    const std::size_t end = std::min(file.size(), at + 4 + u32(at));
-    at += 4;
-    while (at + 12 <= end) {
-        const std::size_t id = std::size_t{file[at + 4]} << 8 | file[at + 5];
-        const std::size_t nameLength = file[at + 6];
-        const std::size_t dataAt = at + 6 + ((nameLength + 2) & ~std::size_t{1});
-        const std::size_t size = u32(dataAt);
-        if (id == 1057 && dataAt + 8 < end) {
-            return file[dataAt + 8] != 0;
-        }
-        at = dataAt + 4 + ((size + 1) & ~std::size_t{1});
-    }
-    return true;
+    const auto version = testing::firstResource(file, 1057);
+    return !version || version->size() < 5 || (*version)[4] != 0;
 }
 
 /// PSNR over red, green and blue of a rendering flattened on white and a stored composite,

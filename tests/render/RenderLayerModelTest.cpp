@@ -29,31 +29,110 @@ template <typename Build> std::pair<Rgba8, Rgba8> renderTwoPixels(Build build, R
     return {pixel8(*image, 0, 0), pixel8(*image, 1, 0)};
 }
 
-TEST(RenderOpacityTest, OpacityAndFillOpacityMultiply)
+std::vector<std::uint8_t> solidColorBlock(float r, float g, float b)
 {
-    // White at 50% × 50% over black: 0.25 → 64 (63.75 rounded).
-    const auto [left, right] = renderTwoPixels([](PSDWrapper& d) {
-        auto layer = solidLayer(d, white, {0, 0, 1, 2});
-        layer->opacity = 0.5;
-        layer->fillOpacity = 0.5;
-        d.addLayerWrapper(layer);
-    });
-    EXPECT_EQ(left, (Rgba8{64, 64, 64}));
-    EXPECT_EQ(right, (Rgba8{64, 64, 64}));
+    PSDDescriptor settings;
+    settings.set(PSDFourCharCode("Clr "), PSDDescriptorPropertyValue(rgbColorPSDDescriptor(r, g, b)));
+    return settings.data();
 }
 
-TEST(RenderOpacityTest, HiddenLayersAndHiddenGroupsDrawNothing)
+// Grey and colour channels: source range 0…100 on grey, full elsewhere; backdrop full.
+std::vector<std::uint8_t> darkOnlyRanges()
 {
-    const auto [left, right] = renderTwoPixels([](PSDWrapper& d) {
-        auto hidden = solidLayer(d, white, {0, 0, 1, 1});
-        hidden->visible = false;
-        d.addLayerWrapper(hidden);
-        rendertest::openGroup(d);
-        d.addLayerWrapper(solidLayer(d, white, {0, 1, 1, 2}));
-        rendertest::closeGroup(d)->visible = false;
-    });
-    EXPECT_EQ(left, black);
-    EXPECT_EQ(right, black);
+    std::vector<std::uint8_t> ranges;
+    for (int channel = 0; channel < 4; ++channel) {
+        const std::uint8_t top = channel == 0 ? 100 : 255;
+        ranges.insert(ranges.end(), {0, 0, top, top, 0, 0, 255, 255});
+    }
+    return ranges;
+}
+
+struct SceneCase {
+    const char* what;
+    void (*build)(PSDWrapper&);
+    Rgba8 left, right;
+};
+
+const SceneCase sceneCases[] = {
+    // White at 50% × 50% over black: 0.25 → 64 (63.75 rounded).
+    {"opacity and fill opacity multiply",
+     [](PSDWrapper& d) {
+         auto layer = solidLayer(d, white, {0, 0, 1, 2});
+         layer->opacity = 0.5;
+         layer->fillOpacity = 0.5;
+         d.addLayerWrapper(layer);
+     },
+     {64, 64, 64},
+     {64, 64, 64}},
+    {"hidden layers and hidden groups draw nothing",
+     [](PSDWrapper& d) {
+         auto hidden = solidLayer(d, white, {0, 0, 1, 1});
+         hidden->visible = false;
+         d.addLayerWrapper(hidden);
+         rendertest::openGroup(d);
+         d.addLayerWrapper(solidLayer(d, white, {0, 1, 1, 2}));
+         rendertest::closeGroup(d)->visible = false;
+     },
+     black, black},
+    // Base: grey at the left pixel only, 50%; clipped white over both pixels.
+    // Left: base 0.3 over black, then white at 0.5 coverage: 0.3 + 0.5 × 0.7 = 0.65 → 166.
+    {"a clipped layer shows only where its base does, at the base's opacity",
+     [](PSDWrapper& d) {
+         auto base = solidLayer(d, grey153, {0, 0, 1, 1});
+         base->opacity = 0.5;
+         d.addLayerWrapper(base);
+         auto clipped = solidLayer(d, white, {0, 0, 1, 2});
+         clipped->clipping = true;
+         d.addLayerWrapper(clipped);
+     },
+     {166, 166, 166},
+     black},
+    {"layers clipped to a hidden base are hidden",
+     [](PSDWrapper& d) {
+         auto base = solidLayer(d, grey153, {0, 0, 1, 2});
+         base->visible = false;
+         d.addLayerWrapper(base);
+         auto clipped = solidLayer(d, white, {0, 0, 1, 2});
+         clipped->clipping = true;
+         d.addLayerWrapper(clipped);
+     },
+     black, black},
+    {"a group's mask hides its members",
+     [](PSDWrapper& d) {
+         rendertest::openGroup(d);
+         d.addLayerWrapper(solidLayer(d, white, {0, 0, 1, 2}));
+         rendertest::setMask(*rendertest::closeGroup(d, "norm"), {0, 0, 1, 1}, {0});
+     },
+     black, white},
+    {"a source brighter than its blending range is not shown",
+     [](PSDWrapper& d) {
+         auto bright = solidLayer(d, grey153, {0, 0, 1, 1});
+         bright->layerBlendingRanges = darkOnlyRanges();
+         d.addLayerWrapper(bright);
+         auto dark = solidLayer(d, grey51, {0, 1, 1, 2});
+         dark->layerBlendingRanges = darkOnlyRanges();
+         d.addLayerWrapper(dark);
+     },
+     black, grey51},
+    {"a solid colour fill covers the canvas under its mask",
+     [](PSDWrapper& d) {
+         auto fill = std::make_shared<PSDLayerWrapper>(8);
+         fill->setType(PSDLayerType::adjustmentLayer(PSDAdjustmentLayerType::solidColor));
+         fill->taggedData.insertOrAssign(PSDFourCharCode("SoCo"), solidColorBlock(0.2f, 0.6f, 1.0f));
+         rendertest::setMask(*fill, {0, 0, 1, 1}, {0});
+         d.addLayerWrapper(fill);
+     },
+     black,
+     {51, 153, 255}},
+};
+
+TEST(RenderLayerModelTest, ScenesOverBlack)
+{
+    for (const SceneCase& c : sceneCases) {
+        const auto [left, right] = renderTwoPixels(c.build);
+        EXPECT_EQ(left, c.left) << c.what;
+        EXPECT_EQ(right, c.right) << c.what;
+    }
 }
 
 struct MaskCase {
@@ -92,36 +171,6 @@ TEST_P(RenderMaskTest, MaskWeighsTheLayer)
 
 INSTANTIATE_TEST_SUITE_P(Masks, RenderMaskTest, ::testing::ValuesIn(maskCases));
 
-TEST(RenderClippingTest, ClippedLayerShowsOnlyWhereItsBaseDoesAtTheBaseOpacity)
-{
-    // Base: grey at the left pixel only, 50%; clipped white over both pixels.
-    // Left: base 0.3 over black, then white at 0.5 coverage: 0.3 + 0.5 × 0.7 = 0.65 → 166.
-    const auto [left, right] = renderTwoPixels([](PSDWrapper& d) {
-        auto base = solidLayer(d, grey153, {0, 0, 1, 1});
-        base->opacity = 0.5;
-        d.addLayerWrapper(base);
-        auto clipped = solidLayer(d, white, {0, 0, 1, 2});
-        clipped->clipping = true;
-        d.addLayerWrapper(clipped);
-    });
-    EXPECT_EQ(left, (Rgba8{166, 166, 166}));
-    EXPECT_EQ(right, black);
-}
-
-TEST(RenderClippingTest, LayersClippedToAHiddenBaseAreHidden)
-{
-    const auto [left, right] = renderTwoPixels([](PSDWrapper& d) {
-        auto base = solidLayer(d, grey153, {0, 0, 1, 2});
-        base->visible = false;
-        d.addLayerWrapper(base);
-        auto clipped = solidLayer(d, white, {0, 0, 1, 2});
-        clipped->clipping = true;
-        d.addLayerWrapper(clipped);
-    });
-    EXPECT_EQ(left, black);
-    EXPECT_EQ(right, black);
-}
-
 struct GroupCase {
     const char* what;
     const char* groupKey;
@@ -157,60 +206,6 @@ TEST_P(RenderGroupTest, GroupComposition)
 }
 
 INSTANTIATE_TEST_SUITE_P(Groups, RenderGroupTest, ::testing::ValuesIn(groupCases));
-
-TEST(RenderGroupTest, GroupMaskHidesItsMembers)
-{
-    const auto [left, right] = renderTwoPixels([](PSDWrapper& d) {
-        rendertest::openGroup(d);
-        d.addLayerWrapper(solidLayer(d, white, {0, 0, 1, 2}));
-        auto group = rendertest::closeGroup(d, "norm");
-        rendertest::setMask(*group, {0, 0, 1, 1}, {0});
-    });
-    EXPECT_EQ(left, black);
-    EXPECT_EQ(right, white);
-}
-
-TEST(RenderBlendingRangesTest, SourceBrighterThanTheRangeIsNotShown)
-{
-    // Grey and colour channels: source range 0…100 on grey, full elsewhere; backdrop full.
-    std::vector<std::uint8_t> ranges;
-    for (int channel = 0; channel < 4; ++channel) {
-        const std::uint8_t source[4] = {0, 0, static_cast<std::uint8_t>(channel == 0 ? 100 : 255),
-                                        static_cast<std::uint8_t>(channel == 0 ? 100 : 255)};
-        ranges.insert(ranges.end(), source, source + 4);
-        ranges.insert(ranges.end(), {0, 0, 255, 255});
-    }
-    const auto [left, right] = renderTwoPixels([&](PSDWrapper& d) {
-        auto bright = solidLayer(d, grey153, {0, 0, 1, 1});
-        bright->layerBlendingRanges = ranges;
-        d.addLayerWrapper(bright);
-        auto dark = solidLayer(d, grey51, {0, 1, 1, 2});
-        dark->layerBlendingRanges = ranges;
-        d.addLayerWrapper(dark);
-    });
-    EXPECT_EQ(left, black);
-    EXPECT_EQ(right, grey51);
-}
-
-std::vector<std::uint8_t> solidColorBlock(float r, float g, float b)
-{
-    PSDDescriptor settings;
-    settings.set(PSDFourCharCode("Clr "), PSDDescriptorPropertyValue(rgbColorPSDDescriptor(r, g, b)));
-    return settings.data();
-}
-
-TEST(RenderFillLayerTest, SolidColourFillCoversTheCanvasUnderItsMask)
-{
-    const auto [left, right] = renderTwoPixels([](PSDWrapper& d) {
-        auto fill = std::make_shared<PSDLayerWrapper>(8);
-        fill->setType(PSDLayerType::adjustmentLayer(PSDAdjustmentLayerType::solidColor));
-        fill->taggedData.insertOrAssign(PSDFourCharCode("SoCo"), solidColorBlock(0.2f, 0.6f, 1.0f));
-        rendertest::setMask(*fill, {0, 0, 1, 1}, {0});
-        d.addLayerWrapper(fill);
-    });
-    EXPECT_EQ(left, black);
-    EXPECT_EQ(right, (Rgba8{51, 153, 255}));
-}
 
 struct AdjustmentCase {
     const char* what;

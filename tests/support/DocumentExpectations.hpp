@@ -1,6 +1,6 @@
 #pragma once
-// Expectations shared by the round-trip tests: a layer read back equals the layer written, field by
-// field and pixel by pixel, up to what writing changes by rule.
+// Expectations shared by the round-trip tests: a document or layer read back equals the one written,
+// field by field and pixel by pixel, up to what writing changes by rule.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -8,15 +8,21 @@
 #include <memory>
 #include <vector>
 
+#include "psdkit/document/PSDWrapper.hpp"
 #include "psdkit/layers/PSDLayerWrapper.hpp"
 #include "psdkit/platform/image/PixelBuffer.hpp"
 
 namespace psdkit::testing {
 
+// An image's bytes followed by its pixel format, so that an empty image differs from none.
 inline std::vector<std::uint8_t> bytesOf(const std::shared_ptr<image::PixelBufferType>& image)
 {
-    return image ? std::vector<std::uint8_t>(image->bytes().begin(), image->bytes().end())
-                 : std::vector<std::uint8_t>{};
+    if (!image) {
+        return {};
+    }
+    std::vector<std::uint8_t> bytes(image->bytes().begin(), image->bytes().end());
+    bytes.push_back(static_cast<std::uint8_t>(image->format()));
+    return bytes;
 }
 
 // Kept raw blocks come back padded to a multiple of 4.
@@ -84,6 +90,29 @@ inline void expectSameLayer(const PSDLayerWrapper& a, const PSDLayerWrapper& b, 
     EXPECT_EQ(a.uninterpretedBlocks, b.uninterpretedBlocks);
     EXPECT_EQ(bytesOf(a.contentImage()), bytesOf(b.contentImage()));
     EXPECT_EQ(bytesOf(a.maskImage()), bytesOf(b.maskImage()));
+}
+
+// What every written document keeps: the canvas, the kept blocks, every layer and every alpha
+// channel's pixels (their names are compared by the callers: a written name gains a terminator).
+inline void expectSameDocument(const PSDWrapper& a, const PSDWrapper& b)
+{
+    ASSERT_EQ(b.bigFile, a.bigFile);
+    ASSERT_EQ(b.bitDepth, a.bitDepth);
+    EXPECT_EQ(b.imageWidth, a.imageWidth);
+    EXPECT_EQ(b.imageHeight, a.imageHeight);
+    EXPECT_EQ(b.uninterpretedBlocks, a.uninterpretedBlocks);
+    EXPECT_EQ(b.patternData, a.patternData);
+    EXPECT_EQ(b.minimumNewLayerID, a.minimumNewLayerID);
+    ASSERT_EQ(b.layers.size(), a.layers.size());
+    for (std::size_t i = 0; i < a.layers.size(); ++i) {
+        SCOPED_TRACE("layer " + std::to_string(i));
+        expectSameLayer(*a.layers[i], *b.layers[i], a.bitDepth);
+    }
+    const std::size_t alphas = a.alphaChannels ? a.alphaChannels->size() : 0;
+    ASSERT_EQ(b.alphaChannels ? b.alphaChannels->size() : 0, alphas);
+    for (std::size_t i = 0; i < alphas; ++i) {
+        EXPECT_EQ(bytesOf((*b.alphaChannels)[i]->image), bytesOf((*a.alphaChannels)[i]->image));
+    }
 }
 
 } // namespace psdkit::testing

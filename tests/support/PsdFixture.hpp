@@ -2,6 +2,7 @@
 // Builders of whole PSD/PSB files and layer records for tests, on top of ByteBuilder.
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -103,6 +104,25 @@ inline void appendRecord(ByteBuilder& b, const RecordFields& r)
     b.end();
 }
 
+/// A file whose layer information holds `count` and the given records, then `channelData`.
+inline std::vector<std::uint8_t> fileWithLayers(std::int64_t count, const std::vector<RecordFields>& records,
+                                                const std::function<void(ByteBuilder&)>& channelData,
+                                                HeaderFields header = {})
+{
+    FileSections s;
+    s.header = header;
+    const bool big = header.version == 2;
+    s.layersAndMasks = [=](ByteBuilder& b) {
+        b.begin(big).begin(big).i16(count);
+        for (const auto& r : records) {
+            appendRecord(b, r);
+        }
+        channelData(b);
+        b.end().u32(0).end();
+    };
+    return buildFile(s);
+}
+
 /// A layer-level tagged block with `data`, length not padded (as the reader expects it: odd lengths get one
 /// pad byte).
 inline void appendBlock(ByteBuilder& b, const std::string& key, const std::vector<std::uint8_t>& data,
@@ -118,6 +138,61 @@ inline void appendBlock(ByteBuilder& b, const std::string& key, const std::vecto
     if (data.size() % 2 != 0) {
         b.u8(0);
     }
+}
+
+/// The data of the first image resource `identifier` of a PSD or PSB file, read independently
+/// of the library; absent when the file has none.
+inline std::optional<std::vector<std::uint8_t>> firstResource(const std::vector<std::uint8_t>& file,
+                                                              std::uint16_t identifier)
+{
+    auto be = [&](std::size_t at, std::size_t width) {
+        std::uint64_t v = 0;
+        for (std::size_t i = 0; i < width; ++i) {
+            v = (v << 8) | file.at(at + i);
+        }
+        return v;
+    };
+    std::size_t at = 26;
+    at += 4 + be(at, 4);
+    const std::size_t end = at + 4 + be(at, 4);
+    at += 4;
+    while (at + 12 <= end) {
+        const auto id = be(at + 4, 2);
+        const std::size_t nameBytes = (1 + file.at(at + 6) + 1) & ~std::size_t{1};
+        at += 6 + nameBytes;
+        const std::size_t size = be(at, 4);
+        at += 4;
+        if (id == identifier) {
+            return std::vector<std::uint8_t>(file.begin() + static_cast<std::ptrdiff_t>(at),
+                                             file.begin() + static_cast<std::ptrdiff_t>(at + size));
+        }
+        at += size + size % 2;
+    }
+    return std::nullopt;
+}
+
+struct Resource {
+    std::uint16_t identifier;
+    std::vector<std::uint8_t> data;
+    std::string name = {};
+};
+
+/// An RGB file (version 1, or 2 for PSB) of 1 × 1 pixels with the given image resources and
+/// nothing after them.
+inline std::vector<std::uint8_t> fileWithResources(const std::vector<Resource>& resources, int version = 1)
+{
+    FileSections sections;
+    sections.header = {.version = version, .height = 1, .width = 1};
+    sections.resources = [&](ByteBuilder& b) {
+        b.begin();
+        for (const Resource& r : resources) {
+            appendResource(b, r.identifier, r.data, r.name);
+        }
+        b.end();
+    };
+    sections.layersAndMasks = [](ByteBuilder&) {};
+    sections.imageData = [](ByteBuilder&) {};
+    return buildFile(sections);
 }
 
 } // namespace psdkit::testing

@@ -1,18 +1,20 @@
-// The library traces every block it reads; keep the test output readable by silencing the
-// diagnostics sink for every test program. Tests that check trace lines install their own sink.
+// The library traces every block it reads; keep the test output readable by dropping the
+// diagnostics in every test program. Tests that check trace lines capture them themselves.
+#include <optional>
+
 #include <gtest/gtest.h>
 
-#include "psdkit/platform/support/Diagnostics.hpp"
+#include "support/DiagnosticsCapture.hpp"
 
 namespace {
 
 class QuietDiagnostics : public ::testing::Environment {
   public:
-    void SetUp() override { previous_ = psdkit::setDiagnosticsSink({}); }
-    void TearDown() override { psdkit::setDiagnosticsSink(std::move(previous_)); }
+    void SetUp() override { quiet_.emplace(false); }
+    void TearDown() override { quiet_.reset(); }
 
   private:
-    psdkit::DiagnosticsSink previous_;
+    std::optional<psdkit::testing::DiagnosticsCapture> quiet_;
 };
 
 [[maybe_unused]] ::testing::Environment* const quietDiagnostics =

@@ -3,10 +3,11 @@
 
 usage: run_tool_tests.py PSDKIT CORPUS_DIR [GROUP ...] [--update-golden]
 
-Groups: golden (command, input, expected text, from golden.txt), corpus (info --json against the
-corpus facts), create (create -> info and psd-tools), export (PNG pixels and index.html), rewrite
-(PSD -> PSB -> PSD), failures (exit statuses and no partial output). Without GROUP all run.
-Only the standard library is used here; psd-tools runs in a separate process (psdtools_oracle.py).
+Groups: golden (command, input, expected text, from golden.txt), create (create -> info and
+psd-tools), export (PNG pixels and index.html), rewrite (PSD -> PSB -> PSD), failures (exit statuses
+and no partial output), page (the exported page in a browser). Without GROUP all run.
+Only the standard library is used here; psd-tools runs in a separate process
+(../interop/psdtools_oracle.py).
 """
 import json
 import os
@@ -131,7 +132,6 @@ def split_args(text):
 
 
 GROUPS = {
-    "corpus": tool_cases.check_corpus_facts,
     "create": tool_cases.check_create,
     "export": tool_cases.check_export,
     "rewrite": tool_cases.check_rewrite,

@@ -7,11 +7,6 @@ import subprocess
 
 import pngio
 
-# Files psdkit reads although the corpus facts predict a refusal: big files whose "8BIM" blocks
-# carry 8-byte lengths are read on a second pass (see docs/decisions.md).
-READ_DESPITE_FACTS = {"psdtools-16bit5x5.psb", "psdtools-32bit5x5.psb"}
-
-
 def make_inputs(ctx):
     """PNGs and damaged files used by several checks, written into the work folder."""
     red = []
@@ -65,62 +60,6 @@ class Checks:
         return self.count, self.failures
 
 
-# ---------------------------------------------------------------------------------- corpus
-
-
-# Files whose nested groups open with "lsdk" records, which now read as groups and dividers.
-NESTED_GROUP_FILES = {"agpsd-nested.psd"}
-
-
-def check_corpus_facts(ctx):
-    """info --json of every corpus file reports the facts the corpus lists for psdkit's rules."""
-    checks = Checks()
-    with open(ctx.corpus_file("expected-psdkit.json"), encoding="utf-8") as f:
-        facts = json.load(f)
-    for name, fact in sorted(facts.items()):
-        path = ctx.corpus_file(name)
-        if name in READ_DESPITE_FACTS:
-            checks.equal(name + " reads", ctx.run("info", "--json", path)[0], 0)
-            continue
-        if fact["outcome"] != "read" and name not in READ_DESPITE_FACTS:
-            status, out, err = ctx.run("info", "--json", path)
-            checks.equal(name + " exit status", status, 2)
-            checks.true(name + " names " + fact["outcome"], "(%s)" % fact["outcome"] in err)
-            header = json.loads(out)
-            checks.equal(name + " header of the refused file",
-                         [header["refused"], header["imageWidth"], header["imageHeight"], header["bitDepth"]],
-                         [True, fact["imageWidth"], fact["imageHeight"], fact["bitDepth"]])
-            continue
-        doc = info_json(ctx, path)
-        for key in ("bigFile", "imageWidth", "imageHeight", "bitDepth", "numberOfChannels",
-                    "compositeImageHasAlphaChannel", "globalLightAngle"):
-            checks.equal("%s %s" % (name, key), doc[key], fact[key])
-        checks.equal(name + " colour profile length", (doc["colorProfile"] or {}).get("length"),
-                     fact["iccProfileLength"])
-        checks.equal(name + " alpha channel names", [a["name"] for a in doc["alphaChannels"]],
-                     [a["name"] for a in fact.get("alphaChannels") or []])
-        checks.equal(name + " kept resources", [r["identifier"] for r in doc["imageResources"]],
-                     [r["identifier"] for r in fact["imageResources"]])
-        if not checks.equal(name + " layer count", len(doc["layers"]), len(fact["layers"] or [])):
-            continue
-        for i, (got, want) in enumerate(zip(doc["layers"], fact["layers"] or [])):
-            where = "%s layers[%d]" % (name, i)
-            if name in NESTED_GROUP_FILES and want["type"] == "regular" and got["type"] in ("group", "sectionDivider"):
-                want = dict(want, type=got["type"])  # facts taken when "lsdk" was still skipped
-            checks.equal(where + " record", [got["name"], got["type"], got["contentsRect"], got["blendMode"],
-                                             got["visible"], got["hasLayerMask"],
-                                             got.get("clipping", want["clipping"] if got["type"] == "sectionDivider" else None)],
-                         [want["name"], want["type"], want["contentsRect"], want["blendMode"],
-                          want["visible"], want["hasLayerMask"], want["clipping"]])
-            checks.equal(where + " opacity", [round(got["opacity"] * 255), round(got["fillOpacity"] * 255)],
-                         [want["opacity"], want["fillOpacity"]])
-            checks.equal(where + " kept blocks", [b["key"] for b in got["taggedData"]],
-                         [key for key, _ in want["taggedData"]])
-            if want["hasLayerMask"]:
-                checks.equal(where + " maskRect", got["mask"]["maskRect"], want["maskRect"])
-    return checks.result()
-
-
 # ---------------------------------------------------------------------------------- create
 
 CREATE_LAYERS = ["red.png", "[group:Inner#80", "green.png:Green@5,4#50", "]",
@@ -138,8 +77,8 @@ def create_sample(ctx, out, *extra):
 
 
 def oracle(path, *options):
-    done = subprocess.run(["/usr/bin/python3", os.path.join(os.path.dirname(__file__), "psdtools_oracle.py"),
-                           *options, path], capture_output=True, timeout=300)
+    script = os.path.join(os.path.dirname(__file__), "..", "interop", "psdtools_oracle.py")
+    done = subprocess.run(["/usr/bin/python3", script, *options, path], capture_output=True, timeout=300)
     if done.returncode != 0:
         raise AssertionError("psd-tools cannot read %s: %s" % (path, done.stderr.decode()[-400:]))
     return json.loads(done.stdout)

@@ -7,6 +7,7 @@
 
 #include "psdkit/document/PSDWrapper.hpp"
 #include "support/CorpusFiles.hpp"
+#include "support/DocumentExpectations.hpp"
 #include "support/PsdFixture.hpp"
 #include "support/ThrownError.hpp"
 
@@ -24,17 +25,6 @@ struct Observed {
     std::vector<V> masks;
     std::vector<image::AnyChannelData> composite;
 };
-
-V bytesOf(const std::shared_ptr<image::PixelBufferType>& image)
-{
-    if (!image) {
-        return {};
-    }
-    const auto b = image->bytes();
-    V out(b.begin(), b.end());
-    out.push_back(static_cast<std::uint8_t>(image->format())); // an empty image differs from none
-    return out;
-}
 
 template <typename Read> Observed observe(Read&& read)
 {
@@ -95,13 +85,11 @@ TEST_P(CorpusReadingModes, EveryModeSeesWhatEagerReadingOnOneThreadSees)
     }
 }
 
-TEST_P(CorpusReadingModes, DocumentsReadOnDemandWriteTheBytesOfEagerOnes)
+TEST_P(CorpusReadingModes, DocumentsReadOnDemandAndWrittenOnThreadsWriteTheBytesOfEagerOnes)
 {
     const V file = readCorpusFile(GetParam());
     std::optional<PSDWrapper> eager;
-    try {
-        eager.emplace(file);
-    } catch (const std::system_error&) {
+    if (thrownError([&] { eager.emplace(file); }) != nothingThrown()) {
         return; // files eager reading refuses are covered above
     }
     PSDWrapper onDemand(PSDSharedBytes::copyOf(file), options(PSDImageDecoding::onDemand));
@@ -109,19 +97,15 @@ TEST_P(CorpusReadingModes, DocumentsReadOnDemandWriteTheBytesOfEagerOnes)
     if (!composite) {
         return;
     }
-    std::optional<std::error_code> eagerError, onDemandError;
     V eagerBytes, onDemandBytes;
-    try {
-        eagerBytes = eager->serializedRepresentationWithCompositeImage(composite.get());
-    } catch (const std::system_error& e) {
-        eagerError = e.code();
-    }
-    try {
-        onDemandBytes = onDemand.serializedRepresentationWithCompositeImage(composite.get());
-    } catch (const std::system_error& e) {
-        onDemandError = e.code();
-    }
-    EXPECT_EQ(eagerError, onDemandError);
+    EXPECT_EQ(thrownError([&] {
+                  eagerBytes =
+                      eager->serializedRepresentationWithCompositeImage(composite.get(), PSDWriteOptions{1});
+              }),
+              thrownError([&] {
+                  onDemandBytes = onDemand.serializedRepresentationWithCompositeImage(composite.get(),
+                                                                                      PSDWriteOptions{4});
+              }));
     EXPECT_EQ(eagerBytes, onDemandBytes);
 }
 
@@ -163,30 +147,25 @@ TEST_P(CorpusReadingModes, ImagesAskedForFromSeveralThreadsAtOnceAreDecodedOnce)
 INSTANTIATE_TEST_SUITE_P(Corpus, CorpusReadingModes, ::testing::ValuesIn(corpusFileNames()),
                          CorpusTestName());
 
-// A file of `layers` 2 × 2 RGB layers stored with the given channel bytes (compression code
-// included), one vector per channel 0, 1, 2 of each layer.
+// A file of 2 × 2 RGB layers stored with the given channel bytes (compression code included), one
+// vector per channel 0, 1, 2 of each layer.
 V fileWithLayers(const std::vector<std::vector<V>>& layers)
 {
-    FileSections s;
-    s.layersAndMasks = [=](ByteBuilder& b) {
-        b.begin().begin().i16(static_cast<std::int64_t>(layers.size()));
-        for (const auto& channels : layers) {
-            RecordFields r;
-            r.bottom = 2;
-            r.right = 2;
-            for (std::size_t c = 0; c < channels.size(); ++c) {
-                r.channels.emplace_back(static_cast<std::int16_t>(c), channels[c].size());
-            }
-            appendRecord(b, r);
+    RecordFields twoByTwo;
+    twoByTwo.bottom = twoByTwo.right = 2;
+    std::vector<RecordFields> records(layers.size(), twoByTwo);
+    for (std::size_t i = 0; i < layers.size(); ++i) {
+        for (std::size_t c = 0; c < layers[i].size(); ++c) {
+            records[i].channels.emplace_back(static_cast<std::int16_t>(c), layers[i][c].size());
         }
+    }
+    return testing::fileWithLayers(static_cast<std::int64_t>(layers.size()), records, [&](ByteBuilder& b) {
         for (const auto& channels : layers) {
             for (const auto& channel : channels) {
                 b.raw(channel);
             }
         }
-        b.end().u32(0).end();
-    };
-    return buildFile(s);
+    });
 }
 
 const V kRaw = {0, 0, 1, 2, 3, 4};

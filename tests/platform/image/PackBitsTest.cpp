@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "image/ImageTestSupport.hpp"
+#include "platform/image/ImageTestSupport.hpp"
 #include "support/ThrownError.hpp"
 
 namespace psdkit::image::detail {

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "image/ImageTestSupport.hpp"
+#include "platform/image/ImageTestSupport.hpp"
 #include "psdkit/platform/image/Zip.hpp"
 #include "support/ByteBuilder.hpp"
 #include "support/ThrownError.hpp"

@@ -11,24 +11,6 @@ namespace {
 using namespace psdkit::testing;
 using V = std::vector<std::uint8_t>;
 
-// A file whose layer information holds `count` and the given records, then `channelData`.
-V fileWithLayers(std::int64_t count, const std::vector<RecordFields>& records,
-                 std::function<void(ByteBuilder&)> channelData, HeaderFields header = {})
-{
-    FileSections s;
-    s.header = header;
-    const bool big = header.version == 2;
-    s.layersAndMasks = [=](ByteBuilder& b) {
-        b.begin(big).begin(big).i16(count);
-        for (const auto& r : records) {
-            appendRecord(b, r);
-        }
-        channelData(b);
-        b.end().u32(0).end();
-    };
-    return buildFile(s);
-}
-
 // Extra data with an empty mask, no blending ranges, the name, and `blocks`.
 std::function<void(ByteBuilder&)> extra(const std::string& name,
                                         std::function<void(ByteBuilder&)> blocks = {})

@@ -1,5 +1,6 @@
 #pragma once
-// Collects the diagnostic lines emitted while it lives, then restores the previous sink.
+// Takes the library's diagnostic lines while it lives (keeping them in `lines`, or dropping them
+// when `keep` is false), then restores the previous sink.
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,8 +11,10 @@ namespace psdkit::testing {
 
 class DiagnosticsCapture {
   public:
-    DiagnosticsCapture()
-        : previous_(setDiagnosticsSink([this](std::string_view line) { lines.emplace_back(line); }))
+    explicit DiagnosticsCapture(bool keep = true)
+        : previous_(setDiagnosticsSink(
+              keep ? DiagnosticsSink([this](std::string_view line) { lines.emplace_back(line); })
+                   : DiagnosticsSink()))
     {
     }
     ~DiagnosticsCapture() { setDiagnosticsSink(std::move(previous_)); }
