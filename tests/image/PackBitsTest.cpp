@@ -7,7 +7,7 @@
 #include "image/ImageTestSupport.hpp"
 #include "support/ThrownError.hpp"
 
-namespace psdkit::image::detail {
+namespace psdkit::detail {
 namespace {
 using image::testing::mixedBytes;
 using psdkit::testing::thrownError;
@@ -142,4 +142,4 @@ TEST(PackBitsTest, EncodedRowsDecodeBackWithinTheBound)
 }
 
 } // namespace
-} // namespace psdkit::image::detail
+} // namespace psdkit::detail

@@ -8,7 +8,7 @@
 #include "image/ImageTestSupport.hpp"
 #include "support/ThrownError.hpp"
 
-namespace psdkit::image::detail {
+namespace psdkit::detail {
 namespace {
 using image::testing::mixedBytes;
 using psdkit::testing::thrownError;
@@ -110,4 +110,4 @@ TEST(ZipTest, FloatPredictionSplitsBytePlanesMostSignificantFirst)
 }
 
 } // namespace
-} // namespace psdkit::image::detail
+} // namespace psdkit::detail

@@ -18,14 +18,4 @@ namespace psdkit {
     return static_cast<std::int64_t>(value * 255.0);
 }
 
-/// `a + b`, refusing a sum that does not fit 64 bits with writeParameterError.
-[[nodiscard]] inline std::int64_t checkedWriteSum(std::int64_t a, std::int64_t b)
-{
-    std::int64_t sum = 0;
-    if (__builtin_add_overflow(a, b, &sum)) {
-        throw PSDException(PSDError::writeParameterError);
-    }
-    return sum;
-}
-
 } // namespace psdkit

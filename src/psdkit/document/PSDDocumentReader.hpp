@@ -15,6 +15,7 @@
 #include <optional>
 #include <vector>
 
+#include "psdkit/core/ImageResourceBlocks.hpp"
 #include "psdkit/core/PSDScanner.hpp"
 #include "psdkit/document/PSDReadOptions.hpp"
 #include "psdkit/document/PSDWrapper.hpp"
@@ -41,7 +42,8 @@ class PSDDocumentReader {
     void readHeader();
     void readColorModeData();
     void readImageResources();
-    void readImageResource();
+    // One block, with the cursor at its data; the metadata resources are noted in `metadata`.
+    void readImageResource(detail::ImageResourceBlockHeader& block, ImageMetadata::Resources& metadata);
     // Names one after another until the cursor reaches `end`.
     std::vector<std::string> readNames(std::int64_t end, std::string (PSDScanner::*scanName)());
     void readLayerAndMaskInformation();

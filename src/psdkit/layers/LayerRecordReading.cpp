@@ -1,10 +1,11 @@
 // Reading one layer record: bounds, channel entries, blend mode, flags, and the extra data (mask
 // data, blending ranges, name and the additional layer information blocks).
 #include "psdkit/core/PSDScanner.hpp"
+#include "psdkit/core/CheckedArithmetic.hpp"
 #include "psdkit/layers/DepthFormats.hpp"
 #include "psdkit/layers/PSDLayerWrapper.hpp"
 #include "psdkit/layers/RawBlockReading.hpp"
-#include "psdkit/layers/TaggedBlockWriting.hpp"
+#include "psdkit/layers/TaggedBlockKeys.hpp"
 #include "psdkit/platform/support/Diagnostics.hpp"
 #include "psdkit/platform/text/DebugText.hpp"
 
@@ -14,11 +15,11 @@ namespace {
 // `base` + `length`, refusing sums that do not fit 64 bits.
 std::int64_t checkedEnd(std::int64_t base, std::int64_t length)
 {
-    std::int64_t end = 0;
-    if (__builtin_add_overflow(base, length, &end)) {
+    const auto end = detail::checkedAdd(base, length);
+    if (!end) {
         throw PSDException(PSDError::readCorruptFile);
     }
-    return end;
+    return *end;
 }
 
 } // namespace
@@ -157,7 +158,7 @@ void PSDLayerWrapper::readTaggedBlock(PSDScanner& scanner, bool keepUnknownBlock
     }
     const PSDFourCharCode key = scanner.scanFourCharCode();
     if (diagnosticsEnabled()) {
-        emitDiagnostic(text::debugQuoted("Signature " + signature.debugDescription() + " Key " +
+        emitDiagnostic(detail::debugQuoted("Signature " + signature.debugDescription() + " Key " +
                                          key.debugDescription()));
     }
     const std::int64_t length = eightByteLength ? scanner.scanInt64() : scanner.scanInt32();
@@ -188,7 +189,7 @@ void PSDLayerWrapper::readTaggedBlock(PSDScanner& scanner, bool keepUnknownBlock
     } else if (key == PSDFourCharCode("lsct") || key == PSDFourCharCode("lsdk")) {
         // "lsdk" opens a group nested in another one; its layout is that of "lsct".
         readSectionDivider(scanner, length);
-    } else if (isTaggedDataKey(key)) {
+    } else if (detail::isTaggedDataKey(key)) {
         taggedData.insertOrAssign(key, scanner.scanData(length));
         if (keepUnknownBlocks) {
             // A copy marks the block's place among the kept ones; the writer puts `taggedData`'s

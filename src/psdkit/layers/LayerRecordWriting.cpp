@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "psdkit/core/PSDWriter.hpp"
+#include "psdkit/core/CheckedArithmetic.hpp"
 #include "psdkit/core/WriteValues.hpp"
 #include "psdkit/layers/DepthFormats.hpp"
 #include "psdkit/layers/PSDCompressionType.hpp"
@@ -43,7 +44,11 @@ std::int64_t storedChannelLength(const image::AnyChannelData& channel, bool bigF
     const auto rows = static_cast<std::int64_t>(channel.rowByteCounts.size());
     const std::int64_t counts =
         channel.compressionType == image::ChannelDataCompressionType::rle ? rows * (bigFile ? 4 : 2) : 0;
-    return checkedWriteSum(2 + counts, static_cast<std::int64_t>(channel.compressedData.size()));
+    const auto length = detail::checkedAdd(2 + counts, static_cast<std::int64_t>(channel.compressedData.size()));
+    if (!length) {
+        throw PSDException(PSDError::writeParameterError);
+    }
+    return *length;
 }
 
 } // namespace
@@ -51,8 +56,8 @@ std::int64_t storedChannelLength(const image::AnyChannelData& channel, bool bigF
 void PSDLayerWrapper::prepareChannelDataForExport()
 {
     channelDataPreparedForExport.clear();
-    const auto contentFormat = colorPixelFormat(bitDepth);
-    const auto maskFormat = grayPixelFormat(bitDepth);
+    const auto contentFormat = image::colorPixelFormatForDepth(bitDepth);
+    const auto maskFormat = image::grayPixelFormatForDepth(bitDepth);
     if (!contentFormat || !maskFormat) {
         refuse();
     }
@@ -213,22 +218,22 @@ void PSDLayerWrapper::writeMaskData(PSDWriter& writer) const
 
 void PSDLayerWrapper::writeTaggedBlocks(PSDWriter& writer, bool bigFile) const
 {
-    constexpr auto level = TaggedBlockLevel::layer;
+    constexpr auto level = detail::TaggedBlockLevel::layer;
     if (fillOpacity < 1.0) {
-        writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("iOpa"), [&](PSDWriter& w) {
+        detail::writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("iOpa"), [&](PSDWriter& w) {
             w.appendUInt8(fractionByte(fillOpacity));
             w.appendPadding(3);
         });
     }
-    writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("luni"),
+    detail::writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("luni"),
                      [&](PSDWriter& w) { w.appendUnicodeString(name, false, 4); });
-    writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lyid"),
+    detail::writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lyid"),
                      [&](PSDWriter& w) { w.appendInt32(layerID); });
-    writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lclr"), [&](PSDWriter& w) {
+    detail::writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lclr"), [&](PSDWriter& w) {
         w.appendInt16(colorLabel);
         w.appendPadding(6);
     });
-    writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lspf"),
+    detail::writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lspf"),
                      [&](PSDWriter& w) { w.appendUInt32(lockFlags); });
     // Artboards open a group too: without their divider setting, the divider that closes them
     // would be left unbalanced for every reader. Read back, "lsct" makes the record a group and
@@ -236,7 +241,7 @@ void PSDLayerWrapper::writeTaggedBlocks(PSDWriter& writer, bool bigFile) const
     const auto kind = type_.kind();
     if (kind == PSDLayerType::Kind::group || kind == PSDLayerType::Kind::sectionDivider ||
         kind == PSDLayerType::Kind::artboard) {
-        writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lsct"), [&](PSDWriter& w) {
+        detail::writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lsct"), [&](PSDWriter& w) {
             if (type_.kind() == PSDLayerType::Kind::sectionDivider) {
                 w.appendInt32(3);
                 return;
@@ -253,7 +258,7 @@ void PSDLayerWrapper::writeTaggedBlocks(PSDWriter& writer, bool bigFile) const
     };
     for (const auto& [key, bytes] : taggedData) {
         if (!hasKeptPlace(key)) {
-            writeRawTaggedBlock(writer, level, bigFile, key, bytes);
+            detail::writeRawTaggedBlock(writer, level, bigFile, key, bytes);
         }
     }
     writeKeptBlocks(writer);
@@ -263,13 +268,13 @@ void PSDLayerWrapper::writeKeptBlocks(PSDWriter& writer) const
 {
     for (std::size_t i = 0; i < uninterpretedBlocks.size(); ++i) {
         const PSDRawBlock& block = uninterpretedBlocks[i];
-        if (isGeneratedLayerBlockKey(block.key)) {
+        if (detail::isGeneratedLayerBlockKey(block.key)) {
             continue;
         }
         const auto kept = taggedData.find(block.key);
         if (kept == taggedData.end()) {
-            if (!isTaggedDataKey(block.key)) { // a removed entry's copy goes with it
-                writeKeptBlock(writer, TaggedBlockLevel::layer, block, false);
+            if (!detail::isTaggedDataKey(block.key)) { // a removed entry's copy goes with it
+                detail::writeKeptBlock(writer, detail::TaggedBlockLevel::layer, block, false);
             }
             continue;
         }
@@ -279,8 +284,8 @@ void PSDLayerWrapper::writeKeptBlocks(PSDWriter& writer) const
                                        uninterpretedBlocks.end(),
                                        [&](const PSDRawBlock& other) { return other.key == block.key; });
         if (!later) {
-            writeKeptBlock(
-                writer, TaggedBlockLevel::layer,
+            detail::writeKeptBlock(
+                writer, detail::TaggedBlockLevel::layer,
                 PSDRawBlock{block.signature, block.key, block.longLength, PSDSharedBytes(kept->second)},
                 false);
         }

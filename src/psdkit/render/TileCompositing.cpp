@@ -5,7 +5,7 @@
 
 #include "psdkit/render/BlendFunctions.hpp"
 
-namespace psdkit::render::detail {
+namespace psdkit::detail {
 
 using image::BlendMode;
 
@@ -250,4 +250,4 @@ void drawNodes(const std::vector<RenderNode>& nodes, Tile& tile)
     }
 }
 
-} // namespace psdkit::render::detail
+} // namespace psdkit::detail

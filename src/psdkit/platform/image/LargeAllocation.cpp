@@ -7,7 +7,7 @@
 #include <sys/mman.h>
 #endif
 
-namespace psdkit::image::detail {
+namespace psdkit::detail {
 namespace {
 
 constexpr std::size_t hugePageBytes = std::size_t{2} << 20;
@@ -45,4 +45,4 @@ LargeAllocation allocateLarge(std::size_t bytes)
     return LargeAllocation(static_cast<std::uint8_t*>(p));
 }
 
-} // namespace psdkit::image::detail
+} // namespace psdkit::detail

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <memory>
 
-namespace psdkit::image::detail {
+namespace psdkit::detail {
 
 struct LargeAllocationFree {
     void operator()(void* p) const noexcept;
@@ -19,4 +19,4 @@ using LargeAllocation = std::unique_ptr<std::uint8_t[], LargeAllocationFree>;
 /// Releases memory from `allocateLarge` (null is ignored); for owners that hold a plain pointer.
 void releaseLarge(std::uint8_t* p) noexcept;
 
-} // namespace psdkit::image::detail
+} // namespace psdkit::detail
