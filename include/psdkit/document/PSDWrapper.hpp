@@ -28,6 +28,10 @@ namespace psdkit {
 
 class PSDScanner;
 class PSDWriter;
+namespace detail {
+class PSDDocumentReader;
+class PSDDocumentWriter;
+} // namespace detail
 
 /// One PSD or PSB document in memory — read from a file's bytes, or built by the host — and its
 /// serialization back into the bytes of a complete file. The library never touches the disk.
@@ -193,8 +197,8 @@ class PSDKIT_EXPORT PSDWrapper {
     void serializeWithCompositeImage(const image::PixelBufferType* composite, PSDOutputSink& sink);
 
   private:
-    friend class PSDDocumentReader;
-    friend class PSDDocumentWriter;
+    friend class detail::PSDDocumentReader;
+    friend class detail::PSDDocumentWriter;
 };
 
 } // namespace psdkit

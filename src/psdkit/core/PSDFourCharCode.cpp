@@ -11,7 +11,8 @@ namespace psdkit {
 PSDFourCharCode::PSDFourCharCode(FromText, std::string text)
 {
     // Four ASCII bytes are four characters, except for a CR LF pair that forms one.
-    const bool plainAscii = text.size() == 4 && detail::isAscii(text) && text.find("\r\n") == std::string::npos;
+    const bool plainAscii =
+        text.size() == 4 && detail::isAscii(text) && text.find("\r\n") == std::string::npos;
     if (!plainAscii) {
         const auto count = detail::characterCount(text);
         if (!count || *count != 4) {

@@ -6,7 +6,7 @@
 
 #include "psdkit/core/PSDError.hpp"
 
-namespace psdkit {
+namespace psdkit::detail {
 
 /// A fraction 0.0…1.0 as the byte value × 255, cut toward zero (0.5 gives 127).
 /// Throws PSDException(writeParameterError) for NaN or values outside 0…1.
@@ -18,4 +18,4 @@ namespace psdkit {
     return static_cast<std::int64_t>(value * 255.0);
 }
 
-} // namespace psdkit
+} // namespace psdkit::detail

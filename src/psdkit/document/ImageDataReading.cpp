@@ -1,10 +1,10 @@
 // The image data section: the composite's planes, kept compressed, and the alpha channels.
-#include "psdkit/document/PSDDocumentReader.hpp"
 #include "psdkit/core/CheckedArithmetic.hpp"
+#include "psdkit/document/PSDDocumentReader.hpp"
 #include "psdkit/layers/DepthFormats.hpp"
 #include "psdkit/layers/LayerImages.hpp"
 
-namespace psdkit {
+namespace psdkit::detail {
 
 void PSDDocumentReader::readImageData()
 {
@@ -106,4 +106,4 @@ void PSDDocumentReader::buildAlphaChannels()
     }
 }
 
-} // namespace psdkit
+} // namespace psdkit::detail

@@ -14,7 +14,7 @@
 #include "psdkit/platform/support/HostApplication.hpp"
 #include "psdkit/platform/support/ParallelWork.hpp"
 
-namespace psdkit {
+namespace psdkit::detail {
 namespace {
 
 // `base` + `length` for a declared section or block end. A sum that does not fit 64 bits, or an
@@ -32,7 +32,7 @@ bool isDroppedResource(std::int64_t id)
 {
     using ID = ImageResourceID;
     static constexpr std::array<std::int64_t, 14> kDropped = {ID::obsoleteChannelInfo,
-                                                              ID::obsolete1003,
+                                                              ID::obsoleteIndexedColorTable,
                                                               ID::obsoleteDisplayInfo,
                                                               ID::obsolete1020,
                                                               ID::obsolete1023,
@@ -40,7 +40,7 @@ bool isDroppedResource(std::int64_t id)
                                                               ID::iptcNaa,
                                                               ID::thumbnailOld,
                                                               ID::thumbnail,
-                                                              ID::obsolete1038,
+                                                              ID::obsoleteColorSamplers,
                                                               ID::versionInfo,
                                                               ID::exif,
                                                               ID::exif3,
@@ -127,13 +127,13 @@ void PSDDocumentReader::readColorModeData()
 void PSDDocumentReader::readImageResources()
 {
     ImageMetadata::Resources metadata;
-    detail::readImageResourceBlocks(scanner_, [&](detail::ImageResourceBlockHeader& block) {
-        readImageResource(block, metadata);
-    });
+    detail::readImageResourceBlocks(
+        scanner_, [&](detail::ImageResourceBlockHeader& block) { readImageResource(block, metadata); });
     document_.metadata = ImageMetadata::fromResources(metadata);
 }
 
-void PSDDocumentReader::readImageResource(detail::ImageResourceBlockHeader& block, ImageMetadata::Resources& metadata)
+void PSDDocumentReader::readImageResource(detail::ImageResourceBlockHeader& block,
+                                          ImageMetadata::Resources& metadata)
 {
     const std::int64_t id = block.id;
     const std::int64_t size = block.dataSize;
@@ -193,7 +193,9 @@ void PSDDocumentReader::readImageResource(detail::ImageResourceBlockHeader& bloc
     case ImageResourceID::iptcNaa: {
         // Dropped from the document; the first of each kind is the metadata service's.
         const auto data = scanner_.scanBytes(size);
-        auto& found = id == ImageResourceID::xmp ? metadata.xmp : id == ImageResourceID::exif ? metadata.exif : metadata.iptc;
+        auto& found = id == ImageResourceID::xmp    ? metadata.xmp
+                      : id == ImageResourceID::exif ? metadata.exif
+                                                    : metadata.iptc;
         if (!found) {
             found = data;
         }
@@ -421,4 +423,4 @@ void PSDDocumentReader::markSelectedLayers()
     }
 }
 
-} // namespace psdkit
+} // namespace psdkit::detail

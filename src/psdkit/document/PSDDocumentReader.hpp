@@ -20,7 +20,7 @@
 #include "psdkit/document/PSDReadOptions.hpp"
 #include "psdkit/document/PSDWrapper.hpp"
 
-namespace psdkit {
+namespace psdkit::detail {
 
 class PSDDocumentReader {
   public:
@@ -73,4 +73,4 @@ class PSDDocumentReader {
     std::optional<std::vector<std::uint8_t>> propertyListData_;
 };
 
-} // namespace psdkit
+} // namespace psdkit::detail

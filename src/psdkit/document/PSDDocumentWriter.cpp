@@ -17,7 +17,7 @@
 #include "psdkit/platform/support/HostApplication.hpp"
 #include "psdkit/platform/support/ParallelWork.hpp"
 
-namespace psdkit {
+namespace psdkit::detail {
 namespace {
 
 [[noreturn]] void refuse()
@@ -237,8 +237,8 @@ void PSDDocumentWriter::writeLayerAndMaskInformation()
         }
         if (!doc.layers.empty() && (doc.bitDepth == 16 || doc.bitDepth == 32)) {
             detail::writeTaggedBlock(w, level, big,
-                             doc.bitDepth == 32 ? PSDFourCharCode("Lr32") : PSDFourCharCode("Lr16"),
-                             [&](PSDWriter& lw) { writeLayerInformationBody(lw); });
+                                     doc.bitDepth == 32 ? PSDFourCharCode("Lr32") : PSDFourCharCode("Lr16"),
+                                     [&](PSDWriter& lw) { writeLayerInformationBody(lw); });
         }
         if (doc.patternData && !keptPatternBlocksHoldPatternData()) {
             detail::writeRawTaggedBlock(w, level, big, PSDFourCharCode("Patt"), *doc.patternData);
@@ -305,7 +305,8 @@ void PSDDocumentWriter::writeImageData()
             if (!alpha || !alpha->image) {
                 continue;
             }
-            if (alpha->image->size() != size || alpha->image->format() != image::grayPixelFormatForDepth(doc.bitDepth)) {
+            if (alpha->image->size() != size ||
+                alpha->image->format() != image::grayPixelFormatForDepth(doc.bitDepth)) {
                 refuse();
             }
             auto extra =
@@ -334,4 +335,4 @@ void PSDDocumentWriter::writeImageData()
     }
 }
 
-} // namespace psdkit
+} // namespace psdkit::detail

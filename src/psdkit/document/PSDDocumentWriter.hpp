@@ -8,7 +8,7 @@
 #include "psdkit/core/PSDWriter.hpp"
 #include "psdkit/document/PSDWrapper.hpp"
 
-namespace psdkit {
+namespace psdkit::detail {
 
 class PSDDocumentWriter {
   public:
@@ -59,4 +59,4 @@ class PSDDocumentWriter {
 void writeImageResourceBlocks(PSDWriter& writer, PSDWrapper& document, bool hasComposite,
                               bool compositeTransparency = true);
 
-} // namespace psdkit
+} // namespace psdkit::detail

@@ -29,12 +29,12 @@ PSDWrapper::PSDWrapper(std::span<const std::uint8_t> data) : PSDWrapper(data, PS
 
 PSDWrapper::PSDWrapper(std::span<const std::uint8_t> data, const PSDReadOptions& options)
 {
-    PSDDocumentReader(*this, data, options).read();
+    detail::PSDDocumentReader(*this, data, options).read();
 }
 
 PSDWrapper::PSDWrapper(const PSDSharedBytes& data, const PSDReadOptions& options)
 {
-    PSDDocumentReader(*this, data, options).read();
+    detail::PSDDocumentReader(*this, data, options).read();
 }
 
 void PSDWrapper::addLayerWrapper(std::shared_ptr<PSDLayerWrapper> layer)
@@ -86,20 +86,20 @@ void PSDWrapper::setAuxiliaryFileData(const std::any& value)
 std::vector<std::uint8_t>
 PSDWrapper::serializedRepresentationWithCompositeImage(const image::PixelBufferType* composite)
 {
-    ChunkedOutputSink pieces;
-    PSDDocumentWriter(*this, composite, pieces).write();
+    detail::ChunkedOutputSink pieces;
+    detail::PSDDocumentWriter(*this, composite, pieces).write();
     return pieces.takeBytes();
 }
 
 void PSDWrapper::serializeWithCompositeImage(const image::PixelBufferType* composite, PSDOutputSink& sink)
 {
-    PSDDocumentWriter(*this, composite, sink).write();
+    detail::PSDDocumentWriter(*this, composite, sink).write();
 }
 
 std::shared_ptr<image::PixelBufferType> PSDWrapper::compositeImage() const
 {
     const std::size_t needed = compositeImageHasAlphaChannel ? 4 : 3;
-    const auto expected = sampleTypeForDepth(bitDepth);
+    const auto expected = detail::sampleTypeForDepth(bitDepth);
     if (imageDataChannelData.size() < needed || !expected) {
         return nullptr;
     }

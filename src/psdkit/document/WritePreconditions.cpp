@@ -10,7 +10,7 @@
 #include "psdkit/platform/image/PixelBuffer.hpp"
 #include "psdkit/platform/support/HostApplication.hpp"
 
-namespace psdkit {
+namespace psdkit::detail {
 namespace {
 
 [[noreturn]] void refuse(const std::string& detail)
@@ -76,10 +76,12 @@ void checkLayer(const PSDLayerWrapper& layer, std::size_t index, std::int64_t do
         refuse(name + ": opacity and fill opacity must lie in 0 to 1");
     }
     const auto content = layer.contentImage();
-    checkImageForBounds(content.get(), layer.contentsRect, image::colorPixelFormatForDepth(layer.bitDepth), "content", name);
+    checkImageForBounds(content.get(), layer.contentsRect, image::colorPixelFormatForDepth(layer.bitDepth),
+                        "content", name);
     if (layer.hasLayerMask) {
         const auto mask = layer.maskImage();
-        checkImageForBounds(mask.get(), layer.maskRect, image::grayPixelFormatForDepth(layer.bitDepth), "mask", name);
+        checkImageForBounds(mask.get(), layer.maskRect, image::grayPixelFormatForDepth(layer.bitDepth),
+                            "mask", name);
         if (layer.hasRealFlags && isInverted(layer.realMaskRect)) {
             refuse(name + ": real mask bounds are inverted");
         }
@@ -116,8 +118,8 @@ void PSDDocumentWriter::checkWritable() const
         checkLayer(*doc.layers[i], i, doc.bitDepth);
     }
     const image::IntegralSize size{doc.imageWidth, doc.imageHeight};
-    if (composite_ != nullptr &&
-        (composite_->format() != image::colorPixelFormatForDepth(doc.bitDepth) || composite_->size() != size)) {
+    if (composite_ != nullptr && (composite_->format() != image::colorPixelFormatForDepth(doc.bitDepth) ||
+                                  composite_->size() != size)) {
         refuse("the composite image does not match the document's size and bit depth");
     }
     if (doc.alphaChannels) {
@@ -141,4 +143,4 @@ void PSDDocumentWriter::checkWritable() const
     }
 }
 
-} // namespace psdkit
+} // namespace psdkit::detail

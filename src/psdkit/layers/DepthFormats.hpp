@@ -7,7 +7,7 @@
 
 #include "psdkit/platform/image/ChannelDataCompressionType.hpp"
 
-namespace psdkit {
+namespace psdkit::detail {
 
 /// Unsigned 8-bit, unsigned 16-bit or 32-bit float samples.
 [[nodiscard]] constexpr std::optional<image::SampleType> sampleTypeForDepth(std::int64_t bitDepth) noexcept
@@ -24,4 +24,4 @@ namespace psdkit {
     }
 }
 
-} // namespace psdkit
+} // namespace psdkit::detail

@@ -54,7 +54,8 @@ image::AnyChannelData opaqueChannel(std::int64_t bitDepth, image::IntegralSize s
         throw image::ImageException(image::ImageError::invalidSize);
     }
     const auto count = checkedMultiply(size.width, size.height);
-    const auto checkedBytes = count ? checkedMultiply(*count, static_cast<std::int64_t>(sampleSize)) : std::nullopt;
+    const auto checkedBytes =
+        count ? checkedMultiply(*count, static_cast<std::int64_t>(sampleSize)) : std::nullopt;
     if (!checkedBytes) {
         throw image::ImageException(image::ImageError::imageTooLarge);
     }

@@ -1,7 +1,7 @@
 // Reading one layer record: bounds, channel entries, blend mode, flags, and the extra data (mask
 // data, blending ranges, name and the additional layer information blocks).
-#include "psdkit/core/PSDScanner.hpp"
 #include "psdkit/core/CheckedArithmetic.hpp"
+#include "psdkit/core/PSDScanner.hpp"
 #include "psdkit/layers/DepthFormats.hpp"
 #include "psdkit/layers/PSDLayerWrapper.hpp"
 #include "psdkit/layers/RawBlockReading.hpp"
@@ -26,7 +26,7 @@ std::int64_t checkedEnd(std::int64_t base, std::int64_t length)
 
 void PSDLayerWrapper::readLayerRecord(PSDScanner& scanner, bool bigFile, bool keepUnknownBlocks)
 {
-    const auto sampleType = sampleTypeForDepth(bitDepth);
+    const auto sampleType = detail::sampleTypeForDepth(bitDepth);
     if (!sampleType) {
         throw PSDException(PSDError::readParameterError);
     }
@@ -159,7 +159,7 @@ void PSDLayerWrapper::readTaggedBlock(PSDScanner& scanner, bool keepUnknownBlock
     const PSDFourCharCode key = scanner.scanFourCharCode();
     if (diagnosticsEnabled()) {
         emitDiagnostic(detail::debugQuoted("Signature " + signature.debugDescription() + " Key " +
-                                         key.debugDescription()));
+                                           key.debugDescription()));
     }
     const std::int64_t length = eightByteLength ? scanner.scanInt64() : scanner.scanInt32();
     const std::int64_t blockStart = scanner.offset();
@@ -195,7 +195,8 @@ void PSDLayerWrapper::readTaggedBlock(PSDScanner& scanner, bool keepUnknownBlock
             // A copy marks the block's place among the kept ones; the writer puts `taggedData`'s
             // bytes there.
             scanner.seek(blockStart);
-            uninterpretedBlocks.push_back(readKeptBlock(scanner, signature, key, eightByteLength, length));
+            uninterpretedBlocks.push_back(
+                detail::readKeptBlock(scanner, signature, key, eightByteLength, length));
         }
         if (const auto adjustment = adjustmentLayerTypeForKey(key)) {
             setType(PSDLayerType::adjustmentLayer(*adjustment));
@@ -203,7 +204,8 @@ void PSDLayerWrapper::readTaggedBlock(PSDScanner& scanner, bool keepUnknownBlock
             setType(PSDLayerType::artboard());
         }
     } else if (keepUnknownBlocks) {
-        uninterpretedBlocks.push_back(readKeptBlock(scanner, signature, key, eightByteLength, length));
+        uninterpretedBlocks.push_back(
+            detail::readKeptBlock(scanner, signature, key, eightByteLength, length));
     } else {
         scanner.skip(length);
     }

@@ -233,10 +233,10 @@ ImageMetadata ImageMetadata::fromFile(std::span<const std::uint8_t> wholeFile)
         scanner.skip(std::max<std::int64_t>(scanner.scanInt32(), 0)); // the colour mode data
         detail::readImageResourceBlocks(scanner, [&](const detail::ImageResourceBlockHeader& block) {
             const auto data = scanner.scanBytes(block.dataSize);
-            auto* slot = block.id == ImageResourceID::xmp    ? &resources.xmp
-                         : block.id == ImageResourceID::exif ? &resources.exif
-                         : block.id == ImageResourceID::iptcNaa ? &resources.iptc
-                                                                : nullptr;
+            auto* slot = block.id == detail::ImageResourceID::xmp       ? &resources.xmp
+                         : block.id == detail::ImageResourceID::exif    ? &resources.exif
+                         : block.id == detail::ImageResourceID::iptcNaa ? &resources.iptc
+                                                                        : nullptr;
             if (slot != nullptr && !*slot) {
                 *slot = data;
             }

@@ -143,7 +143,8 @@ PSDRenderResult renderDocument(const PSDWrapper& document, const PSDRenderOption
                             g.region.x + g.region.width);
     const RenderPlan plan = buildRenderPlan(document, options, region, result);
     result.image = image::makePixelBuffer(
-        image::colorPixelFormatForDepth(document.bitDepth).value_or(image::PixelFormat::argb8), {g.width, g.height});
+        image::colorPixelFormatForDepth(document.bitDepth).value_or(image::PixelFormat::argb8),
+        {g.width, g.height});
     image::PixelBufferType& out = *result.image;
 
     const std::int64_t columns = (g.width + tileSize - 1) / tileSize;

@@ -143,8 +143,8 @@ template <typename P> class PSDKIT_EXPORT PixelBuffer final : public PixelBuffer
 /// `ImageException`: `invalidSize` for a negative width or height (or a `format` outside the six
 /// pixel types), `imageTooLarge` when the byte
 /// count does not fit memory; `std::bad_alloc` when the memory cannot be had.
-[[nodiscard]] PSDKIT_EXPORT std::shared_ptr<PixelBufferType> makePixelBuffer(PixelFormat format, IntegralSize size,
-                                                                           std::string title = {});
+[[nodiscard]] PSDKIT_EXPORT std::shared_ptr<PixelBufferType>
+makePixelBuffer(PixelFormat format, IntegralSize size, std::string title = {});
 
 extern template class PixelBuffer<PixelARGB8>;
 extern template class PixelBuffer<PixelRGBA16>;

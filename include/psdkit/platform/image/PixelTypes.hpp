@@ -60,7 +60,8 @@ enum class PixelFormat { argb8, rgba16, rgba32, gray8, gray16, gray32 };
 
 /// The colour pixel type for `bitsPerSample` bits per sample (a document's depth): 8 gives
 /// `argb8`, 16 `rgba16`, 32 `rgba32`; any other depth has none.
-[[nodiscard]] constexpr std::optional<PixelFormat> colorPixelFormatForDepth(std::int64_t bitsPerSample) noexcept
+[[nodiscard]] constexpr std::optional<PixelFormat>
+colorPixelFormatForDepth(std::int64_t bitsPerSample) noexcept
 {
     switch (bitsPerSample) {
     case 8:
@@ -76,7 +77,8 @@ enum class PixelFormat { argb8, rgba16, rgba32, gray8, gray16, gray32 };
 
 /// The one-channel pixel type (masks, alpha channels) for `bitsPerSample` bits per sample: 8 gives
 /// `gray8`, 16 `gray16`, 32 `gray32`; any other depth has none.
-[[nodiscard]] constexpr std::optional<PixelFormat> grayPixelFormatForDepth(std::int64_t bitsPerSample) noexcept
+[[nodiscard]] constexpr std::optional<PixelFormat>
+grayPixelFormatForDepth(std::int64_t bitsPerSample) noexcept
 {
     switch (bitsPerSample) {
     case 8:

@@ -11,9 +11,9 @@ namespace psdkit::detail {
 
 /// The work of `PixelBufferType::makeChannelData` on the pixels `pixels` (width × height pixels of
 /// `format`). Documented there.
-[[nodiscard]] std::vector<image::AnyChannelData> encodeChannels(const std::uint8_t* pixels, image::IntegralSize size,
-                                                         image::PixelFormat format, bool colorChannelsOnly,
-                                                         image::ChannelDataCompressionType compression,
-                                                         image::PredictionType prediction, bool mayUseWorkerThread);
+[[nodiscard]] std::vector<image::AnyChannelData>
+encodeChannels(const std::uint8_t* pixels, image::IntegralSize size, image::PixelFormat format,
+               bool colorChannelsOnly, image::ChannelDataCompressionType compression,
+               image::PredictionType prediction, bool mayUseWorkerThread);
 
 } // namespace psdkit::detail
