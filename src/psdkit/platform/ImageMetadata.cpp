@@ -230,7 +230,7 @@ ImageMetadata ImageMetadata::fromFile(std::span<const std::uint8_t> wholeFile)
             return {};
         }
         scanner.skip(headerBytesAfterVersion);
-        scanner.skip(std::max<std::int64_t>(scanner.scanInt32(), 0)); // the colour mode data
+        scanner.skip(scanner.scanUInt32()); // the colour mode data, its length taken as unsigned
         detail::readImageResourceBlocks(scanner, [&](const detail::ImageResourceBlockHeader& block) {
             const auto data = scanner.scanBytes(block.dataSize);
             auto* slot = block.id == detail::ImageResourceID::xmp       ? &resources.xmp
