@@ -153,7 +153,7 @@ void BM_DeflateLevel(benchmark::State& state)
     std::vector<std::vector<std::uint8_t>> planes;
     for (const auto& c : raw) {
         std::vector<std::uint8_t> plane(source.bytes().size() / 4);
-        image::detail::zlibInflate(c.compressedData, plane);
+        detail::zlibInflate(c.compressedData, plane);
         planes.push_back(std::move(plane));
     }
     const int level = static_cast<int>(state.range(0));
@@ -161,7 +161,7 @@ void BM_DeflateLevel(benchmark::State& state)
     for (auto _ : state) {
         stored = 0;
         for (const auto& plane : planes) {
-            stored += image::detail::zlibDeflate(plane, level).size();
+            stored += detail::zlibDeflate(plane, level).size();
         }
     }
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * source.bytes().size()));

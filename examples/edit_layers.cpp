@@ -62,12 +62,9 @@ int main(int argc, char** argv)
         layer->contentsRect = PSDMacRect(0, 0, size.height, size.width); // top, left, bottom, right
         layer->setContentImage(pixels);
         doc.addLayerWrapper(layer); // on top of the others
-        // Rendering the merged image is the host's business; this one keeps the original's.
-        auto composite = doc.compositeImage();
-        if (!composite) {
-            composite = std::make_shared<PixelBuffer<PixelARGB8>>(
-                image::IntegralSize{doc.imageWidth, doc.imageHeight});
-        }
+        // Rendering the merged image is the host's business; this one keeps the original's (or
+        // a transparent one when the file has none).
+        const auto composite = doc.compositeImageOrBlank();
         const std::vector<std::uint8_t> out = doc.serializedRepresentationWithCompositeImage(composite.get());
         if (!std::ofstream(argv[2], std::ios::binary)
                  .write(reinterpret_cast<const char*>(out.data()), out.size())) {

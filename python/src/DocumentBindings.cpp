@@ -180,18 +180,6 @@ std::unique_ptr<Document> openDocument(const py::object& source, bool keepUnknow
     return std::make_unique<Document>(bytes, options);
 }
 
-std::shared_ptr<image::PixelBufferType> blankImage(std::int64_t depth, image::IntegralSize size)
-{
-    switch (depth) {
-    case 16:
-        return std::make_shared<image::PixelBuffer<image::PixelRGBA16>>(size);
-    case 32:
-        return std::make_shared<image::PixelBuffer<image::PixelRGBA32>>(size);
-    default:
-        return std::make_shared<image::PixelBuffer<image::PixelARGB8>>(size);
-    }
-}
-
 // The merged image saved with the document: the caller's array, else the composite the file
 // carried (when it still fits the canvas), else a transparent canvas.
 // RENDER: once the compositor lands (src/psdkit/render/), a document without a fitting stored
@@ -207,15 +195,8 @@ std::shared_ptr<image::PixelBufferType> compositeForSaving(const Document& docum
         }
         return image;
     }
-    std::shared_ptr<image::PixelBufferType> stored;
-    {
-        py::gil_scoped_release release;
-        stored = document.compositeImage();
-    }
-    if (stored && stored->size() == canvas) {
-        return stored;
-    }
-    return blankImage(document.bitDepth, canvas);
+    py::gil_scoped_release release;
+    return document.compositeImageOrBlank();
 }
 
 std::vector<std::uint8_t> serialize(Document& document, const py::object& composite)

@@ -87,7 +87,7 @@ TEST(PSDWriterSinkTest, EverySinkReceivesTheBytesAWriterInMemoryKeeps)
     EXPECT_EQ(fromFile, expected);
     std::fclose(file);
 
-    ChunkedOutputSink pieces;
+    detail::ChunkedOutputSink pieces;
     {
         PSDWriter w(pieces);
         writeSample(w);

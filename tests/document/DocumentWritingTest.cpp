@@ -22,14 +22,8 @@ template <typename P> std::shared_ptr<image::PixelBuffer<P>> blank(std::int64_t 
 
 std::shared_ptr<image::PixelBufferType> compositeFor(const PSDWrapper& doc)
 {
-    switch (doc.bitDepth) {
-    case 16:
-        return blank<image::PixelRGBA16>(doc.imageWidth, doc.imageHeight);
-    case 32:
-        return blank<image::PixelRGBA32>(doc.imageWidth, doc.imageHeight);
-    default:
-        return blank<image::PixelARGB8>(doc.imageWidth, doc.imageHeight);
-    }
+    const auto format = image::colorPixelFormatForDepth(doc.bitDepth).value_or(image::PixelFormat::argb8);
+    return image::makePixelBuffer(format, {doc.imageWidth, doc.imageHeight});
 }
 
 V serialize(PSDWrapper& doc)
@@ -89,17 +83,12 @@ TEST(LayerWritingTest, CompressionFollowsSizeAndDepth)
         if (c.mask) {
             layer.hasLayerMask = true;
             layer.maskRect = PSDMacRect(0, 0, c.height, c.width);
-            layer.setMaskImage(c.depth == 8 ? std::shared_ptr<image::PixelBufferType>(
-                                                  blank<image::PixelGray8>(c.width, c.height))
-                                            : blank<image::PixelGray16>(c.width, c.height));
+            layer.setMaskImage(
+                image::makePixelBuffer(*image::grayPixelFormatForDepth(c.depth), {c.width, c.height}));
         } else {
             layer.contentsRect = PSDMacRect(0, 0, c.height, c.width);
             layer.setContentImage(
-                c.depth == 8
-                    ? std::shared_ptr<image::PixelBufferType>(blank<image::PixelARGB8>(c.width, c.height))
-                : c.depth == 16
-                    ? std::shared_ptr<image::PixelBufferType>(blank<image::PixelRGBA16>(c.width, c.height))
-                    : blank<image::PixelRGBA32>(c.width, c.height));
+                image::makePixelBuffer(*image::colorPixelFormatForDepth(c.depth), {c.width, c.height}));
         }
         PSDWriter record;
         layer.writeLayerRecord(record, false);

@@ -214,22 +214,6 @@ int dump(const fs::path& input, const fs::path& folder)
     return 0;
 }
 
-std::shared_ptr<image::PixelBufferType> compositeForWriting(const PSDWrapper& document)
-{
-    if (auto composite = document.compositeImage()) {
-        return composite;
-    }
-    const image::IntegralSize size{document.imageWidth, document.imageHeight};
-    switch (document.bitDepth) {
-    case 16:
-        return std::make_shared<image::PixelBuffer<image::PixelRGBA16>>(size);
-    case 32:
-        return std::make_shared<image::PixelBuffer<image::PixelRGBA32>>(size);
-    default:
-        return std::make_shared<image::PixelBuffer<image::PixelARGB8>>(size);
-    }
-}
-
 int rewrite(const fs::path& input, const fs::path& output, std::span<char*> options)
 {
     const std::vector<std::uint8_t> bytes = readFile(input);
@@ -251,7 +235,7 @@ int rewrite(const fs::path& input, const fs::path& output, std::span<char*> opti
             return 2;
         }
     }
-    const auto composite = compositeForWriting(document);
+    const auto composite = document.compositeImageOrBlank();
     writeFile(output, document.serializedRepresentationWithCompositeImage(composite.get()));
     return 0;
 }

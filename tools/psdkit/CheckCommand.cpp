@@ -65,7 +65,7 @@ bool checkFile(const std::string& path, bool roundTrip, bool strict)
         if (roundTrip) {
             // A second copy is written: serialization changes the document it writes.
             PSDWrapper written(bytes, readOptions(!strict));
-            const auto composite = compositeForWriting(written);
+            const auto composite = written.compositeImageOrBlank();
             const std::vector<std::uint8_t> rewritten =
                 written.serializedRepresentationWithCompositeImage(composite.get());
             const PSDWrapper reread(rewritten, readOptions(!strict));

@@ -98,10 +98,6 @@ void writeFileAtomically(const std::filesystem::path& path,
 /// `text` with control characters and invalid UTF-8 escaped, for one-line display.
 [[nodiscard]] std::string printable(const std::string& text);
 
-/// The composite a document would be written with: its own merged image when it decodes,
-/// otherwise a fully transparent image of its size and depth. Throws the image core's errors.
-[[nodiscard]] std::shared_ptr<image::PixelBufferType> compositeForWriting(const PSDWrapper& document);
-
 /// The library's rendering of `document` as `options` say; refused requests become InputError.
 /// Fills `details` (what was not drawn) when given.
 [[nodiscard]] std::shared_ptr<image::PixelBufferType> renderOrRefuse(const PSDWrapper& document,

@@ -278,20 +278,4 @@ std::string printable(const std::string& text)
     return out;
 }
 
-std::shared_ptr<image::PixelBufferType> compositeForWriting(const PSDWrapper& document)
-{
-    if (auto composite = document.compositeImage()) {
-        return composite;
-    }
-    const image::IntegralSize size{document.imageWidth, document.imageHeight};
-    switch (document.bitDepth) {
-    case 16:
-        return std::make_shared<image::PixelBuffer<image::PixelRGBA16>>(size);
-    case 32:
-        return std::make_shared<image::PixelBuffer<image::PixelRGBA32>>(size);
-    default:
-        return std::make_shared<image::PixelBuffer<image::PixelARGB8>>(size);
-    }
-}
-
 } // namespace psdkit::cli

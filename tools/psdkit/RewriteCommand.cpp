@@ -81,7 +81,7 @@ int runRewrite(std::span<const std::string> args)
     // The document's own composite goes back in unchanged, or a fresh rendering of its layers.
     const auto composite = onFile(input, [&] {
         if (!arguments.flag("render")) {
-            return compositeForWriting(document);
+            return document.compositeImageOrBlank();
         }
         auto rendered = renderOrRefuse(document);
         matteOntoWhite(*rendered); // stored against white, as the merged image of the format is

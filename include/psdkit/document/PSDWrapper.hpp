@@ -29,6 +29,10 @@ namespace psdkit {
 
 class PSDScanner;
 class PSDWriter;
+namespace detail {
+class PSDDocumentReader;
+class PSDDocumentWriter;
+} // namespace detail
 
 /// One PSD or PSB document in memory — read from a file's bytes, or built by the host — and its
 /// serialization back into the bytes of a complete file. The library never touches the disk.
@@ -163,6 +167,11 @@ class PSDKIT_EXPORT PSDWrapper {
     /// channels, or nothing when there are too few channels or they cannot be decoded. A new
     /// buffer on every call. Never throws (except std::bad_alloc).
     [[nodiscard]] std::shared_ptr<image::PixelBufferType> compositeImage() const;
+    /// `compositeImage()`, or, when there is none, a new transparent buffer of the canvas size in
+    /// the colour pixel type of `bitDepth` (ARGB8 for a depth other than 8, 16 or 32, which cannot
+    /// be written anyway): what to save as the merged image when nothing better is at hand. Throws
+    /// `image::ImageException` (`invalidSize`, `imageTooLarge`) when the canvas cannot be a buffer.
+    [[nodiscard]] std::shared_ptr<image::PixelBufferType> compositeImageOrBlank() const;
 
     /// The bytes of a complete PSD (or PSB, when `bigFile`) file of this document with `composite`
     /// as its merged image (four channels, the document's size). An empty composite (zero width or
@@ -193,8 +202,8 @@ class PSDKIT_EXPORT PSDWrapper {
                                      const PSDWriteOptions& options = {});
 
   private:
-    friend class PSDDocumentReader;
-    friend class PSDDocumentWriter;
+    friend class detail::PSDDocumentReader;
+    friend class detail::PSDDocumentWriter;
 };
 
 } // namespace psdkit

@@ -34,13 +34,26 @@ class PSDKIT_EXPORT ImageMetadata {
     ImageMetadata& operator=(ImageMetadata&& other) noexcept;
     ~ImageMetadata();
 
-    /// The metadata of a whole PSD or PSB file: the image resources XMP (1060), EXIF (1058) and
-    /// IPTC-NAA (1028) are located on a cursor of its own and combined into one XMP tree; where
-    /// the XMP packet and EXIF or IPTC name the same property, the XMP packet wins. EXIF and IPTC
-    /// values whose text is not valid UTF-8 are dropped (no packet could hold them). Never throws
-    /// (except `std::bad_alloc`): a file that is not PSD or PSB, is truncated, or holds
-    /// malformed metadata yields the metadata that could be read, possibly none. The input is
-    /// only read during the call.
+    /// The data of a document's metadata resources, each absent when the file has none. The
+    /// spans borrow the file's bytes, which must stay alive while they are used.
+    struct Resources {
+        std::optional<std::span<const std::uint8_t>> xmp;  ///< Resource 1060: an XMP packet.
+        std::optional<std::span<const std::uint8_t>> exif; ///< Resource 1058: a TIFF structure.
+        std::optional<std::span<const std::uint8_t>> iptc; ///< Resource 1028: IPTC-NAA records.
+    };
+
+    /// The metadata of the given resources combined into one XMP tree; where the XMP packet and
+    /// EXIF or IPTC name the same property, the XMP packet wins. EXIF and IPTC values whose text
+    /// is not valid UTF-8 are dropped (no packet could hold them). Never throws (except
+    /// `std::bad_alloc`): malformed metadata yields what could be read, possibly none. The bytes
+    /// are only read during the call. The document reader calls this with the resources it met.
+    [[nodiscard]] static ImageMetadata fromResources(const Resources& resources);
+
+    /// The metadata of a whole PSD or PSB file: the first XMP, EXIF and IPTC-NAA resource of its
+    /// image resources section, found by the walk the document reader makes, as `fromResources`
+    /// combines them. Never throws (except `std::bad_alloc`): a file that is not PSD or PSB, or
+    /// whose header or resources section is cut short or malformed, yields the metadata of the
+    /// resources met before the fault, possibly none. The input is only read during the call.
     [[nodiscard]] static ImageMetadata fromFile(std::span<const std::uint8_t> wholeFile);
 
     /// Prepares the metadata for being written with a document: sets tiff:XResolution and

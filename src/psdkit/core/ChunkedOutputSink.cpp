@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace psdkit {
+namespace psdkit::detail {
 
 void ChunkedOutputSink::write(std::span<const std::uint8_t> bytes)
 {
@@ -44,4 +44,4 @@ std::vector<std::uint8_t> ChunkedOutputSink::takeBytes()
     return bytes;
 }
 
-} // namespace psdkit
+} // namespace psdkit::detail

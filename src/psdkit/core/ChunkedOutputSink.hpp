@@ -9,7 +9,7 @@
 
 #include "psdkit/core/PSDOutputSink.hpp"
 
-namespace psdkit {
+namespace psdkit::detail {
 
 class ChunkedOutputSink final : public PSDOutputSink {
   public:
@@ -25,4 +25,4 @@ class ChunkedOutputSink final : public PSDOutputSink {
     std::uint64_t position_ = 0;
 };
 
-} // namespace psdkit
+} // namespace psdkit::detail

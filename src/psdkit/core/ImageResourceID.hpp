@@ -3,7 +3,7 @@
 // service know by name. Internal: hosts see resources through PSDWrapper's fields.
 #include <cstdint>
 
-namespace psdkit {
+namespace psdkit::detail {
 
 /// Image resource identifiers, as `ImageResourceID::xmp`; plain integers, so that they compare with
 /// the identifier read from a file and serve as `case` labels.
@@ -21,21 +21,21 @@ struct ImageResourceID {
         globalLightAltitude = 1049,
         layerSelectionIds = 1069,
         // Dropped on reading (skipped, not kept in imageResources), each for its reason.
-        obsoleteChannelInfo = 1000, ///< obsolete: the header already holds channels, size, depth and mode
-        obsolete1003 = 1003,        ///< obsolete; no field of the model holds it
-        obsoleteDisplayInfo = 1007, ///< obsolete; superseded by newer display resources
-        obsolete1020 = 1020,        ///< obsolete; no field of the model holds it
-        obsolete1023 = 1023,        ///< obsolete; no field of the model holds it
-        obsolete1027 = 1027,        ///< obsolete; no field of the model holds it
-        iptcNaa = 1028,             ///< metadata: read by the metadata service, rewritten as XMP
-        thumbnailOld = 1033,        ///< a thumbnail, stale once the document changes
-        thumbnail = 1036,           ///< a thumbnail, stale once the document changes
-        obsolete1038 = 1038,        ///< obsolete; no field of the model holds it
-        versionInfo = 1057,         ///< describes the writing program; the writer writes its own
-        exif = 1058,                ///< metadata: read by the metadata service, rewritten as XMP
-        exif3 = 1059,               ///< metadata: EXIF data 3, not interpreted
-        xmp = 1060,                 ///< metadata: owned by the metadata service, written from it
+        obsoleteChannelInfo = 1000,       ///< obsolete: the header holds channels, size, depth and mode
+        obsoleteIndexedColorTable = 1003, ///< obsolete: the colour mode data holds a colour table
+        obsoleteDisplayInfo = 1007,       ///< obsolete: superseded by a newer display resource (kept raw)
+        obsolete1020 = 1020,              ///< obsolete, with no content defined any more
+        obsolete1023 = 1023,              ///< obsolete, with no content defined any more
+        obsolete1027 = 1027,              ///< obsolete, with no content defined any more
+        iptcNaa = 1028,                   ///< metadata: read by the metadata service, rewritten as XMP
+        thumbnailOld = 1033,              ///< a thumbnail, stale once the document changes
+        thumbnail = 1036,                 ///< a thumbnail, stale once the document changes
+        obsoleteColorSamplers = 1038,     ///< obsolete: superseded by a newer samplers resource (kept raw)
+        versionInfo = 1057,               ///< describes the writing program; the writer writes its own
+        exif = 1058,                      ///< metadata: read by the metadata service, rewritten as XMP
+        exif3 = 1059,                     ///< metadata: a second EXIF block, not interpreted
+        xmp = 1060,                       ///< metadata: read by the metadata service, written from it
     };
 };
 
-} // namespace psdkit
+} // namespace psdkit::detail

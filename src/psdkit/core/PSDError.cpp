@@ -3,6 +3,7 @@
 #include <array>
 #include <mutex>
 
+#include "psdkit/core/ErrorCategory.hpp"
 #include "psdkit/platform/support/HostApplication.hpp"
 
 namespace psdkit {
@@ -46,17 +47,13 @@ TextProvider& provider()
     return p;
 }
 
-class PSDErrorCategory final : public std::error_category {
-  public:
-    const char* name() const noexcept override { return "OrrindelImageIOKit.PSDError"; }
-    std::string message(int value) const override
-    {
-        if (value < 0 || value >= PSDError::caseCount) {
-            return "unknown psdkit error";
-        }
-        return std::string(kCaseNames[static_cast<std::size_t>(value)]);
+std::string describePSDError(int value)
+{
+    if (value < 0 || value >= PSDError::caseCount) {
+        return "unknown psdkit error";
     }
-};
+    return std::string(kCaseNames[static_cast<std::size_t>(value)]);
+}
 
 // The English text of (case, key) with its "%@" placeholder unresolved; empty when none.
 std::string_view englishText(PSDError::Code code, PSDErrorTextKey key)
@@ -93,7 +90,7 @@ std::string_view englishText(PSDError::Code code, PSDErrorTextKey key)
 
 const std::error_category& psdErrorCategory() noexcept
 {
-    static const PSDErrorCategory category;
+    static const detail::DescribedErrorCategory category("OrrindelImageIOKit.PSDError", &describePSDError);
     return category;
 }
 

@@ -11,14 +11,15 @@ namespace psdkit {
 PSDFourCharCode::PSDFourCharCode(FromText, std::string text)
 {
     // Four ASCII bytes are four characters, except for a CR LF pair that forms one.
-    const bool plainAscii = text.size() == 4 && text::isAscii(text) && text.find("\r\n") == std::string::npos;
+    const bool plainAscii =
+        text.size() == 4 && detail::isAscii(text) && text.find("\r\n") == std::string::npos;
     if (!plainAscii) {
-        const auto count = text::characterCount(text);
+        const auto count = detail::characterCount(text);
         if (!count || *count != 4) {
             throw PSDException(PSDError::readParameterError);
         }
     }
-    key_ = text::canonicalForm(text);
+    key_ = detail::canonicalForm(text);
     rawValue_ = std::move(text);
 }
 

@@ -70,7 +70,7 @@ double PSDScanner::scanFixed32()
 PSDFourCharCode PSDScanner::scanFourCharCode()
 {
     const std::uint8_t* p = require(4);
-    std::string decoded = text::macRomanToUtf8({p, 4});
+    std::string decoded = detail::macRomanToUtf8({p, 4});
     offset_ += 4;
     return PSDFourCharCode(std::move(decoded));
 }
@@ -93,7 +93,7 @@ std::string PSDScanner::scanPascalString()
     const auto n = scanUInt8();
     const std::uint8_t* p = require(n);
     offset_ += n;
-    return text::macRomanToUtf8({p, static_cast<std::size_t>(n)});
+    return detail::macRomanToUtf8({p, static_cast<std::size_t>(n)});
 }
 
 std::string PSDScanner::scanUnicodeString()
@@ -103,7 +103,7 @@ std::string PSDScanner::scanUnicodeString()
         return {};
     }
     const std::uint8_t* p = require(2 * n);
-    auto text = text::utf16beToUtf8({p, static_cast<std::size_t>(2 * n)});
+    auto text = detail::utf16beToUtf8({p, static_cast<std::size_t>(2 * n)});
     if (!text) {
         throw PSDException(PSDError::readUnknownError); // an unpaired surrogate
     }
@@ -119,7 +119,7 @@ std::string PSDScanner::scanCString()
     }
     const std::uint8_t* p = require(n);
     offset_ += n;
-    return text::macRomanToUtf8({p, static_cast<std::size_t>(n)});
+    return detail::macRomanToUtf8({p, static_cast<std::size_t>(n)});
 }
 
 std::span<const std::uint8_t> PSDScanner::scanBytes(std::int64_t n)

@@ -140,7 +140,7 @@ void PSDWriter::appendFixed32(double value)
 
 void PSDWriter::appendFourCharCode(const PSDFourCharCode& code)
 {
-    const auto bytes = text::utf8ToMacRoman(code.rawValue(), false);
+    const auto bytes = detail::utf8ToMacRoman(code.rawValue(), false);
     if (!bytes || bytes->size() != 4) {
         throw PSDException(PSDError::writeUnknownError);
     }
@@ -172,7 +172,7 @@ void PSDWriter::appendPascalString(std::string_view text, std::int64_t padding)
     if (padding < 0) {
         throw PSDException(PSDError::writeParameterError);
     }
-    const auto bytes = text::utf8ToMacRoman(text, true);
+    const auto bytes = detail::utf8ToMacRoman(text, true);
     if (!bytes) {
         throw PSDException(PSDError::writeUnknownError);
     }
@@ -190,7 +190,7 @@ void PSDWriter::appendUnicodeString(std::string_view text, bool zeroTerminated, 
     if (padding < 0) {
         throw PSDException(PSDError::writeParameterError);
     }
-    auto bytes = text::utf8ToUtf16be(text);
+    auto bytes = detail::utf8ToUtf16be(text);
     if (!bytes) {
         throw PSDException(PSDError::writeUnknownError);
     }
@@ -213,7 +213,7 @@ void PSDWriter::appendUnicodeString(std::string_view text, bool zeroTerminated, 
 
 void PSDWriter::appendCString(std::string_view text)
 {
-    const auto bytes = text::utf8ToMacRoman(text, false);
+    const auto bytes = detail::utf8ToMacRoman(text, false);
     if (!bytes) {
         throw PSDException(PSDError::writeUnknownError);
     }

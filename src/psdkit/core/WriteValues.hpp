@@ -6,7 +6,7 @@
 
 #include "psdkit/core/PSDError.hpp"
 
-namespace psdkit {
+namespace psdkit::detail {
 
 /// A fraction 0.0…1.0 as the byte value × 255, cut toward zero (0.5 gives 127).
 /// Throws PSDException(writeParameterError) for NaN or values outside 0…1.
@@ -18,14 +18,4 @@ namespace psdkit {
     return static_cast<std::int64_t>(value * 255.0);
 }
 
-/// `a + b`, refusing a sum that does not fit 64 bits with writeParameterError.
-[[nodiscard]] inline std::int64_t checkedWriteSum(std::int64_t a, std::int64_t b)
-{
-    std::int64_t sum = 0;
-    if (__builtin_add_overflow(a, b, &sum)) {
-        throw PSDException(PSDError::writeParameterError);
-    }
-    return sum;
-}
-
-} // namespace psdkit
+} // namespace psdkit::detail

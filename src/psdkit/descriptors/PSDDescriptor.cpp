@@ -90,7 +90,7 @@ void appendValueText(std::string& out, const PSDDescriptorPropertyValue& value, 
             } else if constexpr (std::is_same_v<T, PSDUnitFloat>) {
                 out += x.debugDescription();
             } else if constexpr (std::is_same_v<T, std::string>) {
-                out += text::debugQuoted(x);
+                out += detail::debugQuoted(x);
             } else if constexpr (std::is_same_v<T, Enumerated>) {
                 out += x.description();
             } else if constexpr (std::is_same_v<T, std::int32_t>) {

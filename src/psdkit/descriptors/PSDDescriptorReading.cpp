@@ -120,7 +120,7 @@ PSDDescriptorPropertyValue readValue(PSDScanner& scanner, bool big, const PSDFou
 [[gnu::noinline]] void traceItem(const UnifiedStringValue& key, const PSDFourCharCode& typeTag)
 {
     if (diagnosticsEnabled()) {
-        emitDiagnostic(text::debugQuoted(key.description() + ", " + typeTag.debugDescription()));
+        emitDiagnostic(detail::debugQuoted(key.description() + ", " + typeTag.debugDescription()));
     }
 }
 

@@ -7,13 +7,13 @@
 namespace psdkit {
 
 UnifiedStringValue::UnifiedStringValue(PSDFourCharCode code)
-    : value_(std::move(code)), key_(text::canonicalForm(std::get<PSDFourCharCode>(value_).rawValue()))
+    : value_(std::move(code)), key_(detail::canonicalForm(std::get<PSDFourCharCode>(value_).rawValue()))
 {
 }
 
 UnifiedStringValue::UnifiedStringValue(std::string text, bool)
     : value_(std::in_place_type<std::string>, std::move(text)),
-      key_(text::canonicalForm(std::get<std::string>(value_)))
+      key_(detail::canonicalForm(std::get<std::string>(value_)))
 {
 }
 

@@ -1,10 +1,10 @@
-// The image data section: the composite's planes, kept compressed, and the alpha channels; and
-// the composite as a pixel buffer for the host.
+// The image data section: the composite's planes, kept compressed, and the alpha channels.
+#include "psdkit/core/CheckedArithmetic.hpp"
 #include "psdkit/document/PSDDocumentReader.hpp"
 #include "psdkit/layers/DepthFormats.hpp"
 #include "psdkit/layers/LayerImages.hpp"
 
-namespace psdkit {
+namespace psdkit::detail {
 
 void PSDDocumentReader::readImageData()
 {
@@ -33,9 +33,8 @@ void PSDDocumentReader::readImageData()
         }
         const std::int64_t countSize = doc.bigFile ? 4 : 2;
         // Every count takes countSize bytes of the file: fail before sizing anything from the header.
-        std::int64_t total = 0;
-        if (__builtin_mul_overflow(channels, doc.imageHeight, &total) ||
-            total > scanner_.bytesRemaining() / countSize) {
+        const auto total = detail::checkedMultiply(channels, doc.imageHeight);
+        if (!total || *total > scanner_.bytesRemaining() / countSize) {
             throw PSDException(PSDError::readUnexpectedEndOfFile);
         }
         rowCounts.resize(static_cast<std::size_t>(channels));
@@ -48,9 +47,13 @@ void PSDDocumentReader::readImageData()
     }
 
     std::int64_t planeBytes = 0;
-    if (code == 0 && (__builtin_mul_overflow(doc.imageWidth, doc.imageHeight, &planeBytes) ||
-                      __builtin_mul_overflow(planeBytes, bytesPerSample, &planeBytes))) {
-        throw PSDException(PSDError::readCorruptFile);
+    if (code == 0) {
+        const auto pixels = detail::checkedMultiply(doc.imageWidth, doc.imageHeight);
+        const auto bytes = pixels ? detail::checkedMultiply(*pixels, bytesPerSample) : std::nullopt;
+        if (!bytes) {
+            throw PSDException(PSDError::readCorruptFile);
+        }
+        planeBytes = *bytes;
     }
     doc.imageDataChannelData.reserve(static_cast<std::size_t>(std::min<std::int64_t>(channels, 64)));
     for (std::int64_t c = 0; c < channels; ++c) {
@@ -94,7 +97,7 @@ void PSDDocumentReader::buildAlphaChannels()
     for (std::int64_t c = first; c < doc.numberOfChannels; ++c) {
         auto alpha = std::make_shared<PSDAlphaChannel>();
         const image::AnyChannelData* channel = &doc.imageDataChannelData[static_cast<std::size_t>(c)];
-        alpha->image = layerimages::grayImage(doc.bitDepth, size, {&channel, 1});
+        alpha->image = detail::grayImage(doc.bitDepth, size, {&channel, 1});
         const auto index = static_cast<std::size_t>(c - 3);
         if (names && index < names->size()) {
             alpha->name = (*names)[index];
@@ -103,34 +106,4 @@ void PSDDocumentReader::buildAlphaChannels()
     }
 }
 
-std::shared_ptr<image::PixelBufferType> PSDWrapper::compositeImage() const
-{
-    const std::size_t needed = compositeImageHasAlphaChannel ? 4 : 3;
-    const auto expected = sampleTypeForDepth(bitDepth);
-    if (imageDataChannelData.size() < needed || !expected) {
-        return nullptr;
-    }
-    for (std::size_t c = 0; c < needed; ++c) {
-        if (imageDataChannelData[c].sampleType() != *expected) {
-            return nullptr; // the host changed the depth after reading
-        }
-    }
-    const image::IntegralSize size{imageWidth, imageHeight};
-    try {
-        std::optional<image::AnyChannelData> opaque;
-        const image::AnyChannelData* transparency = nullptr;
-        if (compositeImageHasAlphaChannel) {
-            transparency = &imageDataChannelData[3];
-        } else {
-            opaque = layerimages::opaqueChannel(bitDepth, size, imageDataChannelData[0]);
-            transparency = &*opaque;
-        }
-        const std::array<const image::AnyChannelData*, 4> channels = {
-            &imageDataChannelData[0], &imageDataChannelData[1], &imageDataChannelData[2], transparency};
-        return layerimages::colorImage(bitDepth, size, channels);
-    } catch (const std::system_error&) {
-        return nullptr;
-    }
-}
-
-} // namespace psdkit
+} // namespace psdkit::detail

@@ -7,7 +7,7 @@
 #include "psdkit/platform/PlatformError.hpp"
 #include "psdkit/platform/support/HostApplication.hpp"
 
-namespace psdkit {
+namespace psdkit::detail {
 namespace {
 
 template <typename Body>
@@ -112,4 +112,4 @@ void writeImageResourceBlocks(PSDWriter& writer, PSDWrapper& doc, bool hasCompos
     }
 }
 
-} // namespace psdkit
+} // namespace psdkit::detail

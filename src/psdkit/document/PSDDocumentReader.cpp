@@ -1,4 +1,6 @@
 #include "psdkit/document/PSDDocumentReader.hpp"
+#include "psdkit/core/CheckedArithmetic.hpp"
+#include "psdkit/core/ImageResourceBlocks.hpp"
 #include "psdkit/core/ImageResourceID.hpp"
 
 #include <algorithm>
@@ -7,30 +9,30 @@
 
 #include "psdkit/document/PSDFileHeader.hpp"
 #include "psdkit/layers/RawBlockReading.hpp"
-#include "psdkit/layers/TaggedBlockWriting.hpp"
+#include "psdkit/layers/TaggedBlockKeys.hpp"
 #include "psdkit/platform/PropertyList.hpp"
 #include "psdkit/platform/support/HostApplication.hpp"
 #include "psdkit/platform/support/ParallelWork.hpp"
 
-namespace psdkit {
+namespace psdkit::detail {
 namespace {
 
 // `base` + `length` for a declared section or block end. A sum that does not fit 64 bits, or an
 // end before the base (a negative length), is refused: the cursor never moves backwards.
 std::int64_t sectionEnd(std::int64_t base, std::int64_t length)
 {
-    std::int64_t end = 0;
-    if (length < 0 || __builtin_add_overflow(base, length, &end)) {
+    const auto end = length < 0 ? std::nullopt : detail::checkedAdd(base, length);
+    if (!end) {
         throw PSDException(PSDError::readCorruptFile);
     }
-    return end;
+    return *end;
 }
 
 bool isDroppedResource(std::int64_t id)
 {
     using ID = ImageResourceID;
     static constexpr std::array<std::int64_t, 14> kDropped = {ID::obsoleteChannelInfo,
-                                                              ID::obsolete1003,
+                                                              ID::obsoleteIndexedColorTable,
                                                               ID::obsoleteDisplayInfo,
                                                               ID::obsolete1020,
                                                               ID::obsolete1023,
@@ -38,7 +40,7 @@ bool isDroppedResource(std::int64_t id)
                                                               ID::iptcNaa,
                                                               ID::thumbnailOld,
                                                               ID::thumbnail,
-                                                              ID::obsolete1038,
+                                                              ID::obsoleteColorSamplers,
                                                               ID::versionInfo,
                                                               ID::exif,
                                                               ID::exif3,
@@ -56,7 +58,6 @@ bool isLayerInformationKey(const PSDFourCharCode& key)
 void PSDDocumentReader::read()
 {
     readHeader();
-    document_.metadata = ImageMetadata::fromFile(data_);
     readColorModeData();
     readImageResources();
     readLayerAndMaskInformation();
@@ -125,29 +126,17 @@ void PSDDocumentReader::readColorModeData()
 
 void PSDDocumentReader::readImageResources()
 {
-    const std::int64_t length = scanner_.scanInt32();
-    const std::int64_t end = sectionEnd(scanner_.offset(), length);
-    while (scanner_.offset() < end) {
-        readImageResource();
-    }
-    scanner_.seek(end);
+    ImageMetadata::Resources metadata;
+    detail::readImageResourceBlocks(
+        scanner_, [&](detail::ImageResourceBlockHeader& block) { readImageResource(block, metadata); });
+    document_.metadata = ImageMetadata::fromResources(metadata);
 }
 
-void PSDDocumentReader::readImageResource()
+void PSDDocumentReader::readImageResource(detail::ImageResourceBlockHeader& block,
+                                          ImageMetadata::Resources& metadata)
 {
-    if (scanner_.scanFourCharCode() != PSDFourCharCode("8BIM")) {
-        throw PSDException(PSDError::readCorruptFile);
-    }
-    const std::int64_t id = scanner_.scanInt16();
-    const std::int64_t nameStart = scanner_.offset();
-    std::string name = scanner_.scanPascalString();
-    if ((scanner_.offset() - nameStart) % 2 != 0) {
-        scanner_.skip(1); // the length byte and the name fill an even number of bytes
-    }
-    const std::int64_t size = scanner_.scanInt32();
-    if (size < 0 && size % 2 != 0) {
-        throw PSDException(PSDError::readParameterError); // its pad byte would be skipped forwards
-    }
+    const std::int64_t id = block.id;
+    const std::int64_t size = block.dataSize;
     const std::int64_t dataStart = scanner_.offset();
     auto& doc = document_;
     switch (id) {
@@ -199,15 +188,27 @@ void PSDDocumentReader::readImageResource()
         }
         break;
     }
+    case ImageResourceID::xmp:
+    case ImageResourceID::exif:
+    case ImageResourceID::iptcNaa: {
+        // Dropped from the document; the first of each kind is the metadata service's.
+        const auto data = scanner_.scanBytes(size);
+        auto& found = id == ImageResourceID::xmp    ? metadata.xmp
+                      : id == ImageResourceID::exif ? metadata.exif
+                                                    : metadata.iptc;
+        if (!found) {
+            found = data;
+        }
+        break;
+    }
     default:
         if (isDroppedResource(id)) {
             scanner_.skip(size);
         } else {
-            doc.imageResources.push_back({id, std::move(name), scanner_.scanData(size)});
+            doc.imageResources.push_back({id, std::move(block.name), scanner_.scanData(size)});
         }
         break;
     }
-    scanner_.skip(size % 2 != 0 ? 1 : 0);
 }
 
 std::vector<std::string> PSDDocumentReader::readNames(std::int64_t end, std::string (PSDScanner::*scanName)())
@@ -342,19 +343,19 @@ void PSDDocumentReader::readDocumentTaggedBlocks(std::int64_t end, bool lengthsB
             throw PSDException(PSDError::readCorruptFile);
         }
         const PSDFourCharCode key = scanner_.scanFourCharCode();
-        const bool longLength = longSignature || (lengthsByKey && usesLongLengthInBigFiles(key));
+        const bool longLength = longSignature || (lengthsByKey && detail::usesLongLengthInBigFiles(key));
         const std::int64_t length = longLength ? scanner_.scanInt64() : scanner_.scanInt32();
         const std::int64_t blockStart = scanner_.offset();
         if (isLayerInformationKey(key)) {
-            std::int64_t blockEnd = 0;
-            if (__builtin_add_overflow(scanner_.offset(), length, &blockEnd)) {
+            const auto blockEnd = detail::checkedAdd(scanner_.offset(), length);
+            if (!blockEnd) {
                 throw PSDException(PSDError::readCorruptFile);
             }
             readLayerInformation(); // a negative length fails the check below: the cursor never moves back
-            if (scanner_.offset() > blockEnd) {
+            if (scanner_.offset() > *blockEnd) {
                 throw PSDException(PSDError::readUnknownError);
             }
-            scanner_.seek(blockEnd);
+            scanner_.seek(*blockEnd);
         } else if (key == PSDFourCharCode("Patt") || key == PSDFourCharCode("Pat2") ||
                    key == PSDFourCharCode("Pat3")) {
             document_.patternData = scanner_.scanData(length);
@@ -422,4 +423,4 @@ void PSDDocumentReader::markSelectedLayers()
     }
 }
 
-} // namespace psdkit
+} // namespace psdkit::detail

@@ -15,11 +15,12 @@
 #include <optional>
 #include <vector>
 
+#include "psdkit/core/ImageResourceBlocks.hpp"
 #include "psdkit/core/PSDScanner.hpp"
 #include "psdkit/document/PSDReadOptions.hpp"
 #include "psdkit/document/PSDWrapper.hpp"
 
-namespace psdkit {
+namespace psdkit::detail {
 
 class PSDDocumentReader {
   public:
@@ -41,7 +42,8 @@ class PSDDocumentReader {
     void readHeader();
     void readColorModeData();
     void readImageResources();
-    void readImageResource();
+    // One block, with the cursor at its data; the metadata resources are noted in `metadata`.
+    void readImageResource(detail::ImageResourceBlockHeader& block, ImageMetadata::Resources& metadata);
     // Names one after another until the cursor reaches `end`.
     std::vector<std::string> readNames(std::int64_t end, std::string (PSDScanner::*scanName)());
     void readLayerAndMaskInformation();
@@ -71,4 +73,4 @@ class PSDDocumentReader {
     std::optional<std::vector<std::uint8_t>> propertyListData_;
 };
 
-} // namespace psdkit
+} // namespace psdkit::detail

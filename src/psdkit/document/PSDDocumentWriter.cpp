@@ -17,7 +17,7 @@
 #include "psdkit/platform/support/HostApplication.hpp"
 #include "psdkit/platform/support/ParallelWork.hpp"
 
-namespace psdkit {
+namespace psdkit::detail {
 namespace {
 
 [[noreturn]] void refuse()
@@ -66,21 +66,6 @@ bool isPatternKey(const PSDFourCharCode& key)
 }
 
 } // namespace
-
-std::vector<std::uint8_t>
-PSDWrapper::serializedRepresentationWithCompositeImage(const image::PixelBufferType* composite,
-                                                       const PSDWriteOptions& options)
-{
-    ChunkedOutputSink pieces;
-    PSDDocumentWriter(*this, composite, pieces, options).write();
-    return pieces.takeBytes();
-}
-
-void PSDWrapper::serializeWithCompositeImage(const image::PixelBufferType* composite, PSDOutputSink& sink,
-                                             const PSDWriteOptions& options)
-{
-    PSDDocumentWriter(*this, composite, sink, options).write();
-}
 
 void PSDDocumentWriter::write()
 {
@@ -246,17 +231,17 @@ void PSDDocumentWriter::writeLayerAndMaskInformation()
                 mw.appendData(*doc.globalLayerMaskData);
             }
         });
-        constexpr auto level = TaggedBlockLevel::document;
+        constexpr auto level = detail::TaggedBlockLevel::document;
         for (const auto& [key, bytes] : doc.additionalLayerAndMaskInfo) {
-            writeRawTaggedBlock(w, level, big, key, bytes);
+            detail::writeRawTaggedBlock(w, level, big, key, bytes);
         }
         if (!doc.layers.empty() && (doc.bitDepth == 16 || doc.bitDepth == 32)) {
-            writeTaggedBlock(w, level, big,
-                             doc.bitDepth == 32 ? PSDFourCharCode("Lr32") : PSDFourCharCode("Lr16"),
-                             [&](PSDWriter& lw) { writeLayerInformationBody(lw); });
+            detail::writeTaggedBlock(w, level, big,
+                                     doc.bitDepth == 32 ? PSDFourCharCode("Lr32") : PSDFourCharCode("Lr16"),
+                                     [&](PSDWriter& lw) { writeLayerInformationBody(lw); });
         }
         if (doc.patternData && !keptPatternBlocksHoldPatternData()) {
-            writeRawTaggedBlock(w, level, big, PSDFourCharCode("Patt"), *doc.patternData);
+            detail::writeRawTaggedBlock(w, level, big, PSDFourCharCode("Patt"), *doc.patternData);
         }
         if (!doc.propertiesDictionary.empty()) {
             const auto host = HostApplication::current().bundleIdentifier;
@@ -265,7 +250,7 @@ void PSDDocumentWriter::writeLayerAndMaskInformation()
             }
             const auto list =
                 xmlPropertyList(PropertyDictionary{{*host, PropertyValue(doc.propertiesDictionary)}});
-            writeRawTaggedBlock(w, level, big, PSDFourCharCode("plst"), list);
+            detail::writeRawTaggedBlock(w, level, big, PSDFourCharCode("plst"), list);
         }
         writeKeptDocumentBlocks(w);
     });
@@ -292,7 +277,7 @@ void PSDDocumentWriter::writeKeptDocumentBlocks(PSDWriter& writer) const
                                (isPatternKey(key) && !keepPatterns) ||
                                doc.additionalLayerAndMaskInfo.contains(key);
         if (!generated) {
-            writeKeptBlock(writer, TaggedBlockLevel::document, block, doc.bigFile);
+            detail::writeKeptBlock(writer, detail::TaggedBlockLevel::document, block, doc.bigFile);
         }
     }
 }
@@ -310,7 +295,7 @@ void PSDDocumentWriter::writeImageData()
         refuse();
     }
     const image::IntegralSize size{doc.imageWidth, doc.imageHeight};
-    if (composite_->format() != colorPixelFormat(doc.bitDepth) || composite_->size() != size) {
+    if (composite_->format() != image::colorPixelFormatForDepth(doc.bitDepth) || composite_->size() != size) {
         refuse();
     }
     std::vector<image::AnyChannelData> channels = composite_->makeChannelData(
@@ -320,7 +305,8 @@ void PSDDocumentWriter::writeImageData()
             if (!alpha || !alpha->image) {
                 continue;
             }
-            if (alpha->image->size() != size || alpha->image->format() != grayPixelFormat(doc.bitDepth)) {
+            if (alpha->image->size() != size ||
+                alpha->image->format() != image::grayPixelFormatForDepth(doc.bitDepth)) {
                 refuse();
             }
             auto extra = alpha->image->makeChannelData(false, compression, image::PredictionType::none,
@@ -349,4 +335,4 @@ void PSDDocumentWriter::writeImageData()
     }
 }
 
-} // namespace psdkit
+} // namespace psdkit::detail

@@ -9,7 +9,7 @@
 #include "psdkit/document/PSDWrapper.hpp"
 #include "psdkit/platform/support/ParallelWork.hpp"
 
-namespace psdkit {
+namespace psdkit::detail {
 
 class PSDDocumentWriter {
   public:
@@ -63,4 +63,4 @@ class PSDDocumentWriter {
 void writeImageResourceBlocks(PSDWriter& writer, PSDWrapper& document, bool hasComposite,
                               bool compositeTransparency = true);
 
-} // namespace psdkit
+} // namespace psdkit::detail

@@ -1,6 +1,13 @@
 #include "psdkit/document/PSDWrapper.hpp"
 
+#include <array>
+#include <system_error>
+
+#include "psdkit/core/ChunkedOutputSink.hpp"
 #include "psdkit/document/PSDDocumentReader.hpp"
+#include "psdkit/document/PSDDocumentWriter.hpp"
+#include "psdkit/layers/DepthFormats.hpp"
+#include "psdkit/layers/LayerImages.hpp"
 
 namespace psdkit {
 namespace {
@@ -22,12 +29,12 @@ PSDWrapper::PSDWrapper(std::span<const std::uint8_t> data) : PSDWrapper(data, PS
 
 PSDWrapper::PSDWrapper(std::span<const std::uint8_t> data, const PSDReadOptions& options)
 {
-    PSDDocumentReader(*this, data, options).read();
+    detail::PSDDocumentReader(*this, data, options).read();
 }
 
 PSDWrapper::PSDWrapper(const PSDSharedBytes& data, const PSDReadOptions& options)
 {
-    PSDDocumentReader(*this, data, options).read();
+    detail::PSDDocumentReader(*this, data, options).read();
 }
 
 void PSDWrapper::addLayerWrapper(std::shared_ptr<PSDLayerWrapper> layer)
@@ -74,6 +81,60 @@ void PSDWrapper::setAuxiliaryFileData(const std::any& value)
         additionalLayerAndMaskInfo = *data.additionalLayerAndMaskInfo;
     }
     globalLayerMaskData = data.globalLayerMaskData;
+}
+
+std::vector<std::uint8_t>
+PSDWrapper::serializedRepresentationWithCompositeImage(const image::PixelBufferType* composite,
+                                                       const PSDWriteOptions& options)
+{
+    detail::ChunkedOutputSink pieces;
+    detail::PSDDocumentWriter(*this, composite, pieces, options).write();
+    return pieces.takeBytes();
+}
+
+void PSDWrapper::serializeWithCompositeImage(const image::PixelBufferType* composite, PSDOutputSink& sink,
+                                             const PSDWriteOptions& options)
+{
+    detail::PSDDocumentWriter(*this, composite, sink, options).write();
+}
+
+std::shared_ptr<image::PixelBufferType> PSDWrapper::compositeImage() const
+{
+    const std::size_t needed = compositeImageHasAlphaChannel ? 4 : 3;
+    const auto expected = detail::sampleTypeForDepth(bitDepth);
+    if (imageDataChannelData.size() < needed || !expected) {
+        return nullptr;
+    }
+    for (std::size_t c = 0; c < needed; ++c) {
+        if (imageDataChannelData[c].sampleType() != *expected) {
+            return nullptr; // the host changed the depth after reading
+        }
+    }
+    const image::IntegralSize size{imageWidth, imageHeight};
+    try {
+        std::optional<image::AnyChannelData> opaque;
+        const image::AnyChannelData* transparency = nullptr;
+        if (compositeImageHasAlphaChannel) {
+            transparency = &imageDataChannelData[3];
+        } else {
+            opaque = detail::opaqueChannel(bitDepth, size, imageDataChannelData[0]);
+            transparency = &*opaque;
+        }
+        const std::array<const image::AnyChannelData*, 4> channels = {
+            &imageDataChannelData[0], &imageDataChannelData[1], &imageDataChannelData[2], transparency};
+        return detail::colorImage(bitDepth, size, channels);
+    } catch (const std::system_error&) {
+        return nullptr;
+    }
+}
+
+std::shared_ptr<image::PixelBufferType> PSDWrapper::compositeImageOrBlank() const
+{
+    if (auto composite = compositeImage()) {
+        return composite;
+    }
+    const auto format = image::colorPixelFormatForDepth(bitDepth).value_or(image::PixelFormat::argb8);
+    return image::makePixelBuffer(format, {imageWidth, imageHeight});
 }
 
 } // namespace psdkit

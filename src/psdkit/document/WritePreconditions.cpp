@@ -6,11 +6,11 @@
 
 #include "psdkit/document/PSDDocumentWriter.hpp"
 #include "psdkit/layers/DepthFormats.hpp"
-#include "psdkit/layers/TaggedBlockWriting.hpp"
+#include "psdkit/layers/TaggedBlockKeys.hpp"
 #include "psdkit/platform/image/PixelBuffer.hpp"
 #include "psdkit/platform/support/HostApplication.hpp"
 
-namespace psdkit {
+namespace psdkit::detail {
 namespace {
 
 [[noreturn]] void refuse(const std::string& detail)
@@ -63,7 +63,7 @@ bool keptBlockFramingReads(const PSDRawBlock& block, bool documentLevel)
     if (block.longLength == longSignature) {
         return true;
     }
-    return documentLevel && !longSignature && usesLongLengthInBigFiles(block.key);
+    return documentLevel && !longSignature && detail::usesLongLengthInBigFiles(block.key);
 }
 
 void checkLayer(const PSDLayerWrapper& layer, std::size_t index, std::int64_t documentDepth)
@@ -76,10 +76,12 @@ void checkLayer(const PSDLayerWrapper& layer, std::size_t index, std::int64_t do
         refuse(name + ": opacity and fill opacity must lie in 0 to 1");
     }
     const auto content = layer.contentImage();
-    checkImageForBounds(content.get(), layer.contentsRect, colorPixelFormat(layer.bitDepth), "content", name);
+    checkImageForBounds(content.get(), layer.contentsRect, image::colorPixelFormatForDepth(layer.bitDepth),
+                        "content", name);
     if (layer.hasLayerMask) {
         const auto mask = layer.maskImage();
-        checkImageForBounds(mask.get(), layer.maskRect, grayPixelFormat(layer.bitDepth), "mask", name);
+        checkImageForBounds(mask.get(), layer.maskRect, image::grayPixelFormatForDepth(layer.bitDepth),
+                            "mask", name);
         if (layer.hasRealFlags && isInverted(layer.realMaskRect)) {
             refuse(name + ": real mask bounds are inverted");
         }
@@ -116,15 +118,15 @@ void PSDDocumentWriter::checkWritable() const
         checkLayer(*doc.layers[i], i, doc.bitDepth);
     }
     const image::IntegralSize size{doc.imageWidth, doc.imageHeight};
-    if (composite_ != nullptr &&
-        (composite_->format() != colorPixelFormat(doc.bitDepth) || composite_->size() != size)) {
+    if (composite_ != nullptr && (composite_->format() != image::colorPixelFormatForDepth(doc.bitDepth) ||
+                                  composite_->size() != size)) {
         refuse("the composite image does not match the document's size and bit depth");
     }
     if (doc.alphaChannels) {
         for (std::size_t i = 0; i < doc.alphaChannels->size(); ++i) {
             const auto& alpha = (*doc.alphaChannels)[i];
             if (!alpha || !alpha->image || alpha->image->size() != size ||
-                alpha->image->format() != grayPixelFormat(doc.bitDepth)) {
+                alpha->image->format() != image::grayPixelFormatForDepth(doc.bitDepth)) {
                 refuse("alpha channel " + std::to_string(i) +
                        " needs an image of the document's size and bit depth");
             }
@@ -141,4 +143,4 @@ void PSDDocumentWriter::checkWritable() const
     }
 }
 
-} // namespace psdkit
+} // namespace psdkit::detail

@@ -181,14 +181,14 @@ std::shared_ptr<image::PixelBufferType> PSDLayerWrapper::decodeContentImage() co
         if (channels.size() != 3) {
             throw PSDException(PSDError::readInvalidImageData);
         }
-        opaque = layerimages::opaqueChannel(bitDepth, contentsRect.size(), *channels.front());
+        opaque = detail::opaqueChannel(bitDepth, contentsRect.size(), *channels.front());
         transparency = &*opaque;
     }
     channels.push_back(transparency);
     if (channels.size() != 4) {
         throw PSDException(PSDError::readInvalidImageData);
     }
-    return layerimages::colorImage(bitDepth, contentsRect.size(), channels);
+    return detail::colorImage(bitDepth, contentsRect.size(), channels);
 }
 
 std::shared_ptr<image::PixelBufferType> PSDLayerWrapper::decodeMaskImage() const
@@ -199,7 +199,7 @@ std::shared_ptr<image::PixelBufferType> PSDLayerWrapper::decodeMaskImage() const
         throw PSDException(PSDError::readInvalidImageData);
     }
     const image::AnyChannelData* channel = &*it;
-    return layerimages::grayImage(bitDepth, maskRect.size(), {&channel, 1});
+    return detail::grayImage(bitDepth, maskRect.size(), {&channel, 1});
 }
 
 } // namespace psdkit

@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <cstring>
 
+#include "psdkit/core/CheckedArithmetic.hpp"
 #include "psdkit/core/PSDError.hpp"
 #include "psdkit/platform/image/ImageError.hpp"
 #include "psdkit/platform/image/PixelTypes.hpp"
 
-namespace psdkit::layerimages {
+namespace psdkit::detail {
 namespace {
 [[noreturn]] void unsupportedDepth()
 {
@@ -52,12 +53,13 @@ image::AnyChannelData opaqueChannel(std::int64_t bitDepth, image::IntegralSize s
     if (size.width < 0 || size.height < 0) {
         throw image::ImageException(image::ImageError::invalidSize);
     }
-    std::int64_t count = 0;
-    std::int64_t bytes = 0;
-    if (__builtin_mul_overflow(size.width, size.height, &count) ||
-        __builtin_mul_overflow(count, static_cast<std::int64_t>(sampleSize), &bytes)) {
+    const auto count = checkedMultiply(size.width, size.height);
+    const auto checkedBytes =
+        count ? checkedMultiply(*count, static_cast<std::int64_t>(sampleSize)) : std::nullopt;
+    if (!checkedBytes) {
         throw image::ImageException(image::ImageError::imageTooLarge);
     }
+    const std::int64_t bytes = *checkedBytes;
     // PackBits turns two bytes into at most 128, deflate one byte into at most 1032.
     const auto stored = static_cast<std::int64_t>(sibling.storedBytes().size());
     const std::int64_t expansion = sibling.compressionType == image::ChannelDataCompressionType::zip   ? 1032
@@ -108,4 +110,4 @@ std::shared_ptr<image::PixelBufferType> grayImage(std::int64_t bitDepth, image::
     }
 }
 
-} // namespace psdkit::layerimages
+} // namespace psdkit::detail

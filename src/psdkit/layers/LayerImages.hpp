@@ -10,7 +10,7 @@
 #include "psdkit/platform/image/Geometry.hpp"
 #include "psdkit/platform/image/PixelBuffer.hpp"
 
-namespace psdkit::layerimages {
+namespace psdkit::detail {
 
 /// A fully opaque, uncompressed, big-endian transparency channel of `size` at `bitDepth`
 /// (FF, FF FF, or 3F 80 00 00 per sample), to go with the colour channel `sibling`.
@@ -31,4 +31,4 @@ colorImage(std::int64_t bitDepth, image::IntegralSize size,
 grayImage(std::int64_t bitDepth, image::IntegralSize size,
           std::span<const image::AnyChannelData* const> channels);
 
-} // namespace psdkit::layerimages
+} // namespace psdkit::detail

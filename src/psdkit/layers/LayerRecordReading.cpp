@@ -1,10 +1,11 @@
 // Reading one layer record: bounds, channel entries, blend mode, flags, and the extra data (mask
 // data, blending ranges, name and the additional layer information blocks).
+#include "psdkit/core/CheckedArithmetic.hpp"
 #include "psdkit/core/PSDScanner.hpp"
 #include "psdkit/layers/DepthFormats.hpp"
 #include "psdkit/layers/PSDLayerWrapper.hpp"
 #include "psdkit/layers/RawBlockReading.hpp"
-#include "psdkit/layers/TaggedBlockWriting.hpp"
+#include "psdkit/layers/TaggedBlockKeys.hpp"
 #include "psdkit/platform/support/Diagnostics.hpp"
 #include "psdkit/platform/text/DebugText.hpp"
 
@@ -14,18 +15,18 @@ namespace {
 // `base` + `length`, refusing sums that do not fit 64 bits.
 std::int64_t checkedEnd(std::int64_t base, std::int64_t length)
 {
-    std::int64_t end = 0;
-    if (__builtin_add_overflow(base, length, &end)) {
+    const auto end = detail::checkedAdd(base, length);
+    if (!end) {
         throw PSDException(PSDError::readCorruptFile);
     }
-    return end;
+    return *end;
 }
 
 } // namespace
 
 void PSDLayerWrapper::readLayerRecord(PSDScanner& scanner, bool bigFile, bool keepUnknownBlocks)
 {
-    const auto sampleType = sampleTypeForDepth(bitDepth);
+    const auto sampleType = detail::sampleTypeForDepth(bitDepth);
     if (!sampleType) {
         throw PSDException(PSDError::readParameterError);
     }
@@ -157,8 +158,8 @@ void PSDLayerWrapper::readTaggedBlock(PSDScanner& scanner, bool keepUnknownBlock
     }
     const PSDFourCharCode key = scanner.scanFourCharCode();
     if (diagnosticsEnabled()) {
-        emitDiagnostic(text::debugQuoted("Signature " + signature.debugDescription() + " Key " +
-                                         key.debugDescription()));
+        emitDiagnostic(detail::debugQuoted("Signature " + signature.debugDescription() + " Key " +
+                                           key.debugDescription()));
     }
     const std::int64_t length = eightByteLength ? scanner.scanInt64() : scanner.scanInt32();
     const std::int64_t blockStart = scanner.offset();
@@ -188,13 +189,14 @@ void PSDLayerWrapper::readTaggedBlock(PSDScanner& scanner, bool keepUnknownBlock
     } else if (key == PSDFourCharCode("lsct") || key == PSDFourCharCode("lsdk")) {
         // "lsdk" opens a group nested in another one; its layout is that of "lsct".
         readSectionDivider(scanner, length);
-    } else if (isTaggedDataKey(key)) {
+    } else if (detail::isTaggedDataKey(key)) {
         taggedData.insertOrAssign(key, scanner.scanData(length));
         if (keepUnknownBlocks) {
             // A copy marks the block's place among the kept ones; the writer puts `taggedData`'s
             // bytes there.
             scanner.seek(blockStart);
-            uninterpretedBlocks.push_back(readKeptBlock(scanner, signature, key, eightByteLength, length));
+            uninterpretedBlocks.push_back(
+                detail::readKeptBlock(scanner, signature, key, eightByteLength, length));
         }
         if (const auto adjustment = adjustmentLayerTypeForKey(key)) {
             setType(PSDLayerType::adjustmentLayer(*adjustment));
@@ -202,7 +204,8 @@ void PSDLayerWrapper::readTaggedBlock(PSDScanner& scanner, bool keepUnknownBlock
             setType(PSDLayerType::artboard());
         }
     } else if (keepUnknownBlocks) {
-        uninterpretedBlocks.push_back(readKeptBlock(scanner, signature, key, eightByteLength, length));
+        uninterpretedBlocks.push_back(
+            detail::readKeptBlock(scanner, signature, key, eightByteLength, length));
     } else {
         scanner.skip(length);
     }

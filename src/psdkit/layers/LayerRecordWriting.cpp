@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "psdkit/core/CheckedArithmetic.hpp"
 #include "psdkit/core/PSDWriter.hpp"
 #include "psdkit/core/WriteValues.hpp"
 #include "psdkit/layers/DepthFormats.hpp"
@@ -43,7 +44,12 @@ std::int64_t storedChannelLength(const image::AnyChannelData& channel, bool bigF
     const auto rows = static_cast<std::int64_t>(channel.rowByteCounts.size());
     const std::int64_t counts =
         channel.compressionType == image::ChannelDataCompressionType::rle ? rows * (bigFile ? 4 : 2) : 0;
-    return checkedWriteSum(2 + counts, static_cast<std::int64_t>(channel.compressedData.size()));
+    const auto length =
+        detail::checkedAdd(2 + counts, static_cast<std::int64_t>(channel.compressedData.size()));
+    if (!length) {
+        throw PSDException(PSDError::writeParameterError);
+    }
+    return *length;
 }
 
 } // namespace
@@ -51,8 +57,8 @@ std::int64_t storedChannelLength(const image::AnyChannelData& channel, bool bigF
 void PSDLayerWrapper::prepareChannelDataForExport(bool mayUseWorkerThread)
 {
     channelDataPreparedForExport.clear();
-    const auto contentFormat = colorPixelFormat(bitDepth);
-    const auto maskFormat = grayPixelFormat(bitDepth);
+    const auto contentFormat = image::colorPixelFormatForDepth(bitDepth);
+    const auto maskFormat = image::grayPixelFormatForDepth(bitDepth);
     if (!contentFormat || !maskFormat) {
         refuse();
     }
@@ -141,7 +147,7 @@ void PSDLayerWrapper::writeLayerRecord(PSDWriter& writer, bool bigFile, bool cha
     } else {
         writer.appendFourCharCode(blendMode);
     }
-    writer.appendUInt8(fractionByte(opacity));
+    writer.appendUInt8(detail::fractionByte(opacity));
     writer.appendUInt8(clipping ? 1 : 0);
     writer.appendUInt8(flagBit((lockFlags & 1) != 0, 0) | flagBit(!visible, 1) |
                        (pixelDataIrrelevantToAppearanceOfDocument ? 0x18 : 0));
@@ -177,19 +183,19 @@ void PSDLayerWrapper::writeMaskData(PSDWriter& writer) const
     const bool realFromUserMask = !hasRealFlags;
 
     writer.appendMacRect(maskRect);
-    writer.appendUInt8(fractionByte(maskDefaultColor));
+    writer.appendUInt8(detail::fractionByte(maskDefaultColor));
     writer.appendUInt8(flagBit(maskIsPositionedRelativeToLayer, 0) | flagBit(maskDisabled, 1) |
                        flagBit(maskCameFromRenderingOtherData, 3) | flagBit(hasParameters, 4));
     if (writeRealFields) {
         if (realFromUserMask) {
             writer.appendUInt8(flagBit(maskIsPositionedRelativeToLayer, 0) | flagBit(maskDisabled, 1) |
                                flagBit(maskCameFromRenderingOtherData, 3));
-            writer.appendUInt8(fractionByte(maskDefaultColor));
+            writer.appendUInt8(detail::fractionByte(maskDefaultColor));
             writer.appendMacRect(maskRect);
         } else {
             writer.appendUInt8(flagBit(realMaskIsPositionedRelativeToLayer, 0) |
                                flagBit(realMaskDisabled, 1) | flagBit(realMaskCameFromRenderingOtherData, 3));
-            writer.appendUInt8(fractionByte(realMaskDefaultColor));
+            writer.appendUInt8(detail::fractionByte(realMaskDefaultColor));
             writer.appendMacRect(realMaskRect);
         }
     }
@@ -197,13 +203,13 @@ void PSDLayerWrapper::writeMaskData(PSDWriter& writer) const
         writer.appendUInt8(flagBit(maskHasUserMaskDensity, 0) | flagBit(maskHasUserMaskFeather, 1) |
                            flagBit(maskHasVectorMaskDensity, 2) | flagBit(maskHasVectorMaskFeather, 3));
         if (maskHasUserMaskDensity) {
-            writer.appendUInt8(fractionByte(userMaskDensity));
+            writer.appendUInt8(detail::fractionByte(userMaskDensity));
         }
         if (maskHasUserMaskFeather) {
             writer.appendFloat64(userMaskFeather);
         }
         if (maskHasVectorMaskDensity) {
-            writer.appendUInt8(fractionByte(vectorMaskDensity));
+            writer.appendUInt8(detail::fractionByte(vectorMaskDensity));
         }
         if (maskHasVectorMaskFeather) {
             writer.appendFloat64(vectorMaskFeather);
@@ -213,30 +219,30 @@ void PSDLayerWrapper::writeMaskData(PSDWriter& writer) const
 
 void PSDLayerWrapper::writeTaggedBlocks(PSDWriter& writer, bool bigFile) const
 {
-    constexpr auto level = TaggedBlockLevel::layer;
+    constexpr auto level = detail::TaggedBlockLevel::layer;
     if (fillOpacity < 1.0) {
-        writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("iOpa"), [&](PSDWriter& w) {
-            w.appendUInt8(fractionByte(fillOpacity));
+        detail::writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("iOpa"), [&](PSDWriter& w) {
+            w.appendUInt8(detail::fractionByte(fillOpacity));
             w.appendPadding(3);
         });
     }
-    writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("luni"),
-                     [&](PSDWriter& w) { w.appendUnicodeString(name, false, 4); });
-    writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lyid"),
-                     [&](PSDWriter& w) { w.appendInt32(layerID); });
-    writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lclr"), [&](PSDWriter& w) {
+    detail::writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("luni"),
+                             [&](PSDWriter& w) { w.appendUnicodeString(name, false, 4); });
+    detail::writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lyid"),
+                             [&](PSDWriter& w) { w.appendInt32(layerID); });
+    detail::writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lclr"), [&](PSDWriter& w) {
         w.appendInt16(colorLabel);
         w.appendPadding(6);
     });
-    writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lspf"),
-                     [&](PSDWriter& w) { w.appendUInt32(lockFlags); });
+    detail::writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lspf"),
+                             [&](PSDWriter& w) { w.appendUInt32(lockFlags); });
     // Artboards open a group too: without their divider setting, the divider that closes them
     // would be left unbalanced for every reader. Read back, "lsct" makes the record a group and
     // the kept "artb" block makes it an artboard again.
     const auto kind = type_.kind();
     if (kind == PSDLayerType::Kind::group || kind == PSDLayerType::Kind::sectionDivider ||
         kind == PSDLayerType::Kind::artboard) {
-        writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lsct"), [&](PSDWriter& w) {
+        detail::writeTaggedBlock(writer, level, bigFile, PSDFourCharCode("lsct"), [&](PSDWriter& w) {
             if (type_.kind() == PSDLayerType::Kind::sectionDivider) {
                 w.appendInt32(3);
                 return;
@@ -253,7 +259,7 @@ void PSDLayerWrapper::writeTaggedBlocks(PSDWriter& writer, bool bigFile) const
     };
     for (const auto& [key, bytes] : taggedData) {
         if (!hasKeptPlace(key)) {
-            writeRawTaggedBlock(writer, level, bigFile, key, bytes);
+            detail::writeRawTaggedBlock(writer, level, bigFile, key, bytes);
         }
     }
     writeKeptBlocks(writer);
@@ -263,13 +269,13 @@ void PSDLayerWrapper::writeKeptBlocks(PSDWriter& writer) const
 {
     for (std::size_t i = 0; i < uninterpretedBlocks.size(); ++i) {
         const PSDRawBlock& block = uninterpretedBlocks[i];
-        if (isGeneratedLayerBlockKey(block.key)) {
+        if (detail::isGeneratedLayerBlockKey(block.key)) {
             continue;
         }
         const auto kept = taggedData.find(block.key);
         if (kept == taggedData.end()) {
-            if (!isTaggedDataKey(block.key)) { // a removed entry's copy goes with it
-                writeKeptBlock(writer, TaggedBlockLevel::layer, block, false);
+            if (!detail::isTaggedDataKey(block.key)) { // a removed entry's copy goes with it
+                detail::writeKeptBlock(writer, detail::TaggedBlockLevel::layer, block, false);
             }
             continue;
         }
@@ -279,8 +285,8 @@ void PSDLayerWrapper::writeKeptBlocks(PSDWriter& writer) const
                                        uninterpretedBlocks.end(),
                                        [&](const PSDRawBlock& other) { return other.key == block.key; });
         if (!later) {
-            writeKeptBlock(
-                writer, TaggedBlockLevel::layer,
+            detail::writeKeptBlock(
+                writer, detail::TaggedBlockLevel::layer,
                 PSDRawBlock{block.signature, block.key, block.longLength, PSDSharedBytes(kept->second)},
                 false);
         }

@@ -5,7 +5,7 @@
 #include "psdkit/core/PSDScanner.hpp"
 #include "psdkit/layers/PSDRawBlock.hpp"
 
-namespace psdkit {
+namespace psdkit::detail {
 
 /// Reads `length` bytes at the scanner's cursor as the body of a kept block. This is the one place
 /// where kept bodies get their storage: a view sharing the input when the document was read from
@@ -17,4 +17,4 @@ inline PSDRawBlock readKeptBlock(PSDScanner& scanner, const PSDFourCharCode& sig
     return PSDRawBlock{signature, key, longLength, scanner.scanSharedData(length)};
 }
 
-} // namespace psdkit
+} // namespace psdkit::detail

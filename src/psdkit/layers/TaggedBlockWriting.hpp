@@ -7,11 +7,9 @@
 #include "psdkit/core/PSDFourCharCode.hpp"
 #include "psdkit/core/PSDWriter.hpp"
 #include "psdkit/layers/PSDRawBlock.hpp"
+#include "psdkit/layers/TaggedBlockKeys.hpp"
 
-namespace psdkit {
-
-/// True for the keys written "8B64" with an 8-byte length in big files.
-[[nodiscard]] bool usesLongLengthInBigFiles(const PSDFourCharCode& key);
+namespace psdkit::detail {
 
 /// Where a tagged block stands: inside a layer record, or after the global layer mask.
 enum class TaggedBlockLevel { layer, document };
@@ -40,12 +38,4 @@ inline void writeRawTaggedBlock(PSDWriter& writer, TaggedBlockLevel level, bool 
 /// byte. An "8BIM" block read with an 8-byte length gets a 4-byte one outside big files.
 void writeKeptBlock(PSDWriter& writer, TaggedBlockLevel level, const PSDRawBlock& block, bool bigFile);
 
-/// The layer-level keys whose blocks reading keeps raw in `taggedData` (fill and adjustment
-/// settings, artboards, effects).
-[[nodiscard]] bool isTaggedDataKey(const PSDFourCharCode& key);
-
-/// The layer-level keys the layer writer generates from the model ("luni", "lyid", "lsct", "lsdk",
-/// "iOpa", "lclr", "lspf"); a kept block under one of them is never written.
-[[nodiscard]] bool isGeneratedLayerBlockKey(const PSDFourCharCode& key);
-
-} // namespace psdkit
+} // namespace psdkit::detail

@@ -9,10 +9,12 @@
 // every use of a tree the bindings that tree was read with are registered again.
 #include "psdkit/platform/ImageMetadata.hpp"
 
+#include "psdkit/core/ImageResourceBlocks.hpp"
 #include "psdkit/core/ImageResourceID.hpp"
 
 #include <exiv2/exiv2.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -32,119 +34,6 @@ struct ImageMetadata::Tree {
 };
 
 namespace {
-
-// ---- locating the metadata resources ----------------------------------------------------------
-
-constexpr std::uint16_t kIptcResource = ImageResourceID::iptcNaa;
-constexpr std::uint16_t kExifResource = ImageResourceID::exif;
-constexpr std::uint16_t kXmpResource = ImageResourceID::xmp;
-
-struct MetadataResources {
-    std::span<const std::uint8_t> xmp;
-    std::span<const std::uint8_t> exif;
-    std::span<const std::uint8_t> iptc;
-    bool foundXmp = false;
-    bool foundExif = false;
-    bool foundIptc = false;
-};
-
-// A bounds-checked big-endian cursor over the file, independent of the document reader's.
-class Cursor {
-  public:
-    explicit Cursor(std::span<const std::uint8_t> data) noexcept : data_(data) {}
-
-    [[nodiscard]] std::size_t position() const noexcept { return position_; }
-    [[nodiscard]] std::size_t remaining() const noexcept { return data_.size() - position_; }
-
-    bool skip(std::uint64_t count) noexcept
-    {
-        if (count > remaining()) {
-            return false;
-        }
-        position_ += static_cast<std::size_t>(count);
-        return true;
-    }
-    bool take(std::uint64_t count, std::span<const std::uint8_t>& out) noexcept
-    {
-        if (count > remaining()) {
-            return false;
-        }
-        out = data_.subspan(position_, static_cast<std::size_t>(count));
-        position_ += static_cast<std::size_t>(count);
-        return true;
-    }
-    bool readUnsigned(std::size_t width, std::uint32_t& out) noexcept
-    {
-        std::span<const std::uint8_t> bytes;
-        if (!take(width, bytes)) {
-            return false;
-        }
-        out = 0;
-        for (std::uint8_t byte : bytes) {
-            out = (out << 8) | byte;
-        }
-        return true;
-    }
-    [[nodiscard]] bool startsWith(std::string_view text) const noexcept
-    {
-        return remaining() >= text.size() &&
-               std::memcmp(data_.data() + position_, text.data(), text.size()) == 0;
-    }
-
-  private:
-    std::span<const std::uint8_t> data_;
-    std::size_t position_ = 0;
-};
-
-// Walks the header, the colour mode data and the image resource blocks of a PSD or PSB file and
-// returns the first XMP, EXIF and IPTC resource. Stops quietly at the first thing that does not
-// fit: what was found until then is kept.
-MetadataResources locateMetadataResources(std::span<const std::uint8_t> file) noexcept
-{
-    MetadataResources found;
-    Cursor cursor(file);
-    constexpr std::size_t kHeaderSize = 26;
-    std::uint32_t version = 0;
-    if (!cursor.startsWith("8BPS") || !cursor.skip(4) || !cursor.readUnsigned(2, version) ||
-        (version != 1 && version != 2) || !cursor.skip(kHeaderSize - 6)) {
-        return found;
-    }
-    std::uint32_t colorModeDataLength = 0;
-    std::uint32_t resourcesLength = 0;
-    if (!cursor.readUnsigned(4, colorModeDataLength) || !cursor.skip(colorModeDataLength) ||
-        !cursor.readUnsigned(4, resourcesLength)) {
-        return found;
-    }
-    std::span<const std::uint8_t> section;
-    if (!cursor.take(std::min<std::uint64_t>(resourcesLength, cursor.remaining()), section)) {
-        return found;
-    }
-    Cursor blocks(section);
-    while (blocks.startsWith("8BIM") && blocks.skip(4)) {
-        std::uint32_t identifier = 0;
-        std::uint32_t nameLength = 0;
-        std::uint32_t dataSize = 0;
-        std::span<const std::uint8_t> data;
-        // The name's length byte and text take an even number of bytes together.
-        const bool complete = blocks.readUnsigned(2, identifier) && blocks.readUnsigned(1, nameLength) &&
-                              blocks.skip(nameLength + (nameLength % 2 == 0 ? 1 : 0)) &&
-                              blocks.readUnsigned(4, dataSize) && blocks.take(dataSize, data);
-        if (!complete) {
-            break;
-        }
-        if (identifier == kXmpResource && !found.foundXmp) {
-            found.xmp = data, found.foundXmp = true;
-        } else if (identifier == kExifResource && !found.foundExif) {
-            found.exif = data, found.foundExif = true;
-        } else if (identifier == kIptcResource && !found.foundIptc) {
-            found.iptc = data, found.foundIptc = true;
-        }
-        if (dataSize % 2 == 1 && !blocks.skip(1)) {
-            break;
-        }
-    }
-    return found;
-}
 
 // ---- Exiv2 -----------------------------------------------------------------------------------
 
@@ -249,30 +138,30 @@ template <class Step> void ignoringMalformedInput(Step step)
 }
 
 // The combined XMP tree; call with the Exiv2 lock held.
-Exiv2::XmpData decodeMetadata(const MetadataResources& resources)
+Exiv2::XmpData decodeMetadata(const ImageMetadata::Resources& resources)
 {
     Exiv2::XmpData result;
-    if (resources.foundXmp) {
+    if (resources.xmp) {
         ignoringMalformedInput([&] {
-            if (Exiv2::XmpParser::decode(result, packetText(resources.xmp)) != 0) {
+            if (Exiv2::XmpParser::decode(result, packetText(*resources.xmp)) != 0) {
                 result.clear();
             }
         });
     }
     Exiv2::XmpData converted;
-    if (resources.foundExif) {
+    if (resources.exif) {
         ignoringMalformedInput([&] {
-            const auto tiff = tiffStructure(resources.exif);
+            const auto tiff = tiffStructure(*resources.exif);
             Exiv2::ExifData exif;
             Exiv2::ExifParser::decode(exif, tiff.data(), static_cast<std::uint32_t>(tiff.size()));
             Exiv2::copyExifToXmp(exif, converted);
         });
     }
-    if (resources.foundIptc) {
+    if (resources.iptc) {
         ignoringMalformedInput([&] {
             Exiv2::IptcData iptc;
-            if (Exiv2::IptcParser::decode(iptc, resources.iptc.data(),
-                                          static_cast<std::uint32_t>(resources.iptc.size())) == 0) {
+            if (Exiv2::IptcParser::decode(iptc, resources.iptc->data(),
+                                          static_cast<std::uint32_t>(resources.iptc->size())) == 0) {
                 Exiv2::copyIptcToXmp(iptc, converted);
             }
         });
@@ -283,7 +172,7 @@ Exiv2::XmpData decodeMetadata(const MetadataResources& resources)
     for (const Exiv2::Xmpdatum& datum : converted) {
         ignoringMalformedInput([&] {
             if (result.findKey(Exiv2::XmpKey(datum.key())) == result.end() &&
-                text::utf8ToUtf16be(datum.toString()).has_value()) {
+                detail::utf8ToUtf16be(datum.toString()).has_value()) {
                 result.add(datum);
             }
         });
@@ -330,9 +219,37 @@ ImageMetadata::~ImageMetadata()
 
 ImageMetadata ImageMetadata::fromFile(std::span<const std::uint8_t> wholeFile)
 {
-    const MetadataResources resources = locateMetadataResources(wholeFile);
+    Resources resources;
+    try {
+        PSDScanner scanner(wholeFile);
+        constexpr std::int64_t headerBytesAfterVersion = 20;
+        if (scanner.scanFourCharCode() != PSDFourCharCode("8BPS")) {
+            return {};
+        }
+        if (const std::int64_t version = scanner.scanInt16(); version != 1 && version != 2) {
+            return {};
+        }
+        scanner.skip(headerBytesAfterVersion);
+        scanner.skip(scanner.scanUInt32()); // the colour mode data, its length taken as unsigned
+        detail::readImageResourceBlocks(scanner, [&](const detail::ImageResourceBlockHeader& block) {
+            const auto data = scanner.scanBytes(block.dataSize);
+            auto* slot = block.id == detail::ImageResourceID::xmp       ? &resources.xmp
+                         : block.id == detail::ImageResourceID::exif    ? &resources.exif
+                         : block.id == detail::ImageResourceID::iptcNaa ? &resources.iptc
+                                                                        : nullptr;
+            if (slot != nullptr && !*slot) {
+                *slot = data;
+            }
+        });
+    } catch (const PSDException&) { // NOLINT(bugprone-empty-catch): keep what was found before the fault
+    }
+    return fromResources(resources);
+}
+
+ImageMetadata ImageMetadata::fromResources(const Resources& resources)
+{
     ImageMetadata metadata;
-    if (!resources.foundXmp && !resources.foundExif && !resources.foundIptc) {
+    if (!resources.xmp && !resources.exif && !resources.iptc) {
         return metadata;
     }
     auto lock = lockExiv2();

@@ -1,6 +1,6 @@
 #include "psdkit/platform/LibraryResources.hpp"
 
-namespace psdkit {
+namespace psdkit::detail {
 
 std::span<const std::uint8_t> libraryResourceHDRToning() noexcept
 {
@@ -9,4 +9,4 @@ std::span<const std::uint8_t> libraryResourceHDRToning() noexcept
     return {};
 }
 
-} // namespace psdkit
+} // namespace psdkit::detail

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <span>
 
-namespace psdkit {
+namespace psdkit::detail {
 
 /// The colour mode data written for a 32-bit document that has none of its own (its HDR toning
 /// settings). psdkit ships no such settings: the span is empty, so such a document is written
@@ -11,4 +11,4 @@ namespace psdkit {
 /// storage; never throws.
 [[nodiscard]] std::span<const std::uint8_t> libraryResourceHDRToning() noexcept;
 
-} // namespace psdkit
+} // namespace psdkit::detail

@@ -4,7 +4,7 @@
 #include <array>
 #include <cmath>
 
-namespace psdkit::render::detail {
+namespace psdkit::detail {
 
 namespace {
 
@@ -336,4 +336,4 @@ std::shared_ptr<const Adjustment> makeAdjustment(const PSDLayerWrapper& layer, P
     }
 }
 
-} // namespace psdkit::render::detail
+} // namespace psdkit::detail

@@ -7,11 +7,11 @@
 #include "psdkit/layers/PSDLayerType.hpp"
 #include "psdkit/render/RenderPlan.hpp"
 
-namespace psdkit::render::detail {
+namespace psdkit::detail {
 
 /// The adjustment of `layer` when `type` is a kind drawn here and its block parses; null otherwise.
 /// Never throws except for allocation.
 [[nodiscard]] std::shared_ptr<const Adjustment> makeAdjustment(const PSDLayerWrapper& layer,
                                                                PSDAdjustmentLayerType type);
 
-} // namespace psdkit::render::detail
+} // namespace psdkit::detail

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <utility>
 
-namespace psdkit::render::detail {
+namespace psdkit::detail {
 
 using image::BlendMode;
 
@@ -234,4 +234,4 @@ void blendColor(BlendMode mode, const float* b, const float* s, float* out) noex
     }
 }
 
-} // namespace psdkit::render::detail
+} // namespace psdkit::detail

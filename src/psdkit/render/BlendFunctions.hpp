@@ -7,7 +7,7 @@
 #include "psdkit/core/PSDFourCharCode.hpp"
 #include "psdkit/platform/image/BlendMode.hpp"
 
-namespace psdkit::render::detail {
+namespace psdkit::detail {
 
 /// The mode a layer record's blend key names ("norm", "mul ", "pass", …), or nothing for an
 /// unknown key.
@@ -22,4 +22,4 @@ namespace psdkit::render::detail {
 /// The colour of any mode for three channels; `out` may alias neither input.
 void blendColor(image::BlendMode mode, const float* b, const float* s, float* out) noexcept;
 
-} // namespace psdkit::render::detail
+} // namespace psdkit::detail

@@ -13,7 +13,7 @@
 #include "psdkit/platform/PlatformError.hpp"
 #include "psdkit/platform/image/ImageError.hpp"
 
-namespace psdkit::render::detail {
+namespace psdkit::detail {
 
 std::shared_ptr<PSDDescriptor> versionedDescriptor(std::span<const std::uint8_t> body)
 {
@@ -240,4 +240,4 @@ std::shared_ptr<const Fill> makeFill(const PSDLayerWrapper& layer, PSDAdjustment
     }
 }
 
-} // namespace psdkit::render::detail
+} // namespace psdkit::detail

@@ -7,7 +7,7 @@
 #include "psdkit/layers/PSDLayerType.hpp"
 #include "psdkit/render/RenderPlan.hpp"
 
-namespace psdkit::render::detail {
+namespace psdkit::detail {
 
 /// The fill of `layer` when `type` is a fill kind whose settings can be used; null otherwise (other
 /// kinds, a missing block, settings that do not parse). Never throws except for allocation.
@@ -18,4 +18,4 @@ namespace psdkit::render::detail {
 /// are, or null when it does not parse. Never throws except for allocation.
 [[nodiscard]] std::shared_ptr<PSDDescriptor> versionedDescriptor(std::span<const std::uint8_t> body);
 
-} // namespace psdkit::render::detail
+} // namespace psdkit::detail

@@ -24,7 +24,7 @@ const char* errorText(PSDRenderError error)
     return "render error";
 }
 
-using namespace render::detail;
+using namespace detail;
 
 /// Output tiles are this many pixels on a side.
 constexpr std::int64_t tileSize = 128;
@@ -128,18 +128,6 @@ void store(image::PixelBufferType& out, std::size_t index, const float* p)
     }
 }
 
-std::shared_ptr<image::PixelBufferType> makeOutput(std::int64_t bitDepth, image::IntegralSize size)
-{
-    switch (bitDepth) {
-    case 16:
-        return std::make_shared<image::PixelBuffer<image::PixelRGBA16>>(size);
-    case 32:
-        return std::make_shared<image::PixelBuffer<image::PixelRGBA32>>(size);
-    default:
-        return std::make_shared<image::PixelBuffer<image::PixelARGB8>>(size);
-    }
-}
-
 } // namespace
 
 PSDRenderException::PSDRenderException(PSDRenderError error)
@@ -154,7 +142,9 @@ PSDRenderResult renderDocument(const PSDWrapper& document, const PSDRenderOption
     const PSDMacRect region(g.region.y, g.region.x, g.region.y + g.region.height,
                             g.region.x + g.region.width);
     const RenderPlan plan = buildRenderPlan(document, options, region, result);
-    result.image = makeOutput(document.bitDepth, {g.width, g.height});
+    result.image = image::makePixelBuffer(
+        image::colorPixelFormatForDepth(document.bitDepth).value_or(image::PixelFormat::argb8),
+        {g.width, g.height});
     image::PixelBufferType& out = *result.image;
 
     const std::int64_t columns = (g.width + tileSize - 1) / tileSize;

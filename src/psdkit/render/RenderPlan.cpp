@@ -12,7 +12,7 @@
 #include "psdkit/render/PSDRenderer.hpp"
 #include "psdkit/render/VectorMask.hpp"
 
-namespace psdkit::render::detail {
+namespace psdkit::detail {
 
 using image::PixelFormat;
 
@@ -349,4 +349,4 @@ RenderPlan buildRenderPlan(const PSDWrapper& document, const PSDRenderOptions& o
     return plan;
 }
 
-} // namespace psdkit::render::detail
+} // namespace psdkit::detail

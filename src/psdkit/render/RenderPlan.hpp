@@ -20,7 +20,7 @@ struct PSDRenderOptions;
 struct PSDRenderResult;
 } // namespace psdkit
 
-namespace psdkit::render::detail {
+namespace psdkit::detail {
 
 /// The body of the layer block stored under `key`, from the kept blocks or from the blocks kept
 /// whole by the keep-everything reading; empty when the layer has none.
@@ -119,4 +119,4 @@ inline constexpr int maximumGroupDepth = 64;
 [[nodiscard]] RenderPlan buildRenderPlan(const PSDWrapper& document, const PSDRenderOptions& options,
                                          const PSDMacRect& region, PSDRenderResult& result);
 
-} // namespace psdkit::render::detail
+} // namespace psdkit::detail

@@ -5,7 +5,7 @@
 
 #include "psdkit/render/BlendFunctions.hpp"
 
-namespace psdkit::render::detail {
+namespace psdkit::detail {
 
 using image::BlendMode;
 
@@ -35,6 +35,21 @@ void unpremultiply(const float* pixel, float* rgb) noexcept
 using Shape = std::vector<float>;
 
 void drawNode(const RenderNode& node, Tile& tile, const Shape* clip, Shape* shapeOut);
+
+/// Blends the source colour `rgba` into the tile's pixel (x, y) with `coverage` (shape × opacity)
+/// times the clip base's shape there, and records `shape` for the layers clipped to this one.
+void blendPixel(const RenderNode& node, Tile& tile, std::int64_t x, std::int64_t y, const float* rgba,
+                float coverage, float shape, const Shape* clip, Shape* shapeOut)
+{
+    const std::size_t i = static_cast<std::size_t>((y - tile.top) * tile.width + (x - tile.left));
+    if (shapeOut) {
+        (*shapeOut)[i] = shape;
+    }
+    const float alpha = coverage * (clip ? (*clip)[i] : 1.0f);
+    if (alpha > 0.0f) {
+        compositePixel(node.mode, rgba, alpha, tile.at(x, y), x, y, node.ranges ? &*node.ranges : nullptr);
+    }
+}
 
 void drawPixels(const RenderNode& node, Tile& tile, const Shape* clip, Shape* shapeOut)
 {
@@ -67,15 +82,7 @@ void drawPixels(const RenderNode& node, Tile& tile, const Shape* clip, Shape* sh
                 rgba[3] = std::clamp(rgba[3], 0.0f, 1.0f);
             }
             const float shape = masked ? rgba[3] * node.maskAt(x, y) : rgba[3];
-            const std::size_t i = static_cast<std::size_t>((y - tile.top) * tile.width + (x - tile.left));
-            if (shapeOut) {
-                (*shapeOut)[i] = shape;
-            }
-            const float alpha = shape * weight * (clip ? (*clip)[i] : 1.0f);
-            if (alpha > 0.0f) {
-                compositePixel(node.mode, rgba, alpha, tile.at(x, y), x, y,
-                               node.ranges ? &*node.ranges : nullptr);
-            }
+            blendPixel(node, tile, x, y, rgba, shape * weight, shape, clip, shapeOut);
         }
     }
 }
@@ -88,15 +95,7 @@ void drawFill(const RenderNode& node, Tile& tile, const Shape* clip, Shape* shap
             float rgba[4];
             node.fill->colorAt(x, y, rgba);
             const float shape = rgba[3] * node.maskAt(x, y);
-            const std::size_t i = static_cast<std::size_t>((y - tile.top) * tile.width + (x - tile.left));
-            if (shapeOut) {
-                (*shapeOut)[i] = shape;
-            }
-            const float alpha = shape * weight * (clip ? (*clip)[i] : 1.0f);
-            if (alpha > 0.0f) {
-                compositePixel(node.mode, rgba, alpha, tile.at(x, y), x, y,
-                               node.ranges ? &*node.ranges : nullptr);
-            }
+            blendPixel(node, tile, x, y, rgba, shape * weight, shape, clip, shapeOut);
         }
     }
 }
@@ -250,4 +249,4 @@ void drawNodes(const std::vector<RenderNode>& nodes, Tile& tile)
     }
 }
 
-} // namespace psdkit::render::detail
+} // namespace psdkit::detail

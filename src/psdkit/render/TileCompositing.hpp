@@ -5,7 +5,7 @@
 
 #include "psdkit/render/RenderPlan.hpp"
 
-namespace psdkit::render::detail {
+namespace psdkit::detail {
 
 /// A rectangle of the canvas as premultiplied red, green, blue, alpha floats, row after row.
 struct Tile {
@@ -34,4 +34,4 @@ void drawNodes(const std::vector<RenderNode>& nodes, Tile& tile);
 void compositePixel(image::BlendMode mode, const float* source, float alpha, float* pixel, std::int64_t x,
                     std::int64_t y, const BlendRanges* ranges) noexcept;
 
-} // namespace psdkit::render::detail
+} // namespace psdkit::detail

@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-namespace psdkit::render::detail {
+namespace psdkit::detail {
 
 /// Calls `body(i)` for every i in 0 … count − 1 on up to `threads` threads (0: one per core), the
 /// calling thread among them. Every index runs; afterwards the exception of the lowest failing
@@ -49,4 +49,4 @@ template <typename Body> void forEachTile(std::size_t count, unsigned threads, B
     }
 }
 
-} // namespace psdkit::render::detail
+} // namespace psdkit::detail

@@ -7,7 +7,7 @@
 #include "psdkit/document/PSDWrapper.hpp"
 #include "psdkit/render/PSDRenderer.hpp"
 
-namespace psdkit::render::detail {
+namespace psdkit::detail {
 
 namespace {
 
@@ -196,4 +196,4 @@ std::shared_ptr<const CoverageMask> makeVectorMask(const PSDLayerWrapper& layer,
     return mask;
 }
 
-} // namespace psdkit::render::detail
+} // namespace psdkit::detail

@@ -5,7 +5,7 @@
 
 #include "psdkit/render/RenderPlan.hpp"
 
-namespace psdkit::render::detail {
+namespace psdkit::detail {
 
 /// A closed polygon in document pixels, as points x0, y0, x1, y1, …
 using Polygon = std::vector<double>;
@@ -20,4 +20,4 @@ using Polygon = std::vector<double>;
 [[nodiscard]] std::shared_ptr<const CoverageMask>
 makeVectorMask(const PSDLayerWrapper& layer, const PSDWrapper& document, const PSDMacRect& region);
 
-} // namespace psdkit::render::detail
+} // namespace psdkit::detail

@@ -7,7 +7,7 @@
 #include "platform/image/ImageTestSupport.hpp"
 #include "support/ThrownError.hpp"
 
-namespace psdkit::image::detail {
+namespace psdkit::detail {
 namespace {
 using image::testing::mixedBytes;
 using psdkit::testing::thrownError;
@@ -91,8 +91,10 @@ TEST(PackBitsTest, RowsThatDoNotDecodeToExactlyTheRowAreCorrupt)
     for (const Case& c : cases) {
         V out(c.rowBytes + packBitsOutputPadding);
         const std::span<std::uint8_t> row = std::span(out).first(c.rowBytes);
-        EXPECT_EQ(thrownError([&] { packBitsDecodeRow(c.in, row); }), ImageError::corruptPackBits) << c.what;
-        EXPECT_EQ(thrownError([&] { packBitsDecodeRowPadded(c.in, row); }), ImageError::corruptPackBits)
+        EXPECT_EQ(thrownError([&] { packBitsDecodeRow(c.in, row); }), image::ImageError::corruptPackBits)
+            << c.what;
+        EXPECT_EQ(thrownError([&] { packBitsDecodeRowPadded(c.in, row); }),
+                  image::ImageError::corruptPackBits)
             << c.what;
     }
 }
@@ -142,4 +144,4 @@ TEST(PackBitsTest, EncodedRowsDecodeBackWithinTheBound)
 }
 
 } // namespace
-} // namespace psdkit::image::detail
+} // namespace psdkit::detail

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -357,6 +358,23 @@ TEST(PixelBufferTest, BlankBufferIsZeroAndSharedByItsHolders)
     std::memcpy(&g, seen->bytes().data() + (1 * 3 + 2) * 16 + 4, 4);
     EXPECT_EQ(g, 0.5f);
     EXPECT_EQ(thrownError([] { PixelBuffer<PixelGray8>({-1, 1}); }), ImageError::invalidSize);
+    // By runtime pixel type, and by depth: 8, 16 and 32 bits have one colour and one grey type each.
+    for (const auto& [depth, color, gray, pixelBytes] :
+         {std::tuple{8, PixelFormat::argb8, PixelFormat::gray8, 4u},
+          {16, PixelFormat::rgba16, PixelFormat::gray16, 8u},
+          {32, PixelFormat::rgba32, PixelFormat::gray32, 16u}}) {
+        EXPECT_EQ(colorPixelFormatForDepth(depth), color);
+        EXPECT_EQ(grayPixelFormatForDepth(depth), gray);
+        const auto made = makePixelBuffer(color, {3, 2}, "made");
+        EXPECT_EQ(made->format(), color);
+        EXPECT_EQ(made->bytes().size(), 6 * pixelBytes);
+        EXPECT_EQ(makePixelBuffer(gray, {3, 2})->bytes().size(), 6 * pixelBytes / 4);
+    }
+    EXPECT_EQ(colorPixelFormatForDepth(1), std::nullopt);
+    EXPECT_EQ(thrownError([] {
+                  (void)makePixelBuffer(PixelFormat::gray16, {1, -1});
+              }),
+              ImageError::invalidSize);
 }
 
 TEST(ChannelDataTest, CompressionRawTextsAndErrorDomain)

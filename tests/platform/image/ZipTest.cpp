@@ -8,7 +8,7 @@
 #include "platform/image/ImageTestSupport.hpp"
 #include "support/ThrownError.hpp"
 
-namespace psdkit::image::detail {
+namespace psdkit::detail {
 namespace {
 using image::testing::mixedBytes;
 using psdkit::testing::thrownError;
@@ -59,11 +59,11 @@ TEST(ZipTest, StreamsThatDoNotInflateToExactlyThePlaneAreCorrupt)
     };
     for (const Case& c : cases) {
         V out(c.planeBytes);
-        EXPECT_EQ(thrownError([&] { zlibInflate(c.in, out); }), ImageError::corruptZip) << c.what;
+        EXPECT_EQ(thrownError([&] { zlibInflate(c.in, out); }), image::ImageError::corruptZip) << c.what;
     }
     V empty;
     EXPECT_NO_THROW(zlibInflate(V{}, empty));
-    EXPECT_EQ(thrownError([] { (void)zlibDeflate(V{1}, 13); }), ImageError::compressionFailed);
+    EXPECT_EQ(thrownError([] { (void)zlibDeflate(V{1}, 13); }), image::ImageError::compressionFailed);
 }
 
 TEST(ZipTest, PredictionOfBytesAndSixteenBitValuesIsADeltaOverTheRow)
@@ -110,4 +110,4 @@ TEST(ZipTest, FloatPredictionSplitsBytePlanesMostSignificantFirst)
 }
 
 } // namespace
-} // namespace psdkit::image::detail
+} // namespace psdkit::detail

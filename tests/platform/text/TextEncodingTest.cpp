@@ -7,7 +7,7 @@
 
 #include "psdkit/platform/text/TextEncoding.hpp"
 
-namespace psdkit::text {
+namespace psdkit::detail {
 namespace {
 using Bytes = std::vector<std::uint8_t>;
 
@@ -57,4 +57,4 @@ TEST(TextEncodingTest, CharactersAndCanonicalForm)
 }
 
 } // namespace
-} // namespace psdkit::text
+} // namespace psdkit::detail

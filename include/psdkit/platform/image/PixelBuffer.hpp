@@ -138,6 +138,14 @@ template <typename P> class PSDKIT_EXPORT PixelBuffer final : public PixelBuffer
     std::size_t count_ = 0;
 };
 
+/// A new buffer of pixel type `format` and `size` with every sample zero (transparent black for
+/// colour types): the `PixelBuffer` of that type, owned by the returned pointer. Throws
+/// `ImageException`: `invalidSize` for a negative width or height (or a `format` outside the six
+/// pixel types), `imageTooLarge` when the byte
+/// count does not fit memory; `std::bad_alloc` when the memory cannot be had.
+[[nodiscard]] PSDKIT_EXPORT std::shared_ptr<PixelBufferType>
+makePixelBuffer(PixelFormat format, IntegralSize size, std::string title = {});
+
 extern template class PixelBuffer<PixelARGB8>;
 extern template class PixelBuffer<PixelRGBA16>;
 extern template class PixelBuffer<PixelRGBA32>;

@@ -3,6 +3,7 @@
 #include "psdkit/Export.hpp"
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
 #include "psdkit/platform/image/ChannelDataCompressionType.hpp"
 
@@ -56,6 +57,40 @@ struct PSDKIT_EXPORT PixelGray32 {
 
 /// The pixel types as a runtime value.
 enum class PixelFormat { argb8, rgba16, rgba32, gray8, gray16, gray32 };
+
+/// The colour pixel type for `bitsPerSample` bits per sample (a document's depth): 8 gives
+/// `argb8`, 16 `rgba16`, 32 `rgba32`; any other depth has none.
+[[nodiscard]] constexpr std::optional<PixelFormat>
+colorPixelFormatForDepth(std::int64_t bitsPerSample) noexcept
+{
+    switch (bitsPerSample) {
+    case 8:
+        return PixelFormat::argb8;
+    case 16:
+        return PixelFormat::rgba16;
+    case 32:
+        return PixelFormat::rgba32;
+    default:
+        return std::nullopt;
+    }
+}
+
+/// The one-channel pixel type (masks, alpha channels) for `bitsPerSample` bits per sample: 8 gives
+/// `gray8`, 16 `gray16`, 32 `gray32`; any other depth has none.
+[[nodiscard]] constexpr std::optional<PixelFormat>
+grayPixelFormatForDepth(std::int64_t bitsPerSample) noexcept
+{
+    switch (bitsPerSample) {
+    case 8:
+        return PixelFormat::gray8;
+    case 16:
+        return PixelFormat::gray16;
+    case 32:
+        return PixelFormat::gray32;
+    default:
+        return std::nullopt;
+    }
+}
 
 /// What a pixel type is made of. `Sample` is the C++ type of one sample, `format` and `sampleType`
 /// the runtime values of the pixel type and its sample type. `channelCount` is 4 for colour (red,

@@ -17,11 +17,13 @@
 #include "psdkit/platform/image/Interleave.hpp"
 #include "psdkit/platform/image/LargeAllocation.hpp"
 #include "psdkit/platform/image/PackBits.hpp"
-#include "psdkit/platform/image/SizeArithmetic.hpp"
+#include "psdkit/platform/image/PlaneShape.hpp"
 #include "psdkit/platform/image/WorkerThread.hpp"
 #include "psdkit/platform/image/Zip.hpp"
 
-namespace psdkit::image::detail {
+namespace psdkit::detail {
+
+using namespace image; // this file implements part of the image core
 namespace {
 
 // No deflate stream inflates to more than 1032 bytes per byte (a 258-byte match in two bits).
@@ -234,7 +236,7 @@ std::size_t validateChannels(IntegralSize size, std::span<const AnyChannelData* 
 {
     const std::size_t sampleBytes = bytesPerSample(sampleType(format));
     const PlaneShape shape = PlaneShape::make(size, sampleBytes);
-    const std::size_t pixelBytes = checkedMultiply(shape.planeBytes, channelCount(format));
+    const std::size_t pixelBytes = imageByteCount(shape.planeBytes, channelCount(format));
     if (channels.size() != channelCount(format)) {
         throw ImageException(ImageError::channelCountMismatch);
     }
@@ -328,4 +330,4 @@ void decodeChannels(IntegralSize size, std::span<const AnyChannelData* const> ch
     });
 }
 
-} // namespace psdkit::image::detail
+} // namespace psdkit::detail

@@ -9,20 +9,22 @@
 #include "psdkit/platform/image/Geometry.hpp"
 #include "psdkit/platform/image/PixelTypes.hpp"
 
-namespace psdkit::image::detail {
+namespace psdkit::detail {
 
 /// Checks everything about `channels` that needs no decoding: the size, the channel count and
 /// sample types for `format`, the compression and prediction values, raw byte counts, PackBits row
 /// byte counts, and that each channel's bytes could at all decode to its plane. Returns the byte
-/// count of the pixel buffer. Throws `ImageException`.
-[[nodiscard]] std::size_t validateChannels(IntegralSize size, std::span<const AnyChannelData* const> channels,
-                                           PixelFormat format);
+/// count of the pixel buffer. Throws `image::ImageException`.
+[[nodiscard]] std::size_t validateChannels(image::IntegralSize size,
+                                           std::span<const image::AnyChannelData* const> channels,
+                                           image::PixelFormat format);
 
 /// Decodes `channels` (already accepted by `validateChannels`) into `pixels`, which holds the byte
 /// count that call returned; with `mayUseWorkerThread` large planes are decoded on two threads.
-/// Throws `ImageException` on corrupt PackBits or zlib data (the error a decoding in order would
+/// Throws `image::ImageException` on corrupt PackBits or zlib data (the error a decoding in order would
 /// meet first); `pixels` may then be partly written.
-void decodeChannels(IntegralSize size, std::span<const AnyChannelData* const> channels, PixelFormat format,
-                    bool expand16BitColorRange, std::uint8_t* pixels, bool mayUseWorkerThread);
+void decodeChannels(image::IntegralSize size, std::span<const image::AnyChannelData* const> channels,
+                    image::PixelFormat format, bool expand16BitColorRange, std::uint8_t* pixels,
+                    bool mayUseWorkerThread);
 
-} // namespace psdkit::image::detail
+} // namespace psdkit::detail

@@ -7,11 +7,13 @@
 #include "psdkit/platform/image/Interleave.hpp"
 #include "psdkit/platform/image/LargeAllocation.hpp"
 #include "psdkit/platform/image/PackBits.hpp"
-#include "psdkit/platform/image/SizeArithmetic.hpp"
+#include "psdkit/platform/image/PlaneShape.hpp"
 #include "psdkit/platform/image/WorkerThread.hpp"
 #include "psdkit/platform/image/Zip.hpp"
 
-namespace psdkit::image::detail {
+namespace psdkit::detail {
+
+using namespace image; // this file implements part of the image core
 namespace {
 
 // Run-length channels below this size are copied into a buffer of their exact size; the copy is
@@ -48,7 +50,7 @@ class ChannelWriter {
             break;
         case ChannelDataCompressionType::rle:
             // Reserving the worst case maps no memory yet: only the pages written are touched.
-            data_.reserve(checkedMultiply(packBitsRowBound(shape.rowBytes), shape.height));
+            data_.reserve(imageByteCount(packBitsRowBound(shape.rowBytes), shape.height));
             counts_.reserve(shape.height);
             packed_ = std::make_unique_for_overwrite<std::uint8_t[]>(packBitsRowBound(shape.rowBytes));
             break;
@@ -170,4 +172,4 @@ std::vector<AnyChannelData> encodeChannels(const std::uint8_t* pixels, IntegralS
     return result;
 }
 
-} // namespace psdkit::image::detail
+} // namespace psdkit::detail

@@ -7,13 +7,13 @@
 #include "psdkit/platform/image/Geometry.hpp"
 #include "psdkit/platform/image/PixelTypes.hpp"
 
-namespace psdkit::image::detail {
+namespace psdkit::detail {
 
 /// The work of `PixelBufferType::makeChannelData` on the pixels `pixels` (width × height pixels of
 /// `format`). Documented there.
-[[nodiscard]] std::vector<AnyChannelData> encodeChannels(const std::uint8_t* pixels, IntegralSize size,
-                                                         PixelFormat format, bool colorChannelsOnly,
-                                                         ChannelDataCompressionType compression,
-                                                         PredictionType prediction, bool mayUseWorkerThread);
+[[nodiscard]] std::vector<image::AnyChannelData>
+encodeChannels(const std::uint8_t* pixels, image::IntegralSize size, image::PixelFormat format,
+               bool colorChannelsOnly, image::ChannelDataCompressionType compression,
+               image::PredictionType prediction, bool mayUseWorkerThread);
 
-} // namespace psdkit::image::detail
+} // namespace psdkit::detail

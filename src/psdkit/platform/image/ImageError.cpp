@@ -2,23 +2,14 @@
 
 #include <string>
 
+#include "psdkit/core/ErrorCategory.hpp"
+
 namespace psdkit::image {
-namespace {
-
-class ImageErrorCategory final : public std::error_category {
-  public:
-    [[nodiscard]] const char* name() const noexcept override { return "psdkit.image"; }
-    [[nodiscard]] std::string message(int value) const override
-    {
-        return std::string(image::name(static_cast<ImageError>(value)));
-    }
-};
-
-} // namespace
 
 const std::error_category& imageErrorCategory() noexcept
 {
-    static const ImageErrorCategory category;
+    static const detail::DescribedErrorCategory category(
+        "psdkit.image", [](int value) { return std::string(name(static_cast<ImageError>(value))); });
     return category;
 }
 

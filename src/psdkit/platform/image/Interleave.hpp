@@ -10,7 +10,7 @@
 #include <emmintrin.h>
 #endif
 
-namespace psdkit::image::detail {
+namespace psdkit::detail {
 
 /// Interleaves four rows of `width` samples of `Sample` (given in the pixel's memory order) into
 /// `dst`, which receives 4 × width samples.
@@ -121,4 +121,4 @@ inline void extractBigEndian(const std::uint8_t* pixels, std::size_t width, std:
     }
 }
 
-} // namespace psdkit::image::detail
+} // namespace psdkit::detail

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <new>
 
-namespace psdkit::image::detail {
+namespace psdkit::detail {
 
 void releaseLarge(std::uint8_t* p) noexcept
 {
@@ -24,4 +24,4 @@ LargeAllocation allocateLarge(std::size_t bytes)
     return LargeAllocation(static_cast<std::uint8_t*>(p));
 }
 
-} // namespace psdkit::image::detail
+} // namespace psdkit::detail

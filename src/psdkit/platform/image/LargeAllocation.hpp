@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <memory>
 
-namespace psdkit::image::detail {
+namespace psdkit::detail {
 
 struct LargeAllocationFree {
     void operator()(void* p) const noexcept;
@@ -18,4 +18,4 @@ using LargeAllocation = std::unique_ptr<std::uint8_t[], LargeAllocationFree>;
 /// Releases memory from `allocateLarge` (null is ignored); for owners that hold a plain pointer.
 void releaseLarge(std::uint8_t* p) noexcept;
 
-} // namespace psdkit::image::detail
+} // namespace psdkit::detail

@@ -6,7 +6,9 @@
 
 #include "psdkit/platform/image/ImageError.hpp"
 
-namespace psdkit::image::detail {
+namespace psdkit::detail {
+
+using namespace image; // this file implements part of the image core
 
 namespace {
 
@@ -145,4 +147,4 @@ std::size_t packBitsEncodeRow(std::span<const std::uint8_t> in, std::span<std::u
     return static_cast<std::size_t>(o - out.data());
 }
 
-} // namespace psdkit::image::detail
+} // namespace psdkit::detail

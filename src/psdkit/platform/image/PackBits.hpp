@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <span>
 
-namespace psdkit::image::detail {
+namespace psdkit::detail {
 
 /// Decodes one row. `in` must decode to exactly `out.size()` bytes: every byte of `in` is used (a
 /// trailing no-op header is allowed), no run reaches past `out` or past `in`. Otherwise throws
@@ -40,4 +40,4 @@ void packBitsDecodeRowPadded(std::span<const std::uint8_t> in, std::span<std::ui
 [[nodiscard]] std::size_t packBitsEncodeRow(std::span<const std::uint8_t> in,
                                             std::span<std::uint8_t> out) noexcept;
 
-} // namespace psdkit::image::detail
+} // namespace psdkit::detail

@@ -6,7 +6,7 @@
 
 #include "psdkit/platform/image/ChannelDecoding.hpp"
 #include "psdkit/platform/image/ChannelEncoding.hpp"
-#include "psdkit/platform/image/SizeArithmetic.hpp"
+#include "psdkit/platform/image/PlaneShape.hpp"
 
 namespace psdkit::image {
 
@@ -62,5 +62,24 @@ template class PixelBuffer<PixelRGBA32>;
 template class PixelBuffer<PixelGray8>;
 template class PixelBuffer<PixelGray16>;
 template class PixelBuffer<PixelGray32>;
+
+std::shared_ptr<PixelBufferType> makePixelBuffer(PixelFormat format, IntegralSize size, std::string title)
+{
+    switch (format) {
+    case PixelFormat::argb8:
+        return std::make_shared<PixelBuffer<PixelARGB8>>(size, std::move(title));
+    case PixelFormat::rgba16:
+        return std::make_shared<PixelBuffer<PixelRGBA16>>(size, std::move(title));
+    case PixelFormat::rgba32:
+        return std::make_shared<PixelBuffer<PixelRGBA32>>(size, std::move(title));
+    case PixelFormat::gray8:
+        return std::make_shared<PixelBuffer<PixelGray8>>(size, std::move(title));
+    case PixelFormat::gray16:
+        return std::make_shared<PixelBuffer<PixelGray16>>(size, std::move(title));
+    case PixelFormat::gray32:
+        return std::make_shared<PixelBuffer<PixelGray32>>(size, std::move(title));
+    }
+    throw ImageException(ImageError::invalidSize); // not a pixel type
+}
 
 } // namespace psdkit::image

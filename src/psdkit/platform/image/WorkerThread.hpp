@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-namespace psdkit::image::detail {
+namespace psdkit::detail {
 
 /// Below this plane size a second thread costs more than it saves.
 inline constexpr std::size_t minimumPlaneBytesForWorker = std::size_t{1} << 20;
@@ -49,4 +49,4 @@ template <typename Body> void forEachIndex(std::size_t count, bool useWorker, Bo
     }
 }
 
-} // namespace psdkit::image::detail
+} // namespace psdkit::detail

@@ -12,7 +12,9 @@
 #include "psdkit/platform/image/Interleave.hpp"
 #include "psdkit/platform/image/LargeAllocation.hpp"
 
-namespace psdkit::image::detail {
+namespace psdkit::detail {
+
+using namespace image; // this file implements part of the image core
 namespace {
 
 struct DecompressorFree {
@@ -182,4 +184,4 @@ void floatPredictionDecodeRow(std::uint8_t* row, std::size_t width, std::uint8_t
     }
 }
 
-} // namespace psdkit::image::detail
+} // namespace psdkit::detail

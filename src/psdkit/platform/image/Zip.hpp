@@ -7,7 +7,7 @@
 #include <span>
 #include <vector>
 
-namespace psdkit::image::detail {
+namespace psdkit::detail {
 
 /// The deflate level of the ZIP channels we write (see docs/decisions.md, "Image core" for the figures
 /// behind the choice).
@@ -47,4 +47,4 @@ void floatPredictionEncodeRow(const std::uint8_t* bigEndianFloats, std::size_t w
 /// native-endian floats in `nativeFloats`.
 void floatPredictionDecodeRow(std::uint8_t* row, std::size_t width, std::uint8_t* nativeFloats) noexcept;
 
-} // namespace psdkit::image::detail
+} // namespace psdkit::detail

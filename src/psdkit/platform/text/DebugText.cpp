@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-namespace psdkit::text {
+namespace psdkit::detail {
 
 std::string debugQuoted(std::string_view text)
 {
@@ -44,4 +44,4 @@ std::string debugQuoted(std::string_view text)
     return out;
 }
 
-} // namespace psdkit::text
+} // namespace psdkit::detail

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-namespace psdkit::text {
+namespace psdkit::detail {
 
 [[nodiscard]] std::string debugQuoted(std::string_view text);
 
-} // namespace psdkit::text
+} // namespace psdkit::detail

@@ -6,7 +6,7 @@
 
 #include <utf8proc.h>
 
-namespace psdkit::text {
+namespace psdkit::detail {
 namespace {
 
 // Unicode code points of the Mac OS Roman bytes 0x80 to 0xFF.
@@ -218,4 +218,4 @@ std::string canonicalForm(std::string_view text)
     return std::string(reinterpret_cast<const char*>(result), static_cast<std::size_t>(n));
 }
 
-} // namespace psdkit::text
+} // namespace psdkit::detail

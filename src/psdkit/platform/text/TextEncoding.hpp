@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-namespace psdkit::text {
+namespace psdkit::detail {
 
 /// Decodes Mac OS Roman bytes (Apple's mapping: 0xDB is U+20AC, 0xF0 is U+F8FF) into UTF-8.
 /// Every byte value maps to a character, so this never fails.
@@ -44,4 +44,4 @@ namespace psdkit::text {
 /// True when every byte is below 0x80.
 [[nodiscard]] bool isAscii(std::string_view text) noexcept;
 
-} // namespace psdkit::text
+} // namespace psdkit::detail
