@@ -187,7 +187,8 @@ double unitValue(const PSDDescriptor& d, const char* key, double fallback)
     return fallback;
 }
 
-std::shared_ptr<const Fill> gradientFill(const PSDDescriptor& settings, const PSDWrapper& document)
+std::shared_ptr<const Fill> gradientFill(const PSDDescriptor& settings, const PSDWrapper& document,
+                                         const std::array<double, 4>* shapeBounds)
 {
     const PSDDescriptor* gradientDescriptor = settings.descriptorValue(PSDFourCharCode("Grad"));
     if (!gradientDescriptor) {
@@ -204,10 +205,19 @@ std::shared_ptr<const Fill> gradientFill(const PSDDescriptor& settings, const PS
                                  : GradientStyle::linear;
     }
     const bool* reversed = settings.valueAs<bool>(PSDFourCharCode("Rvrs"));
-    const double width = static_cast<double>(document.imageWidth);
-    const double height = static_cast<double>(document.imageHeight);
-    double centerX = width / 2;
-    double centerY = height / 2;
+    // Aligned with the layer (the default), the gradient spans the layer's shape; otherwise, and
+    // for a layer without a shape, the canvas.
+    const bool* aligned = settings.valueAs<bool>(PSDFourCharCode("Algn"));
+    std::array<double, 4> box{0, 0, static_cast<double>(document.imageWidth),
+                              static_cast<double>(document.imageHeight)};
+    if (shapeBounds && (!aligned || *aligned) && (*shapeBounds)[2] > (*shapeBounds)[0] &&
+        (*shapeBounds)[3] > (*shapeBounds)[1]) {
+        box = *shapeBounds;
+    }
+    const double width = box[2] - box[0];
+    const double height = box[3] - box[1];
+    double centerX = box[0] + width / 2;
+    double centerY = box[1] + height / 2;
     if (const PSDDescriptor* offset = settings.descriptorValue(PSDFourCharCode("Ofst"))) {
         centerX += unitValue(*offset, "Hrzn", 0) / 100.0 * width;
         centerY += unitValue(*offset, "Vrtc", 0) / 100.0 * height;
@@ -220,7 +230,7 @@ std::shared_ptr<const Fill> gradientFill(const PSDDescriptor& settings, const PS
 } // namespace
 
 std::shared_ptr<const Fill> makeFill(const PSDLayerWrapper& layer, PSDAdjustmentLayerType type,
-                                     const PSDWrapper& document)
+                                     const PSDWrapper& document, const std::array<double, 4>* shapeBounds)
 {
     if (type != PSDAdjustmentLayerType::solidColor && type != PSDAdjustmentLayerType::gradientFill) {
         return nullptr;
@@ -234,7 +244,7 @@ std::shared_ptr<const Fill> makeFill(const PSDLayerWrapper& layer, PSDAdjustment
             const PSDDescriptor* color = settings->descriptorValue(PSDFourCharCode("Clr "));
             return color ? std::make_shared<SolidFill>(rgbaPixelFromPSDDescriptor(*color)) : nullptr;
         }
-        return gradientFill(*settings, document);
+        return gradientFill(*settings, document, shapeBounds);
     } catch (const PSDException&) {
         return nullptr;
     }

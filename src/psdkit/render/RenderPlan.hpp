@@ -2,6 +2,7 @@
 // What the renderer draws, prepared once before the tiles are drawn: the layer tree with every
 // layer's images, masks, fills and adjustments resolved. Internal to the renderer; everything here
 // is read-only while tiles are drawn on several threads.
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -46,6 +47,9 @@ struct CoverageMask {
     PSDMacRect rect;             ///< Where it lies, in document pixels.
     float density = 1.0f;        ///< 0: no effect, 1: full effect.
     bool inverted = false;       ///< Covers outside the path.
+    /// The path's bounding box in document pixels (left, top, right, bottom), whatever the region;
+    /// all zero for an empty path. Fills aligned with their layer span it.
+    std::array<double, 4> pathBounds{};
     /// The mask's value at document pixel (x, y).
     [[nodiscard]] float at(std::int64_t x, std::int64_t y) const noexcept;
 };
@@ -87,6 +91,7 @@ struct RenderNode {
     std::shared_ptr<const image::PixelBufferType> content; ///< pixels: the layer's image.
     PSDMacRect contentRect;                                ///< pixels: where it lies.
     std::optional<PixelMask> mask;
+    std::optional<PixelMask> realMask; ///< The second user mask, where the first is the path's.
     std::shared_ptr<const CoverageMask> vectorMask;
     std::optional<BlendRanges> ranges;
     std::shared_ptr<const Fill> fill;
@@ -98,6 +103,9 @@ struct RenderNode {
     [[nodiscard]] float maskAt(std::int64_t x, std::int64_t y) const noexcept
     {
         float m = mask ? mask->at(x, y) : 1.0f;
+        if (realMask) {
+            m *= realMask->at(x, y);
+        }
         if (vectorMask) {
             m *= vectorMask->at(x, y);
         }

@@ -49,7 +49,7 @@ void drawPixels(const RenderNode& node, Tile& tile, const Shape* clip, Shape* sh
     const float weight = node.opacity * node.fillOpacity;
     const std::uint8_t* bytes8 =
         content.format() == image::PixelFormat::argb8 ? content.bytes().data() : nullptr;
-    const bool masked = node.mask || node.vectorMask;
+    const bool masked = node.mask || node.realMask || node.vectorMask;
     for (std::int64_t y = top; y < bottom; ++y) {
         for (std::int64_t x = left; x < right; ++x) {
             const auto base = static_cast<std::size_t>(
