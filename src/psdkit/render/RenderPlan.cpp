@@ -131,10 +131,6 @@ std::optional<BlendRanges> BlendRanges::parse(std::span<const std::uint8_t> byte
 
 namespace {
 
-/// Feathers wider than this are drawn with this radius, so that a hostile value cannot make the
-/// blurred mask unbounded.
-constexpr double maximumFeather = 250.0;
-
 /// One pass of a box blur of radius `r` along rows (`stride` 1) or columns over `values`.
 void boxBlur(std::vector<float>& values, std::int64_t width, std::int64_t height, std::int64_t r, bool rows)
 {
@@ -163,6 +159,29 @@ void boxBlur(std::vector<float>& values, std::int64_t width, std::int64_t height
     }
 }
 
+} // namespace
+
+std::int64_t featherBoxRadius(double feather) noexcept
+{
+    const double sigma = std::isfinite(feather) ? std::clamp(feather, 0.0, maximumFeather) : 0.0;
+    // Three boxes of width w blur like a Gaussian of variance 3(w² − 1)/12.
+    return static_cast<std::int64_t>(std::lround((std::sqrt(4 * sigma * sigma + 1) - 1) / 2));
+}
+
+void featherValues(std::vector<float>& values, std::int64_t width, std::int64_t height, double feather)
+{
+    const std::int64_t radius = featherBoxRadius(feather);
+    if (radius <= 0 || width <= 0 || height <= 0) {
+        return;
+    }
+    for (int pass = 0; pass < 3; ++pass) {
+        boxBlur(values, width, height, radius, true);
+        boxBlur(values, width, height, radius, false);
+    }
+}
+
+namespace {
+
 /// A pixel mask of `image` at `rect`; a feather (in pixels) blurs it with a Gaussian of that
 /// standard deviation, made of three box blurs, over the rectangle grown by the blur's reach.
 PixelMask makePixelMask(std::shared_ptr<const image::PixelBufferType> image, const PSDMacRect& rect,
@@ -173,9 +192,7 @@ PixelMask makePixelMask(std::shared_ptr<const image::PixelBufferType> image, con
     mask.rect = rect;
     mask.defaultValue = static_cast<float>(std::clamp(defaultColor, 0.0, 1.0));
     mask.density = static_cast<float>(std::clamp(std::isnan(density) ? 1.0 : density, 0.0, 1.0));
-    const double sigma = std::isfinite(feather) ? std::min(feather, maximumFeather) : 0.0;
-    // Three boxes of width w blur like a Gaussian of variance 3(w² − 1)/12.
-    const auto radius = static_cast<std::int64_t>(std::lround((std::sqrt(4 * sigma * sigma + 1) - 1) / 2));
+    const std::int64_t radius = featherBoxRadius(feather);
     if (radius <= 0 || !mask.image) {
         return mask;
     }
@@ -191,10 +208,7 @@ PixelMask makePixelMask(std::shared_ptr<const image::PixelBufferType> image, con
                 plain.at(x, y);
         }
     }
-    for (int pass = 0; pass < 3; ++pass) {
-        boxBlur(values, grown.width(), grown.height(), radius, true);
-        boxBlur(values, grown.width(), grown.height(), radius, false);
-    }
+    featherValues(values, grown.width(), grown.height(), feather);
     std::memcpy(blurred->mutableBytes().data(), values.data(), values.size() * sizeof(float));
     mask.image = std::move(blurred);
     mask.rect = grown;

@@ -31,6 +31,18 @@ namespace psdkit::render::detail {
 /// One sample of a grey or colour buffer as a float: 8- and 16-bit scaled to 0…1, 32-bit as stored.
 [[nodiscard]] float sampleToFloat(const image::PixelBufferType& buffer, std::size_t sampleIndex) noexcept;
 
+/// Feathers wider than this many pixels are drawn with this width, so that a hostile value cannot
+/// make a blurred mask unbounded.
+inline constexpr double maximumFeather = 250.0;
+
+/// The radius of each of the three box blurs that feather by `feather` pixels (a Gaussian of that
+/// standard deviation); a feathered mask reaches three radii beyond its edges.
+[[nodiscard]] std::int64_t featherBoxRadius(double feather) noexcept;
+
+/// Feathers a `width` × `height` plane of mask values in place; values beyond its edges repeat
+/// the edge values.
+void featherValues(std::vector<float>& values, std::int64_t width, std::int64_t height, double feather);
+
 /// A pixel mask: an image placed at a rectangle, a value outside it and a density.
 struct PixelMask {
     std::shared_ptr<const image::PixelBufferType> image; ///< Grey; may be null (only the default).

@@ -193,18 +193,24 @@ std::shared_ptr<const CoverageMask> makeVectorMask(const PSDLayerWrapper& layer,
             maxY = std::max(maxY, polygon[i + 1]);
         }
     }
-    const auto left = static_cast<std::int64_t>(std::floor(std::max(minX, static_cast<double>(region.left))));
-    const auto top = static_cast<std::int64_t>(std::floor(std::max(minY, static_cast<double>(region.top))));
-    const auto right =
-        static_cast<std::int64_t>(std::ceil(std::min(maxX, static_cast<double>(region.right))));
-    const auto bottom =
-        static_cast<std::int64_t>(std::ceil(std::min(maxY, static_cast<double>(region.bottom))));
     if (maxX > minX && maxY > minY) {
         mask->pathBounds = {minX, minY, maxX, maxY};
     }
+    // Rasterise over the path's bounds cut to the region drawn, both grown by a feather's reach.
+    const double feather = layer.maskHasVectorMaskFeather ? layer.vectorMaskFeather : 0.0;
+    const auto reach = static_cast<double>(3 * featherBoxRadius(feather));
+    const auto left =
+        static_cast<std::int64_t>(std::floor(std::max(minX, static_cast<double>(region.left)) - reach));
+    const auto top =
+        static_cast<std::int64_t>(std::floor(std::max(minY, static_cast<double>(region.top)) - reach));
+    const auto right =
+        static_cast<std::int64_t>(std::ceil(std::min(maxX, static_cast<double>(region.right)) + reach));
+    const auto bottom =
+        static_cast<std::int64_t>(std::ceil(std::min(maxY, static_cast<double>(region.bottom)) + reach));
     if (right > left && bottom > top) {
         mask->rect = PSDMacRect(top, left, bottom, right);
         mask->coverage = rasterizePolygons(polygons, mask->rect);
+        featherValues(mask->coverage, mask->rect.width(), mask->rect.height(), feather);
     }
     return mask;
 }
