@@ -198,13 +198,15 @@ float blendChannel(BlendMode mode, float b, float s) noexcept
 void blendColor(BlendMode mode, const float* b, const float* s, float* out) noexcept
 {
     switch (mode) {
+    // Darker and lighter colour pick the whole colour of lower (higher) luminosity: the saving
+    // application's composites follow luminosity, not the channel sum.
     case BlendMode::darkerColor: {
-        const float* pick = (s[0] + s[1] + s[2] < b[0] + b[1] + b[2]) ? s : b;
+        const float* pick = lum(s) < lum(b) ? s : b;
         std::copy(pick, pick + 3, out);
         return;
     }
     case BlendMode::lighterColor: {
-        const float* pick = (s[0] + s[1] + s[2] > b[0] + b[1] + b[2]) ? s : b;
+        const float* pick = lum(s) > lum(b) ? s : b;
         std::copy(pick, pick + 3, out);
         return;
     }

@@ -54,11 +54,20 @@ double midpointAdjusted(double u, double midpoint)
     return u < midpoint ? 0.5 * u / midpoint : 0.5 + 0.5 * (u - midpoint) / (1.0 - midpoint);
 }
 
+/// A span's position eased by the gradient's smoothness: at full smoothness half linear, half
+/// smoothstep, which matches the saving application's smooth gradients within a level.
+double eased(double u, double smoothing)
+{
+    return u + 0.5 * smoothing * (u * u * (3 - 2 * u) - u);
+}
+
 /// Samples a gradient's colour and opacity at positions 0…1 into a table.
 class GradientTable {
   public:
     static constexpr int size = 1024;
-    explicit GradientTable(const image::ColorGradient& gradient, bool reversed)
+    /// `smoothing` (0…1) eases each span between stops (see `eased`); `levels` above 0 rounds the
+    /// colours to that many steps, as a fill drawn into a document of that depth is.
+    GradientTable(const image::ColorGradient& gradient, bool reversed, double smoothing, int levels)
     {
         auto colors = gradient.colorStops();
         auto opacities = gradient.opacityStops();
@@ -72,14 +81,17 @@ class GradientTable {
                 t = 1.0 - t;
             }
             float* out = table_[static_cast<std::size_t>(i)].data();
-            const auto colour = interpolate(colors, t, [](const image::ColorStop& s, int c) {
+            const auto colour = interpolate(colors, t, smoothing, [](const image::ColorStop& s, int c) {
                 return c == 0 ? s.color.red : c == 1 ? s.color.green : s.color.blue;
             });
-            const auto opacity =
-                interpolate(opacities, t, [](const image::OpacityStop& s, int) { return s.opacity; });
-            out[0] = static_cast<float>(colour[0]);
-            out[1] = static_cast<float>(colour[1]);
-            out[2] = static_cast<float>(colour[2]);
+            const auto opacity = interpolate(opacities, t, smoothing,
+                                             [](const image::OpacityStop& s, int) { return s.opacity; });
+            const auto quantised = [levels](double v) {
+                return levels > 0 ? std::round(v * levels) / levels : v;
+            };
+            out[0] = static_cast<float>(quantised(colour[0]));
+            out[1] = static_cast<float>(quantised(colour[1]));
+            out[2] = static_cast<float>(quantised(colour[2]));
             out[3] = static_cast<float>(std::clamp(opacity[0], 0.0, 1.0));
         }
     }
@@ -91,7 +103,8 @@ class GradientTable {
 
   private:
     template <typename Stop, typename Value>
-    static std::array<double, 3> interpolate(const std::vector<Stop>& stops, double t, Value value)
+    static std::array<double, 3> interpolate(const std::vector<Stop>& stops, double t, double smoothing,
+                                             Value value)
     {
         std::array<double, 3> out{};
         if (t <= stops.front().location) {
@@ -105,7 +118,8 @@ class GradientTable {
             const Stop& b = stops[i + 1];
             if (t <= b.location) {
                 const double span = b.location - a.location;
-                const double u = span > 0 ? midpointAdjusted((t - a.location) / span, a.midpoint) : 1.0;
+                const double u =
+                    span > 0 ? eased(midpointAdjusted((t - a.location) / span, a.midpoint), smoothing) : 1.0;
                 for (int c = 0; c < 3; ++c) {
                     out[static_cast<std::size_t>(c)] = value(a, c) + (value(b, c) - value(a, c)) * u;
                 }
@@ -124,16 +138,21 @@ enum class GradientStyle { linear, radial, angle, reflected, diamond };
 
 class GradientFill final : public Fill {
   public:
-    GradientFill(const image::ColorGradient& gradient, bool reversed, GradientStyle style,
-                 double angleDegrees, double scale, double centerX, double centerY, double width,
-                 double height)
-        : table_(gradient, reversed), style_(style), centerX_(centerX), centerY_(centerY)
+    GradientFill(GradientTable table, GradientStyle style, double angleDegrees, double scale, double centerX,
+                 double centerY, double width, double height)
+        : table_(std::move(table)), style_(style), centerX_(centerX), centerY_(centerY)
     {
         const double radians = angleDegrees * std::numbers::pi / 180.0;
         dirX_ = std::cos(radians);
         dirY_ = -std::sin(radians);
-        // The gradient line spans the box's extent along the direction, times the scale.
-        length_ = (std::fabs(width * dirX_) + std::fabs(height * dirY_)) * std::max(scale, 0.01);
+        // The gradient line runs through the box's centre at its angle from edge to edge, times
+        // the scale.
+        const double acrossWidth = std::fabs(dirX_) > 1e-9 ? width / std::fabs(dirX_) : HUGE_VAL;
+        const double acrossHeight = std::fabs(dirY_) > 1e-9 ? height / std::fabs(dirY_) : HUGE_VAL;
+        length_ = std::min(acrossWidth, acrossHeight) * std::max(scale, 0.01);
+        if (!std::isfinite(length_)) {
+            length_ = 1;
+        }
         if (length_ <= 0) {
             length_ = 1;
         }
@@ -222,9 +241,12 @@ std::shared_ptr<const Fill> gradientFill(const PSDDescriptor& settings, const PS
         centerX += unitValue(*offset, "Hrzn", 0) / 100.0 * width;
         centerY += unitValue(*offset, "Vrtc", 0) / 100.0 * height;
     }
-    return std::make_shared<GradientFill>(
-        gradient, reversed && *reversed, style, unitValue(settings, "Angl", 90),
-        unitValue(settings, "Scl ", 100) / 100.0, centerX, centerY, width, height);
+    // Smoothness ("Intr", 0…4096) eases the spans; an 8-bit document holds the fill in 8 bits.
+    const double smoothing = std::clamp(unitValue(*gradientDescriptor, "Intr", 0) / 4096.0, 0.0, 1.0);
+    GradientTable table(gradient, reversed && *reversed, smoothing, document.bitDepth == 8 ? 255 : 0);
+    return std::make_shared<GradientFill>(std::move(table), style, unitValue(settings, "Angl", 90),
+                                          unitValue(settings, "Scl ", 100) / 100.0, centerX, centerY, width,
+                                          height);
 }
 
 } // namespace
