@@ -61,78 +61,72 @@ double eased(double u, double smoothing)
     return u + 0.5 * smoothing * (u * u * (3 - 2 * u) - u);
 }
 
-/// Samples a gradient's colour and opacity at positions 0…1 into a table.
-class GradientTable {
-  public:
-    static constexpr int size = 1024;
-    /// `smoothing` (0…1) eases each span between stops (see `eased`); `levels` above 0 rounds the
-    /// colours to that many steps, as a fill drawn into a document of that depth is.
-    GradientTable(const image::ColorGradient& gradient, bool reversed, double smoothing, int levels)
-    {
-        auto colors = gradient.colorStops();
-        auto opacities = gradient.opacityStops();
-        std::stable_sort(colors.begin(), colors.end(),
-                         [](auto& a, auto& b) { return a.location < b.location; });
-        std::stable_sort(opacities.begin(), opacities.end(),
-                         [](auto& a, auto& b) { return a.location < b.location; });
-        for (int i = 0; i < size; ++i) {
-            double t = static_cast<double>(i) / (size - 1);
-            if (reversed) {
-                t = 1.0 - t;
-            }
-            float* out = table_[static_cast<std::size_t>(i)].data();
-            const auto colour = interpolate(colors, t, smoothing, [](const image::ColorStop& s, int c) {
-                return c == 0 ? s.color.red : c == 1 ? s.color.green : s.color.blue;
-            });
-            const auto opacity = interpolate(opacities, t, smoothing,
-                                             [](const image::OpacityStop& s, int) { return s.opacity; });
-            const auto quantised = [levels](double v) {
-                return levels > 0 ? std::round(v * levels) / levels : v;
-            };
-            out[0] = static_cast<float>(quantised(colour[0]));
-            out[1] = static_cast<float>(quantised(colour[1]));
-            out[2] = static_cast<float>(quantised(colour[2]));
-            out[3] = static_cast<float>(std::clamp(opacity[0], 0.0, 1.0));
-        }
-    }
-    [[nodiscard]] const float* at(double t) const noexcept
-    {
-        const double clamped = std::isnan(t) ? 0.0 : std::clamp(t, 0.0, 1.0);
-        return table_[static_cast<std::size_t>(std::lround(clamped * (size - 1)))].data();
-    }
-
-  private:
-    template <typename Stop, typename Value>
-    static std::array<double, 3> interpolate(const std::vector<Stop>& stops, double t, double smoothing,
-                                             Value value)
-    {
-        std::array<double, 3> out{};
-        if (t <= stops.front().location) {
-            for (int c = 0; c < 3; ++c) {
-                out[static_cast<std::size_t>(c)] = value(stops.front(), c);
-            }
-            return out;
-        }
-        for (std::size_t i = 0; i + 1 < stops.size(); ++i) {
-            const Stop& a = stops[i];
-            const Stop& b = stops[i + 1];
-            if (t <= b.location) {
-                const double span = b.location - a.location;
-                const double u =
-                    span > 0 ? eased(midpointAdjusted((t - a.location) / span, a.midpoint), smoothing) : 1.0;
-                for (int c = 0; c < 3; ++c) {
-                    out[static_cast<std::size_t>(c)] = value(a, c) + (value(b, c) - value(a, c)) * u;
-                }
-                return out;
-            }
-        }
+template <typename Stop, typename Value>
+std::array<double, 3> interpolateStops(const std::vector<Stop>& stops, double t, double smoothing,
+                                       Value value)
+{
+    std::array<double, 3> out{};
+    if (t <= stops.front().location) {
         for (int c = 0; c < 3; ++c) {
-            out[static_cast<std::size_t>(c)] = value(stops.back(), c);
+            out[static_cast<std::size_t>(c)] = value(stops.front(), c);
         }
         return out;
     }
-    std::array<std::array<float, 4>, size> table_{};
-};
+    for (std::size_t i = 0; i + 1 < stops.size(); ++i) {
+        const Stop& a = stops[i];
+        const Stop& b = stops[i + 1];
+        if (t <= b.location) {
+            const double span = b.location - a.location;
+            const double u =
+                span > 0 ? eased(midpointAdjusted((t - a.location) / span, a.midpoint), smoothing) : 1.0;
+            for (int c = 0; c < 3; ++c) {
+                out[static_cast<std::size_t>(c)] = value(a, c) + (value(b, c) - value(a, c)) * u;
+            }
+            return out;
+        }
+    }
+    for (int c = 0; c < 3; ++c) {
+        out[static_cast<std::size_t>(c)] = value(stops.back(), c);
+    }
+    return out;
+}
+
+} // namespace
+
+GradientTable::GradientTable(const image::ColorGradient& gradient, bool reversed, double smoothing,
+                             int levels)
+{
+    auto colors = gradient.colorStops();
+    auto opacities = gradient.opacityStops();
+    std::stable_sort(colors.begin(), colors.end(), [](auto& a, auto& b) { return a.location < b.location; });
+    std::stable_sort(opacities.begin(), opacities.end(),
+                     [](auto& a, auto& b) { return a.location < b.location; });
+    const auto quantised = [levels](double v) { return levels > 0 ? std::round(v * levels) / levels : v; };
+    for (int i = 0; i < size; ++i) {
+        double t = static_cast<double>(i) / (size - 1);
+        if (reversed) {
+            t = 1.0 - t;
+        }
+        float* out = table_[static_cast<std::size_t>(i)].data();
+        const auto colour = interpolateStops(colors, t, smoothing, [](const image::ColorStop& s, int c) {
+            return c == 0 ? s.color.red : c == 1 ? s.color.green : s.color.blue;
+        });
+        const auto opacity = interpolateStops(opacities, t, smoothing,
+                                              [](const image::OpacityStop& s, int) { return s.opacity; });
+        out[0] = static_cast<float>(quantised(colour[0]));
+        out[1] = static_cast<float>(quantised(colour[1]));
+        out[2] = static_cast<float>(quantised(colour[2]));
+        out[3] = static_cast<float>(std::clamp(opacity[0], 0.0, 1.0));
+    }
+}
+
+const float* GradientTable::at(double t) const noexcept
+{
+    const double clamped = std::isnan(t) ? 0.0 : std::clamp(t, 0.0, 1.0);
+    return table_[static_cast<std::size_t>(std::lround(clamped * (size - 1)))].data();
+}
+
+namespace {
 
 enum class GradientStyle { linear, radial, angle, reflected, diamond };
 

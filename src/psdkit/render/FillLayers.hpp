@@ -6,9 +6,24 @@
 
 #include "psdkit/descriptors/PSDDescriptor.hpp"
 #include "psdkit/layers/PSDLayerType.hpp"
+#include "psdkit/platform/image/ColorGradient.hpp"
 #include "psdkit/render/RenderPlan.hpp"
 
 namespace psdkit::render::detail {
+
+/// A gradient's colour and opacity sampled at positions 0…1 into a table of `size` entries.
+class GradientTable {
+  public:
+    static constexpr int size = 1024;
+    /// `smoothing` (0…1, the gradient's smoothness) eases each span between stops; `levels` above
+    /// 0 rounds the colours to that many steps, as a fill drawn into a document of that depth is.
+    GradientTable(const image::ColorGradient& gradient, bool reversed, double smoothing, int levels);
+    /// Unpremultiplied red, green, blue and opacity at position `t` (clamped to 0…1; NaN is 0).
+    [[nodiscard]] const float* at(double t) const noexcept;
+
+  private:
+    std::array<std::array<float, 4>, size> table_{};
+};
 
 /// The fill of `layer` when `type` is a fill kind whose settings can be used; null otherwise (other
 /// kinds, a missing block, settings that do not parse). `shapeBounds` (left, top, right, bottom in
