@@ -183,9 +183,10 @@ void featherValues(std::vector<float>& values, std::int64_t width, std::int64_t 
 namespace {
 
 /// A pixel mask of `image` at `rect`; a feather (in pixels) blurs it with a Gaussian of that
-/// standard deviation, made of three box blurs, over the rectangle grown by the blur's reach.
+/// standard deviation, made of three box blurs, over the rectangle grown by the blur's reach and cut
+/// to what can reach `region`.
 PixelMask makePixelMask(std::shared_ptr<const image::PixelBufferType> image, const PSDMacRect& rect,
-                        double defaultColor, double density, double feather)
+                        double defaultColor, double density, double feather, const PSDMacRect& region)
 {
     PixelMask mask;
     mask.image = std::move(image);
@@ -196,8 +197,15 @@ PixelMask makePixelMask(std::shared_ptr<const image::PixelBufferType> image, con
     if (radius <= 0 || !mask.image) {
         return mask;
     }
-    const PSDMacRect grown(rect.top - 3 * radius, rect.left - 3 * radius, rect.bottom + 3 * radius,
-                           rect.right + 3 * radius);
+    // Only the part that can reach the region drawn is blurred.
+    const std::int64_t reach = 3 * radius;
+    const PSDMacRect grown(std::max(rect.top - reach, region.top - reach),
+                           std::max(rect.left - reach, region.left - reach),
+                           std::min(rect.bottom + reach, region.bottom + reach),
+                           std::min(rect.right + reach, region.right + reach));
+    if (grown.width() <= 0 || grown.height() <= 0) {
+        return mask;
+    }
     auto blurred = std::make_shared<image::PixelBuffer<image::PixelGray32>>(grown.size());
     std::vector<float> values(static_cast<std::size_t>(grown.width() * grown.height()));
     PixelMask plain = mask;
@@ -408,13 +416,14 @@ class PlanBuilder {
             const bool hasFeather = fromPath ? layer.maskHasVectorMaskFeather : layer.maskHasUserMaskFeather;
             const double feather = fromPath ? layer.vectorMaskFeather : layer.userMaskFeather;
             node.mask = makePixelMask(maskImage, layer.maskRect, layer.maskDefaultColor,
-                                      hasDensity ? density : 1.0, hasFeather ? feather : 0.0);
+                                      hasDensity ? density : 1.0, hasFeather ? feather : 0.0, region_);
         }
         if (layer.hasLayerMask && layer.hasRealFlags && fromPath && !layer.realMaskDisabled) {
             if (auto realImage = realMaskImage(layer)) {
-                node.realMask = makePixelMask(realImage, layer.realMaskRect, layer.realMaskDefaultColor,
-                                              layer.maskHasUserMaskDensity ? layer.userMaskDensity : 1.0,
-                                              layer.maskHasUserMaskFeather ? layer.userMaskFeather : 0.0);
+                node.realMask =
+                    makePixelMask(realImage, layer.realMaskRect, layer.realMaskDefaultColor,
+                                  layer.maskHasUserMaskDensity ? layer.userMaskDensity : 1.0,
+                                  layer.maskHasUserMaskFeather ? layer.userMaskFeather : 0.0, region_);
             }
         }
     }
