@@ -134,6 +134,12 @@ void drawAdjustment(const RenderNode& node, Tile& tile, const Shape* clip, Shape
 void drawGroup(const RenderNode& node, Tile& tile, const Shape* clip, Shape* shapeOut)
 {
     const bool passThrough = node.mode == BlendMode::passThrough;
+    if (passThrough && !shapeOut && !clip && !node.mask && !node.realMask && !node.vectorMask &&
+        node.opacity >= 1.0f) {
+        // Nothing to mix the members' result with: they draw straight onto the backdrop.
+        drawNodes(node.children, tile);
+        return;
+    }
     Tile inner = passThrough ? tile : Tile(tile.left, tile.top, tile.width, tile.height);
     drawNodes(node.children, inner);
     if (shapeOut) {
