@@ -181,6 +181,16 @@ PSDRenderResult renderDocument(const PSDWrapper& document, const PSDRenderOption
             std::fill(tile.samples.begin(), tile.samples.end(), 1.0f);
         }
         drawNodes(plan.roots, tile);
+        if (g.scale == 1.0) {
+            // One document pixel per output pixel: no averaging.
+            for (std::int64_t y = oy; y < oy + oh; ++y) {
+                for (std::int64_t x = ox; x < ox + ow; ++x) {
+                    store(out, static_cast<std::size_t>(y * g.width + x),
+                          tile.at(sx0 + x - ox, sy0 + y - oy));
+                }
+            }
+            return;
+        }
         for (std::int64_t y = oy; y < oy + oh; ++y) {
             const std::int64_t ty0 = g.sourceStart(y, g.region.y, g.region.height);
             const std::int64_t ty1 = g.sourceEnd(y, g.region.y, g.region.height);
