@@ -196,17 +196,9 @@ void drawNode(const RenderNode& node, Tile& tile, const Shape* clip, Shape* shap
 
 } // namespace
 
-void compositePixel(BlendMode mode, const float* source, float alpha, float* pixel, std::int64_t x,
-                    std::int64_t y, const BlendRanges* ranges) noexcept
+void compositePixelWithMode(BlendMode mode, const float* source, float alpha, float* pixel, std::int64_t x,
+                            std::int64_t y, const BlendRanges* ranges) noexcept
 {
-    if (mode == BlendMode::normal && !ranges) {
-        // Source-over: the mode's colour is the source's wherever the backdrop is.
-        for (int c = 0; c < 3; ++c) {
-            pixel[c] = alpha * source[c] + (1.0f - alpha) * pixel[c];
-        }
-        pixel[3] = alpha + pixel[3] * (1.0f - alpha);
-        return;
-    }
     float backdrop[3];
     unpremultiply(pixel, backdrop);
     if (ranges) {
