@@ -44,9 +44,12 @@ const BlendCase blendCases[] = {
     {"pLit", grey153, grey51, {102, 102, 102}}, // min(0.6, 0.4)
     {"hMix", grey153, grey51, {0, 0, 0}},       // 0.6 + 0.2 < 1
     {"hMix", grey153, {153, 153, 153}, {255, 255, 255}},
+    {"hMix", {0, 0, 0}, {255, 255, 255}, {0, 0, 0}},       // a black backdrop stays black
+    {"hMix", {255, 255, 255}, {0, 0, 0}, {255, 255, 255}}, // a white one white
+    {"vLit", {0, 0, 0}, {255, 255, 255}, {255, 255, 255}}, // a white source dodges to white
     // Non-separable rows: backdrop red, source blue.
-    {"dkCl", red, blue, {153, 51, 51}}, // channel sum 1.0 < 1.2: the backdrop
-    {"lgCl", red, blue, {51, 51, 204}}, // the source
+    {"dkCl", red, blue, {51, 51, 204}}, // luminosity 0.266 < 0.32: the source
+    {"lgCl", red, blue, {153, 51, 51}}, // the backdrop
     {"lum ", red, blue, {139, 37, 37}}, // red shifted by 0.266 - 0.32
     {"colr", red, blue, {65, 65, 218}}, // blue shifted by 0.32 - 0.266
     {"hue ", red, blue, {70, 70, 172}}, // (0, 0, 0.4) then luminosity 0.32

@@ -207,6 +207,17 @@ TEST_P(RenderGroupTest, GroupComposition)
 
 INSTANTIATE_TEST_SUITE_P(Groups, RenderGroupTest, ::testing::ValuesIn(groupCases));
 
+/// A selective colour block (absolute) with one setting: `ink` (cyan, magenta, yellow, black) of
+/// `range` (reds … blacks, 0…8) at `percent`.
+std::vector<std::uint8_t> selectiveColorBlock(std::size_t range, std::size_t ink, std::uint8_t percent)
+{
+    std::vector<std::uint8_t> block(4 + 10 * 8, 0);
+    block[1] = 1; // version
+    block[3] = 1; // absolute
+    block[4 + (range + 1) * 8 + ink * 2 + 1] = percent;
+    return block;
+}
+
 struct AdjustmentCase {
     const char* what;
     PSDAdjustmentLayerType type;
@@ -234,6 +245,38 @@ const AdjustmentCase adjustmentCases[] = {
      PSDAdjustmentLayerType::curves,
      {0, 0, 1, 0, 0, 0, 1, 0, 2, 0, 255, 0, 0, 0, 0, 0, 255},
      {102, 102, 102}},
+    // Legacy brightness +51: 0.6 + 0.2.
+    {"brightness", PSDAdjustmentLayerType::brightnessContrast, {0, 51, 0, 0, 0, 0, 0}, {204, 204, 204}},
+    // Exposure 0, offset 0.2 (float 3E4CCCCD), gamma 1: 0.6 + 0.2.
+    {"exposure",
+     PSDAdjustmentLayerType::exposure,
+     {0, 1, 0, 0, 0, 0, 0x3E, 0x4C, 0xCC, 0xCD, 0x3F, 0x80, 0, 0},
+     {204, 204, 204}},
+    // Mid-tones cyan–red +100: lightness 0.6 lies 0.8 in the mid-tones, red + 0.5 × 0.8.
+    {"colour balance",
+     PSDAdjustmentLayerType::colorBalance,
+     {0, 0, 0, 0, 0, 0, 0, 100, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
+     {255, 153, 153}},
+    // Red = 50% red + 50% green + 20%, green = nothing, blue = blue.
+    {"channel mixer",
+     PSDAdjustmentLayerType::channelMixer,
+     {0, 1, 0, 0, 0, 50, 0, 50, 0, 0, 0, 0, 0,   20, 0, 0, 0,
+      0, 0, 0, 0, 0, 0,  0, 0,  0, 0, 0, 0, 100, 0,  0, 0, 0},
+     {204, 0, 153}},
+    // Magenta filter (RGB 1, 0, 1) at density 100%: the pixel times the colour.
+    {"photo filter",
+     PSDAdjustmentLayerType::photoFilter,
+     {0, 2, 0, 0, 0xFF, 0xFF, 0, 0, 0xFF, 0xFF, 0, 0, 0, 0, 0, 100, 0, 0},
+     {153, 0, 153}},
+    // Neutrals black +50% absolute: grey 0.6 is 1 − 0.1 − 0.1 = 0.8 neutral, 0.6 − 0.5 × 0.8.
+    {"selective colour", PSDAdjustmentLayerType::selectiveColor, selectiveColorBlock(7, 3, 50), {51, 51, 51}},
+    // Red to blue: luminosity 0.6 maps to 0.4 red and 0.6 blue.
+    {"gradient map",
+     PSDAdjustmentLayerType::gradientMap,
+     {0, 1, 0, 0, 0, 0, 0, 0, 0,    2, 0, 0,  0, 0,   0, 0, 0,    50, 0, 0, 0xFF, 0xFF, 0, 0,
+      0, 0, 0, 0, 0, 0, 0, 0, 0x10, 0, 0, 0,  0, 50,  0, 0, 0,    0,  0, 0, 0xFF, 0xFF, 0, 0,
+      0, 0, 0, 2, 0, 0, 0, 0, 0,    0, 0, 50, 0, 255, 0, 0, 0x10, 0,  0, 0, 0,    50,   0, 255},
+     {102, 0, 153}},
 };
 
 class RenderAdjustmentTest : public ::testing::TestWithParam<AdjustmentCase> {};

@@ -3,11 +3,15 @@
 //
 // What is drawn: visible pixel layers, groups (pass-through or isolated, with their opacity,
 // blend mode and masks), clipping groups, every blend mode, opacity and fill opacity, layer masks
-// (default colour, disabled flag, position, density; the real user mask where the record has
-// both), blending ranges ("blend if", on 8-bit samples), solid colour and gradient fill layers and
-// the common adjustment layers. What is not drawn: layer effects (the layers that carry them are
-// listed in the result), text that has no stored pixels, smart-object contents beyond their stored
-// pixels, and the adjustment kinds `PSDRenderResult::layersNotDrawn` reports.
+// (default colour, disabled flag, position, density, feather; the real user mask where the record
+// has both), vector masks (from the blocks `PSDReadOptions::keepUnknownBlocks` keeps; without them
+// shape and fill layers draw their stored pixels), blending ranges ("blend if", on 8-bit samples),
+// solid colour and gradient fill layers and the adjustment layers (levels, curves,
+// brightness/contrast, hue/saturation, invert, threshold, posterize, exposure, vibrance, colour
+// balance, black & white, channel mixer, photo filter, gradient map, selective colour). What is
+// not drawn: layer effects (the layers that carry them are listed in the result), text that has no
+// stored pixels, smart-object contents beyond their stored pixels, pattern fills beyond their
+// stored pixels, and the adjustment kinds `PSDRenderResult::layersNotDrawn` reports (colour lookup).
 //
 // Samples are blended as floats. 8- and 16-bit documents blend gamma-encoded values in 0…1; 32-bit
 // documents blend their linear-light values unclamped, as stored.

@@ -4,6 +4,8 @@
 #include <array>
 #include <cmath>
 
+#include "psdkit/render/ColorAdjustments.hpp"
+
 namespace psdkit::detail {
 
 namespace {
@@ -332,7 +334,7 @@ std::shared_ptr<const Adjustment> makeAdjustment(const PSDLayerWrapper& layer, P
     case PSDAdjustmentLayerType::hueSaturation:
         return hueSaturation(body);
     default:
-        return nullptr;
+        return makeColorAdjustment(layer, type);
     }
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 // Adjustment layers: each reads its own settings block and changes the colours below it.
-// Internal to the renderer. Kinds drawn: invert, threshold, posterize, levels, curves and
-// hue/saturation (master settings).
+// Internal to the renderer. Kinds drawn here: invert, threshold, posterize, levels, curves and
+// hue/saturation (master settings); the others come from ColorAdjustments.
 #include <memory>
 
 #include "psdkit/layers/PSDLayerType.hpp"

@@ -79,8 +79,16 @@ float softLight(float b, float s) noexcept
     return 2.0f * b * (1.0f - s) + std::sqrt(std::max(b, 0.0f)) * (2.0f * s - 1.0f);
 }
 
+// Vivid light is burn with 2s below one half and dodge with 2s − 1 above; the extremes of the
+// source decide alone (black burns to black, white dodges to white, whatever the backdrop).
 float vividLight(float b, float s) noexcept
 {
+    if (s <= 0.0f) {
+        return 0.0f;
+    }
+    if (s >= 1.0f) {
+        return 1.0f;
+    }
     return s <= 0.5f ? colorBurn(b, 2.0f * s) : colorDodge(b, 2.0f * (s - 0.5f));
 }
 
@@ -178,7 +186,9 @@ float blendChannel(BlendMode mode, float b, float s) noexcept
     case BlendMode::pinLight:
         return s <= 0.5f ? std::min(b, 2.0f * s) : std::max(b, 2.0f * s - 1.0f);
     case BlendMode::hardMix:
-        return b + s >= 1.0f ? 1.0f : 0.0f;
+        // Hard mix thresholds burn/dodge with 2s: b + s against 1, where a black backdrop stays
+        // black and a white one white.
+        return (s <= 0.5f ? colorBurn(b, 2.0f * s) : colorDodge(b, 2.0f * s - 1.0f)) >= 0.5f ? 1.0f : 0.0f;
     case BlendMode::difference:
         return std::fabs(b - s);
     case BlendMode::exclusion:
@@ -198,13 +208,15 @@ float blendChannel(BlendMode mode, float b, float s) noexcept
 void blendColor(BlendMode mode, const float* b, const float* s, float* out) noexcept
 {
     switch (mode) {
+    // Darker and lighter colour pick the whole colour of lower (higher) luminosity: the saving
+    // application's composites follow luminosity, not the channel sum.
     case BlendMode::darkerColor: {
-        const float* pick = (s[0] + s[1] + s[2] < b[0] + b[1] + b[2]) ? s : b;
+        const float* pick = lum(s) < lum(b) ? s : b;
         std::copy(pick, pick + 3, out);
         return;
     }
     case BlendMode::lighterColor: {
-        const float* pick = (s[0] + s[1] + s[2] > b[0] + b[1] + b[2]) ? s : b;
+        const float* pick = lum(s) > lum(b) ? s : b;
         std::copy(pick, pick + 3, out);
         return;
     }

@@ -54,86 +54,99 @@ double midpointAdjusted(double u, double midpoint)
     return u < midpoint ? 0.5 * u / midpoint : 0.5 + 0.5 * (u - midpoint) / (1.0 - midpoint);
 }
 
-/// Samples a gradient's colour and opacity at positions 0…1 into a table.
-class GradientTable {
-  public:
-    static constexpr int size = 1024;
-    explicit GradientTable(const image::ColorGradient& gradient, bool reversed)
-    {
-        auto colors = gradient.colorStops();
-        auto opacities = gradient.opacityStops();
-        std::stable_sort(colors.begin(), colors.end(),
-                         [](auto& a, auto& b) { return a.location < b.location; });
-        std::stable_sort(opacities.begin(), opacities.end(),
-                         [](auto& a, auto& b) { return a.location < b.location; });
-        for (int i = 0; i < size; ++i) {
-            double t = static_cast<double>(i) / (size - 1);
-            if (reversed) {
-                t = 1.0 - t;
-            }
-            float* out = table_[static_cast<std::size_t>(i)].data();
-            const auto colour = interpolate(colors, t, [](const image::ColorStop& s, int c) {
-                return c == 0 ? s.color.red : c == 1 ? s.color.green : s.color.blue;
-            });
-            const auto opacity =
-                interpolate(opacities, t, [](const image::OpacityStop& s, int) { return s.opacity; });
-            out[0] = static_cast<float>(colour[0]);
-            out[1] = static_cast<float>(colour[1]);
-            out[2] = static_cast<float>(colour[2]);
-            out[3] = static_cast<float>(std::clamp(opacity[0], 0.0, 1.0));
-        }
-    }
-    [[nodiscard]] const float* at(double t) const noexcept
-    {
-        const double clamped = std::isnan(t) ? 0.0 : std::clamp(t, 0.0, 1.0);
-        return table_[static_cast<std::size_t>(std::lround(clamped * (size - 1)))].data();
-    }
+/// A span's position eased by the gradient's smoothness: at full smoothness half linear, half
+/// smoothstep, which matches the saving application's smooth gradients within a level.
+double eased(double u, double smoothing)
+{
+    return u + 0.5 * smoothing * (u * u * (3 - 2 * u) - u);
+}
 
-  private:
-    template <typename Stop, typename Value>
-    static std::array<double, 3> interpolate(const std::vector<Stop>& stops, double t, Value value)
-    {
-        std::array<double, 3> out{};
-        if (t <= stops.front().location) {
-            for (int c = 0; c < 3; ++c) {
-                out[static_cast<std::size_t>(c)] = value(stops.front(), c);
-            }
-            return out;
-        }
-        for (std::size_t i = 0; i + 1 < stops.size(); ++i) {
-            const Stop& a = stops[i];
-            const Stop& b = stops[i + 1];
-            if (t <= b.location) {
-                const double span = b.location - a.location;
-                const double u = span > 0 ? midpointAdjusted((t - a.location) / span, a.midpoint) : 1.0;
-                for (int c = 0; c < 3; ++c) {
-                    out[static_cast<std::size_t>(c)] = value(a, c) + (value(b, c) - value(a, c)) * u;
-                }
-                return out;
-            }
-        }
+template <typename Stop, typename Value>
+std::array<double, 3> interpolateStops(const std::vector<Stop>& stops, double t, double smoothing,
+                                       Value value)
+{
+    std::array<double, 3> out{};
+    if (t <= stops.front().location) {
         for (int c = 0; c < 3; ++c) {
-            out[static_cast<std::size_t>(c)] = value(stops.back(), c);
+            out[static_cast<std::size_t>(c)] = value(stops.front(), c);
         }
         return out;
     }
-    std::array<std::array<float, 4>, size> table_{};
-};
+    for (std::size_t i = 0; i + 1 < stops.size(); ++i) {
+        const Stop& a = stops[i];
+        const Stop& b = stops[i + 1];
+        if (t <= b.location) {
+            const double span = b.location - a.location;
+            const double u =
+                span > 0 ? eased(midpointAdjusted((t - a.location) / span, a.midpoint), smoothing) : 1.0;
+            for (int c = 0; c < 3; ++c) {
+                out[static_cast<std::size_t>(c)] = value(a, c) + (value(b, c) - value(a, c)) * u;
+            }
+            return out;
+        }
+    }
+    for (int c = 0; c < 3; ++c) {
+        out[static_cast<std::size_t>(c)] = value(stops.back(), c);
+    }
+    return out;
+}
+
+} // namespace
+
+GradientTable::GradientTable(const image::ColorGradient& gradient, bool reversed, double smoothing,
+                             int levels)
+{
+    auto colors = gradient.colorStops();
+    auto opacities = gradient.opacityStops();
+    std::stable_sort(colors.begin(), colors.end(), [](auto& a, auto& b) { return a.location < b.location; });
+    std::stable_sort(opacities.begin(), opacities.end(),
+                     [](auto& a, auto& b) { return a.location < b.location; });
+    const auto quantised = [levels](double v) { return levels > 0 ? std::round(v * levels) / levels : v; };
+    for (int i = 0; i < size; ++i) {
+        double t = static_cast<double>(i) / (size - 1);
+        if (reversed) {
+            t = 1.0 - t;
+        }
+        float* out = table_[static_cast<std::size_t>(i)].data();
+        const auto colour = interpolateStops(colors, t, smoothing, [](const image::ColorStop& s, int c) {
+            return c == 0 ? s.color.red : c == 1 ? s.color.green : s.color.blue;
+        });
+        const auto opacity = interpolateStops(opacities, t, smoothing,
+                                              [](const image::OpacityStop& s, int) { return s.opacity; });
+        out[0] = static_cast<float>(quantised(colour[0]));
+        out[1] = static_cast<float>(quantised(colour[1]));
+        out[2] = static_cast<float>(quantised(colour[2]));
+        out[3] = static_cast<float>(std::clamp(opacity[0], 0.0, 1.0));
+    }
+}
+
+const float* GradientTable::at(double t) const noexcept
+{
+    const double clamped = std::isnan(t) ? 0.0 : std::clamp(t, 0.0, 1.0);
+    return table_[static_cast<std::size_t>(std::lround(clamped * (size - 1)))].data();
+}
+
+namespace {
 
 enum class GradientStyle { linear, radial, angle, reflected, diamond };
 
 class GradientFill final : public Fill {
   public:
-    GradientFill(const image::ColorGradient& gradient, bool reversed, GradientStyle style,
-                 double angleDegrees, double scale, double centerX, double centerY, double width,
-                 double height)
-        : table_(gradient, reversed), style_(style), centerX_(centerX), centerY_(centerY)
+    GradientFill(GradientTable table, GradientStyle style, double angleDegrees, double scale, double centerX,
+                 double centerY, double width, double height)
+        : table_(std::move(table)), style_(style), centerX_(centerX), centerY_(centerY)
     {
         const double radians = angleDegrees * std::numbers::pi / 180.0;
         dirX_ = std::cos(radians);
         dirY_ = -std::sin(radians);
-        // The gradient line spans the box's extent along the direction, times the scale.
-        length_ = (std::fabs(width * dirX_) + std::fabs(height * dirY_)) * std::max(scale, 0.01);
+        // The gradient line runs through the box's centre at its angle from edge to edge, times
+        // the scale.
+        const double acrossWidth = std::fabs(dirX_) > 1e-9 ? width / std::fabs(dirX_) : HUGE_VAL;
+        const double acrossHeight = std::fabs(dirY_) > 1e-9 ? height / std::fabs(dirY_) : HUGE_VAL;
+        length_ = std::min(acrossWidth, acrossHeight) * std::max(scale, 0.01);
+        if (!std::isfinite(length_)) {
+            length_ = 1;
+        }
         if (length_ <= 0) {
             length_ = 1;
         }
@@ -187,7 +200,8 @@ double unitValue(const PSDDescriptor& d, const char* key, double fallback)
     return fallback;
 }
 
-std::shared_ptr<const Fill> gradientFill(const PSDDescriptor& settings, const PSDWrapper& document)
+std::shared_ptr<const Fill> gradientFill(const PSDDescriptor& settings, const PSDWrapper& document,
+                                         const std::array<double, 4>* shapeBounds)
 {
     const PSDDescriptor* gradientDescriptor = settings.descriptorValue(PSDFourCharCode("Grad"));
     if (!gradientDescriptor) {
@@ -204,23 +218,35 @@ std::shared_ptr<const Fill> gradientFill(const PSDDescriptor& settings, const PS
                                  : GradientStyle::linear;
     }
     const bool* reversed = settings.valueAs<bool>(PSDFourCharCode("Rvrs"));
-    const double width = static_cast<double>(document.imageWidth);
-    const double height = static_cast<double>(document.imageHeight);
-    double centerX = width / 2;
-    double centerY = height / 2;
+    // Aligned with the layer (the default), the gradient spans the layer's shape; otherwise, and
+    // for a layer without a shape, the canvas.
+    const bool* aligned = settings.valueAs<bool>(PSDFourCharCode("Algn"));
+    std::array<double, 4> box{0, 0, static_cast<double>(document.imageWidth),
+                              static_cast<double>(document.imageHeight)};
+    if (shapeBounds && (!aligned || *aligned) && (*shapeBounds)[2] > (*shapeBounds)[0] &&
+        (*shapeBounds)[3] > (*shapeBounds)[1]) {
+        box = *shapeBounds;
+    }
+    const double width = box[2] - box[0];
+    const double height = box[3] - box[1];
+    double centerX = box[0] + width / 2;
+    double centerY = box[1] + height / 2;
     if (const PSDDescriptor* offset = settings.descriptorValue(PSDFourCharCode("Ofst"))) {
         centerX += unitValue(*offset, "Hrzn", 0) / 100.0 * width;
         centerY += unitValue(*offset, "Vrtc", 0) / 100.0 * height;
     }
-    return std::make_shared<GradientFill>(
-        gradient, reversed && *reversed, style, unitValue(settings, "Angl", 90),
-        unitValue(settings, "Scl ", 100) / 100.0, centerX, centerY, width, height);
+    // Smoothness ("Intr", 0…4096) eases the spans; an 8-bit document holds the fill in 8 bits.
+    const double smoothing = std::clamp(unitValue(*gradientDescriptor, "Intr", 0) / 4096.0, 0.0, 1.0);
+    GradientTable table(gradient, reversed && *reversed, smoothing, document.bitDepth == 8 ? 255 : 0);
+    return std::make_shared<GradientFill>(std::move(table), style, unitValue(settings, "Angl", 90),
+                                          unitValue(settings, "Scl ", 100) / 100.0, centerX, centerY, width,
+                                          height);
 }
 
 } // namespace
 
 std::shared_ptr<const Fill> makeFill(const PSDLayerWrapper& layer, PSDAdjustmentLayerType type,
-                                     const PSDWrapper& document)
+                                     const PSDWrapper& document, const std::array<double, 4>* shapeBounds)
 {
     if (type != PSDAdjustmentLayerType::solidColor && type != PSDAdjustmentLayerType::gradientFill) {
         return nullptr;
@@ -234,7 +260,7 @@ std::shared_ptr<const Fill> makeFill(const PSDLayerWrapper& layer, PSDAdjustment
             const PSDDescriptor* color = settings->descriptorValue(PSDFourCharCode("Clr "));
             return color ? std::make_shared<SolidFill>(rgbaPixelFromPSDDescriptor(*color)) : nullptr;
         }
-        return gradientFill(*settings, document);
+        return gradientFill(*settings, document, shapeBounds);
     } catch (const PSDException&) {
         return nullptr;
     }

@@ -131,6 +131,98 @@ std::optional<BlendRanges> BlendRanges::parse(std::span<const std::uint8_t> byte
 
 namespace {
 
+/// One pass of a box blur of radius `r` along rows (`stride` 1) or columns over `values`.
+void boxBlur(std::vector<float>& values, std::int64_t width, std::int64_t height, std::int64_t r, bool rows)
+{
+    const std::int64_t lines = rows ? height : width;
+    const std::int64_t length = rows ? width : height;
+    const std::int64_t step = rows ? 1 : width;
+    std::vector<float> line(static_cast<std::size_t>(length));
+    const float scale = 1.0f / static_cast<float>(2 * r + 1);
+    for (std::int64_t l = 0; l < lines; ++l) {
+        float* first = values.data() + (rows ? l * width : l);
+        for (std::int64_t i = 0; i < length; ++i) {
+            line[static_cast<std::size_t>(i)] = first[i * step];
+        }
+        // Samples beyond the ends repeat the end values (the mask's default colour lies there).
+        const auto at = [&](std::int64_t i) {
+            return line[static_cast<std::size_t>(std::clamp<std::int64_t>(i, 0, length - 1))];
+        };
+        double sum = 0;
+        for (std::int64_t i = -r; i <= r; ++i) {
+            sum += at(i);
+        }
+        for (std::int64_t i = 0; i < length; ++i) {
+            first[i * step] = static_cast<float>(sum) * scale;
+            sum += at(i + r + 1) - at(i - r);
+        }
+    }
+}
+
+} // namespace
+
+std::int64_t featherBoxRadius(double feather) noexcept
+{
+    const double sigma = std::isfinite(feather) ? std::clamp(feather, 0.0, maximumFeather) : 0.0;
+    // Three boxes of width w blur like a Gaussian of variance 3(w² − 1)/12.
+    return static_cast<std::int64_t>(std::lround((std::sqrt(4 * sigma * sigma + 1) - 1) / 2));
+}
+
+void featherValues(std::vector<float>& values, std::int64_t width, std::int64_t height, double feather)
+{
+    const std::int64_t radius = featherBoxRadius(feather);
+    if (radius <= 0 || width <= 0 || height <= 0) {
+        return;
+    }
+    for (int pass = 0; pass < 3; ++pass) {
+        boxBlur(values, width, height, radius, true);
+        boxBlur(values, width, height, radius, false);
+    }
+}
+
+namespace {
+
+/// A pixel mask of `image` at `rect`; a feather (in pixels) blurs it with a Gaussian of that
+/// standard deviation, made of three box blurs, over the rectangle grown by the blur's reach and cut
+/// to what can reach `region`.
+PixelMask makePixelMask(std::shared_ptr<const image::PixelBufferType> image, const PSDMacRect& rect,
+                        double defaultColor, double density, double feather, const PSDMacRect& region)
+{
+    PixelMask mask;
+    mask.image = std::move(image);
+    mask.rect = rect;
+    mask.defaultValue = static_cast<float>(std::clamp(defaultColor, 0.0, 1.0));
+    mask.density = static_cast<float>(std::clamp(std::isnan(density) ? 1.0 : density, 0.0, 1.0));
+    const std::int64_t radius = featherBoxRadius(feather);
+    if (radius <= 0 || !mask.image) {
+        return mask;
+    }
+    // Only the part that can reach the region drawn is blurred.
+    const std::int64_t reach = 3 * radius;
+    const PSDMacRect grown(std::max(rect.top - reach, region.top - reach),
+                           std::max(rect.left - reach, region.left - reach),
+                           std::min(rect.bottom + reach, region.bottom + reach),
+                           std::min(rect.right + reach, region.right + reach));
+    if (grown.width() <= 0 || grown.height() <= 0) {
+        return mask;
+    }
+    auto blurred = std::make_shared<image::PixelBuffer<image::PixelGray32>>(grown.size());
+    std::vector<float> values(static_cast<std::size_t>(grown.width() * grown.height()));
+    PixelMask plain = mask;
+    plain.density = 1.0f;
+    for (std::int64_t y = grown.top; y < grown.bottom; ++y) {
+        for (std::int64_t x = grown.left; x < grown.right; ++x) {
+            values[static_cast<std::size_t>((y - grown.top) * grown.width() + (x - grown.left))] =
+                plain.at(x, y);
+        }
+    }
+    featherValues(values, grown.width(), grown.height(), feather);
+    std::memcpy(blurred->mutableBytes().data(), values.data(), values.size() * sizeof(float));
+    mask.image = std::move(blurred);
+    mask.rect = grown;
+    return mask;
+}
+
 bool opensGroup(const PSDLayerWrapper& layer)
 {
     const auto kind = layer.type().kind();
@@ -230,6 +322,7 @@ class PlanBuilder {
         node.mode = blendModeForLayerKey(layer.blendMode).value_or(image::BlendMode::normal);
         node.opacity = static_cast<float>(std::clamp(layer.opacity, 0.0, 1.0));
         node.fillOpacity = static_cast<float>(std::clamp(layer.fillOpacity, 0.0, 1.0));
+        node.vectorMask = makeVectorMask(layer, document_, region_);
         if (entry.isGroup) {
             if (depth >= maximumGroupDepth) {
                 return std::nullopt;
@@ -271,12 +364,11 @@ class PlanBuilder {
             const bool isFill = type == PSDAdjustmentLayerType::solidColor ||
                                 type == PSDAdjustmentLayerType::gradientFill ||
                                 type == PSDAdjustmentLayerType::patternFill;
-            const bool hasPath = !findLayerBlock(layer, PSDFourCharCode("vmsk")).empty() ||
-                                 !findLayerBlock(layer, PSDFourCharCode("vsms")).empty();
-            if (isFill && !hasPath && preparePixels(layer, node)) {
+            if (isFill && !node.vectorMask && preparePixels(layer, node)) {
                 return true;
             }
-            if (const auto fill = makeFill(layer, type, document_)) {
+            const auto* shapeBounds = node.vectorMask ? &node.vectorMask->pathBounds : nullptr;
+            if (const auto fill = makeFill(layer, type, document_, shapeBounds)) {
                 node.kind = RenderNode::Kind::fill;
                 node.fill = fill;
                 return true;
@@ -307,7 +399,6 @@ class PlanBuilder {
 
     void prepareMasks(const PSDLayerWrapper& layer, RenderNode& node)
     {
-        node.vectorMask = makeVectorMask(layer, document_, region_);
         // A mask rendered from the vector mask repeats what the path gives, and a fill layer's
         // stored pixels already hold it.
         const bool fromPath = layer.maskCameFromRenderingOtherData;
@@ -316,19 +407,43 @@ class PlanBuilder {
         const bool maskRepeatsPath = fromPath && (node.vectorMask || storedFill);
         // The mask image is the one the record's first set of mask values describes. When the
         // record has a second ("real") set, the first describes the rendering of the vector mask
-        // and the second the user's own mask, stored as a separate channel (not drawn yet).
+        // and the second the user's own mask, stored as channel -3.
         auto maskImage = layer.maskImage();
         if (layer.hasLayerMask && !maskRepeatsPath && !layer.maskDisabled && maskImage &&
             image::channelCount(maskImage->format()) == 1 && maskImage->size() == layer.maskRect.size()) {
-            PixelMask mask;
-            mask.image = maskImage;
-            mask.rect = layer.maskRect;
-            mask.defaultValue = static_cast<float>(std::clamp(layer.maskDefaultColor, 0.0, 1.0));
             const bool hasDensity = fromPath ? layer.maskHasVectorMaskDensity : layer.maskHasUserMaskDensity;
             const double density = fromPath ? layer.vectorMaskDensity : layer.userMaskDensity;
-            mask.density = hasDensity ? static_cast<float>(std::clamp(density, 0.0, 1.0)) : 1.0f;
-            node.mask = std::move(mask);
+            const bool hasFeather = fromPath ? layer.maskHasVectorMaskFeather : layer.maskHasUserMaskFeather;
+            const double feather = fromPath ? layer.vectorMaskFeather : layer.userMaskFeather;
+            node.mask = makePixelMask(maskImage, layer.maskRect, layer.maskDefaultColor,
+                                      hasDensity ? density : 1.0, hasFeather ? feather : 0.0, region_);
         }
+        if (layer.hasLayerMask && layer.hasRealFlags && fromPath && !layer.realMaskDisabled) {
+            if (auto realImage = realMaskImage(layer)) {
+                node.realMask =
+                    makePixelMask(realImage, layer.realMaskRect, layer.realMaskDefaultColor,
+                                  layer.maskHasUserMaskDensity ? layer.userMaskDensity : 1.0,
+                                  layer.maskHasUserMaskFeather ? layer.userMaskFeather : 0.0, region_);
+            }
+        }
+    }
+
+    /// The second user mask (channel -3), or null when the record has none of its size.
+    static std::shared_ptr<const image::PixelBufferType> realMaskImage(const PSDLayerWrapper& layer)
+    {
+        const auto channel =
+            std::find_if(layer.channelInfo.begin(), layer.channelInfo.end(), [](const auto& c) {
+                const auto id = c.properties.find(PSDLayerWrapper::channelIDKey);
+                const auto* value =
+                    id == c.properties.end() ? nullptr : std::get_if<std::int64_t>(&id->second);
+                return value && *value == -3;
+            });
+        if (channel == layer.channelInfo.end() || layer.realMaskRect.width() <= 0 ||
+            layer.realMaskRect.height() <= 0) {
+            return nullptr;
+        }
+        const image::AnyChannelData* channels[] = {&*channel};
+        return layerimages::grayImage(layer.bitDepth, layer.realMaskRect.size(), channels);
     }
 
     const PSDWrapper& document_;

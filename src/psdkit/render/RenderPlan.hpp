@@ -2,6 +2,7 @@
 // What the renderer draws, prepared once before the tiles are drawn: the layer tree with every
 // layer's images, masks, fills and adjustments resolved. Internal to the renderer; everything here
 // is read-only while tiles are drawn on several threads.
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -30,6 +31,18 @@ namespace psdkit::detail {
 /// One sample of a grey or colour buffer as a float: 8- and 16-bit scaled to 0…1, 32-bit as stored.
 [[nodiscard]] float sampleToFloat(const image::PixelBufferType& buffer, std::size_t sampleIndex) noexcept;
 
+/// Feathers wider than this many pixels are drawn with this width, so that a hostile value cannot
+/// make a blurred mask unbounded.
+inline constexpr double maximumFeather = 250.0;
+
+/// The radius of each of the three box blurs that feather by `feather` pixels (a Gaussian of that
+/// standard deviation); a feathered mask reaches three radii beyond its edges.
+[[nodiscard]] std::int64_t featherBoxRadius(double feather) noexcept;
+
+/// Feathers a `width` × `height` plane of mask values in place; values beyond its edges repeat
+/// the edge values.
+void featherValues(std::vector<float>& values, std::int64_t width, std::int64_t height, double feather);
+
 /// A pixel mask: an image placed at a rectangle, a value outside it and a density.
 struct PixelMask {
     std::shared_ptr<const image::PixelBufferType> image; ///< Grey; may be null (only the default).
@@ -46,6 +59,9 @@ struct CoverageMask {
     PSDMacRect rect;             ///< Where it lies, in document pixels.
     float density = 1.0f;        ///< 0: no effect, 1: full effect.
     bool inverted = false;       ///< Covers outside the path.
+    /// The path's bounding box in document pixels (left, top, right, bottom), whatever the region;
+    /// all zero for an empty path. Fills aligned with their layer span it.
+    std::array<double, 4> pathBounds{};
     /// The mask's value at document pixel (x, y).
     [[nodiscard]] float at(std::int64_t x, std::int64_t y) const noexcept;
 };
@@ -87,6 +103,7 @@ struct RenderNode {
     std::shared_ptr<const image::PixelBufferType> content; ///< pixels: the layer's image.
     PSDMacRect contentRect;                                ///< pixels: where it lies.
     std::optional<PixelMask> mask;
+    std::optional<PixelMask> realMask; ///< The second user mask, where the first is the path's.
     std::shared_ptr<const CoverageMask> vectorMask;
     std::optional<BlendRanges> ranges;
     std::shared_ptr<const Fill> fill;
@@ -98,6 +115,9 @@ struct RenderNode {
     [[nodiscard]] float maskAt(std::int64_t x, std::int64_t y) const noexcept
     {
         float m = mask ? mask->at(x, y) : 1.0f;
+        if (realMask) {
+            m *= realMask->at(x, y);
+        }
         if (vectorMask) {
             m *= vectorMask->at(x, y);
         }

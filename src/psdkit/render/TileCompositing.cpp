@@ -64,7 +64,7 @@ void drawPixels(const RenderNode& node, Tile& tile, const Shape* clip, Shape* sh
     const float weight = node.opacity * node.fillOpacity;
     const std::uint8_t* bytes8 =
         content.format() == image::PixelFormat::argb8 ? content.bytes().data() : nullptr;
-    const bool masked = node.mask || node.vectorMask;
+    const bool masked = node.mask || node.realMask || node.vectorMask;
     for (std::int64_t y = top; y < bottom; ++y) {
         for (std::int64_t x = left; x < right; ++x) {
             const auto base = static_cast<std::size_t>(
@@ -133,6 +133,12 @@ void drawAdjustment(const RenderNode& node, Tile& tile, const Shape* clip, Shape
 void drawGroup(const RenderNode& node, Tile& tile, const Shape* clip, Shape* shapeOut)
 {
     const bool passThrough = node.mode == BlendMode::passThrough;
+    if (passThrough && !shapeOut && !clip && !node.mask && !node.realMask && !node.vectorMask &&
+        node.opacity >= 1.0f) {
+        // Nothing to mix the members' result with: they draw straight onto the backdrop.
+        drawNodes(node.children, tile);
+        return;
+    }
     Tile inner = passThrough ? tile : Tile(tile.left, tile.top, tile.width, tile.height);
     drawNodes(node.children, inner);
     if (shapeOut) {
@@ -189,17 +195,9 @@ void drawNode(const RenderNode& node, Tile& tile, const Shape* clip, Shape* shap
 
 } // namespace
 
-void compositePixel(BlendMode mode, const float* source, float alpha, float* pixel, std::int64_t x,
-                    std::int64_t y, const BlendRanges* ranges) noexcept
+void compositePixelWithMode(BlendMode mode, const float* source, float alpha, float* pixel, std::int64_t x,
+                            std::int64_t y, const BlendRanges* ranges) noexcept
 {
-    if (mode == BlendMode::normal && !ranges) {
-        // Source-over: the mode's colour is the source's wherever the backdrop is.
-        for (int c = 0; c < 3; ++c) {
-            pixel[c] = alpha * source[c] + (1.0f - alpha) * pixel[c];
-        }
-        pixel[3] = alpha + pixel[3] * (1.0f - alpha);
-        return;
-    }
     float backdrop[3];
     unpremultiply(pixel, backdrop);
     if (ranges) {

@@ -29,9 +29,24 @@ struct Tile {
 /// Draws `nodes` (bottom first) onto `tile`.
 void drawNodes(const std::vector<RenderNode>& nodes, Tile& tile);
 
+/// `compositePixel` for every mode and blending ranges.
+void compositePixelWithMode(image::BlendMode mode, const float* source, float alpha, float* pixel,
+                            std::int64_t x, std::int64_t y, const BlendRanges* ranges) noexcept;
+
 /// Composites one source colour (unpremultiplied `source`, alpha `alpha`) onto one premultiplied
-/// pixel with `mode`. `x`, `y` place the pixel for dissolve's pattern.
-void compositePixel(image::BlendMode mode, const float* source, float alpha, float* pixel, std::int64_t x,
-                    std::int64_t y, const BlendRanges* ranges) noexcept;
+/// pixel with `mode`. `x`, `y` place the pixel for dissolve's pattern. Inline for the common case,
+/// normal mode without blending ranges, which is plain source-over.
+inline void compositePixel(image::BlendMode mode, const float* source, float alpha, float* pixel,
+                           std::int64_t x, std::int64_t y, const BlendRanges* ranges) noexcept
+{
+    if (mode == image::BlendMode::normal && !ranges) {
+        for (int c = 0; c < 3; ++c) {
+            pixel[c] = alpha * source[c] + (1.0f - alpha) * pixel[c];
+        }
+        pixel[3] = alpha + pixel[3] * (1.0f - alpha);
+        return;
+    }
+    compositePixelWithMode(mode, source, alpha, pixel, x, y, ranges);
+}
 
 } // namespace psdkit::detail

@@ -73,10 +73,17 @@ Polygon flatten(const std::vector<Knot>& knots)
     return polygon;
 }
 
-/// The subpaths of a path's records (open subpaths are closed for filling).
-std::vector<Polygon> pathPolygons(std::span<const std::uint8_t> records, double width, double height)
-{
+/// A path's subpaths (open ones closed for filling) and whether filling starts from a covered
+/// canvas (the initial fill record, selector 8, holding 1): the subpaths then cut holes.
+struct PathShape {
     std::vector<Polygon> polygons;
+    bool startsCovered = false;
+};
+
+PathShape pathPolygons(std::span<const std::uint8_t> records, double width, double height)
+{
+    PathShape shape;
+    std::vector<Polygon>& polygons = shape.polygons;
     std::vector<Knot> knots;
     std::size_t remaining = 0;
     for (std::size_t offset = 0; offset + recordSize <= records.size(); offset += recordSize) {
@@ -92,12 +99,14 @@ std::vector<Polygon> pathPolygons(std::span<const std::uint8_t> records, double 
             knots.push_back({readPoint(r + 2, width, height), readPoint(r + 10, width, height),
                              readPoint(r + 18, width, height)});
             --remaining;
+        } else if (selector == 8) {
+            shape.startsCovered = ((r[2] << 8) | r[3]) == 1;
         }
     }
     if (!knots.empty()) {
         polygons.push_back(flatten(knots));
     }
-    return polygons;
+    return shape;
 }
 
 } // namespace
@@ -167,9 +176,10 @@ std::shared_ptr<const CoverageMask> makeVectorMask(const PSDLayerWrapper& layer,
     }
     const double width = static_cast<double>(document.imageWidth);
     const double height = static_cast<double>(document.imageHeight);
-    const auto polygons = pathPolygons(body.subspan(8), width, height);
+    const PathShape path = pathPolygons(body.subspan(8), width, height);
+    const auto& polygons = path.polygons;
     auto mask = std::make_shared<CoverageMask>();
-    mask->inverted = (flags & 1u) != 0;
+    mask->inverted = ((flags & 1u) != 0) != path.startsCovered;
     mask->density = layer.maskHasVectorMaskDensity
                         ? static_cast<float>(std::clamp(layer.vectorMaskDensity, 0.0, 1.0))
                         : 1.0f;
@@ -183,15 +193,24 @@ std::shared_ptr<const CoverageMask> makeVectorMask(const PSDLayerWrapper& layer,
             maxY = std::max(maxY, polygon[i + 1]);
         }
     }
-    const auto left = static_cast<std::int64_t>(std::floor(std::max(minX, static_cast<double>(region.left))));
-    const auto top = static_cast<std::int64_t>(std::floor(std::max(minY, static_cast<double>(region.top))));
+    if (maxX > minX && maxY > minY) {
+        mask->pathBounds = {minX, minY, maxX, maxY};
+    }
+    // Rasterise over the path's bounds cut to the region drawn, both grown by a feather's reach.
+    const double feather = layer.maskHasVectorMaskFeather ? layer.vectorMaskFeather : 0.0;
+    const auto reach = static_cast<double>(3 * featherBoxRadius(feather));
+    const auto left =
+        static_cast<std::int64_t>(std::floor(std::max(minX, static_cast<double>(region.left)) - reach));
+    const auto top =
+        static_cast<std::int64_t>(std::floor(std::max(minY, static_cast<double>(region.top)) - reach));
     const auto right =
-        static_cast<std::int64_t>(std::ceil(std::min(maxX, static_cast<double>(region.right))));
+        static_cast<std::int64_t>(std::ceil(std::min(maxX, static_cast<double>(region.right)) + reach));
     const auto bottom =
-        static_cast<std::int64_t>(std::ceil(std::min(maxY, static_cast<double>(region.bottom))));
+        static_cast<std::int64_t>(std::ceil(std::min(maxY, static_cast<double>(region.bottom)) + reach));
     if (right > left && bottom > top) {
         mask->rect = PSDMacRect(top, left, bottom, right);
         mask->coverage = rasterizePolygons(polygons, mask->rect);
+        featherValues(mask->coverage, mask->rect.width(), mask->rect.height(), feather);
     }
     return mask;
 }
