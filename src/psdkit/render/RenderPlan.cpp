@@ -443,7 +443,7 @@ class PlanBuilder {
             return nullptr;
         }
         const image::AnyChannelData* channels[] = {&*channel};
-        return layerimages::grayImage(layer.bitDepth, layer.realMaskRect.size(), channels);
+        return detail::grayImage(layer.bitDepth, layer.realMaskRect.size(), channels);
     }
 
     const PSDWrapper& document_;
