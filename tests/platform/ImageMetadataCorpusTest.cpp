@@ -14,7 +14,7 @@ namespace {
 using namespace psdkit::testing;
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr std::string_view kPhotoshopImage = "com.adobe.photoshop-image";
+constexpr std::string_view kDocumentTypeIdentifier = "com.adobe.photoshop-image";
 
 // Every corpus file holding an XMP resource (1060, found by the tests' own walk of the file) gives
 // metadata with the resolution; the others give none.
@@ -30,7 +30,7 @@ TEST(ImageMetadataCorpusTest, MetadataOfEveryFileWithXmpIsFound)
         if (hasXmp) {
             ++withXmp;
             EXPECT_TRUE(metadata.property("Xmp.tiff.XResolution").has_value()) << name;
-            EXPECT_NO_THROW(metadata.prepareForExport(72.0, kPhotoshopImage)) << name;
+            EXPECT_NO_THROW(metadata.prepareForExport(72.0, kDocumentTypeIdentifier)) << name;
             EXPECT_NO_THROW((void)metadata.xmpData()) << name;
         }
     }
@@ -59,7 +59,7 @@ TEST(ImageMetadataCorpusTest, TitleSurvivesExportWithTheNewResolution)
     ASSERT_EQ(read.property("Xmp.tiff.XResolution"), "720000/10000");
 
     ImageMetadata exported = read;
-    exported.prepareForExport(300.0, kPhotoshopImage);
+    exported.prepareForExport(300.0, kDocumentTypeIdentifier);
     const auto packet = exported.xmpData();
     ASSERT_TRUE(packet.has_value());
 
@@ -77,7 +77,7 @@ TEST(ImageMetadataCorpusTest, ExportOfTheSameDocumentGivesTheSameBytes)
     const Bytes file = readCorpusFile("agpsd-psb.psb");
     auto exportOnce = [&] {
         ImageMetadata metadata = ImageMetadata::fromFile(file);
-        metadata.prepareForExport(300.0, kPhotoshopImage);
+        metadata.prepareForExport(300.0, kDocumentTypeIdentifier);
         return metadata.xmpData();
     };
     const auto first = exportOnce();
@@ -85,8 +85,8 @@ TEST(ImageMetadataCorpusTest, ExportOfTheSameDocumentGivesTheSameBytes)
     EXPECT_EQ(exportOnce(), first);
 
     ImageMetadata twice = ImageMetadata::fromFile(file);
-    twice.prepareForExport(300.0, kPhotoshopImage);
-    twice.prepareForExport(300.0, kPhotoshopImage);
+    twice.prepareForExport(300.0, kDocumentTypeIdentifier);
+    twice.prepareForExport(300.0, kDocumentTypeIdentifier);
     EXPECT_EQ(twice.xmpData(), first);
 }
 
@@ -125,7 +125,7 @@ std::string packetOf(const ImageMetadata& metadata)
 
 std::string preparedPacketOf(ImageMetadata metadata)
 {
-    metadata.prepareForExport(72.0, kPhotoshopImage);
+    metadata.prepareForExport(72.0, kDocumentTypeIdentifier);
     return packetOf(metadata);
 }
 

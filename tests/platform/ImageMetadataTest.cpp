@@ -18,7 +18,7 @@ using testing::Resource;
 using testing::thrownError;
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr std::string_view kPhotoshopImage = "com.adobe.photoshop-image";
+constexpr std::string_view kDocumentTypeIdentifier = "com.adobe.photoshop-image";
 
 Bytes bytesOf(std::string_view text)
 {
@@ -77,7 +77,7 @@ TEST(ImageMetadataTest, EmptyMetadataGetsAPacketOnlyOncePreparedForExport)
     EXPECT_FALSE(metadata.xmpData().has_value());
     EXPECT_TRUE(metadata.properties().empty());
 
-    metadata.prepareForExport(72.0, kPhotoshopImage);
+    metadata.prepareForExport(72.0, kDocumentTypeIdentifier);
     const std::vector<std::pair<std::string, std::string>> expected = {
         {"Xmp.tiff.XResolution", "720000/10000"},
         {"Xmp.tiff.YResolution", "720000/10000"},
@@ -109,13 +109,13 @@ TEST(ImageMetadataTest, ResolutionIsARationalOverTenThousand)
 TEST(ImageMetadataTest, RefusedExportLeavesTheMetadataUnchanged)
 {
     ImageMetadata metadata;
-    metadata.prepareForExport(72.0, kPhotoshopImage);
+    metadata.prepareForExport(72.0, kDocumentTypeIdentifier);
     const auto before = metadata.xmpData();
     for (const auto& [resolution, fileType] : std::vector<std::pair<double, std::string_view>>{
-             {std::nan(""), kPhotoshopImage},
-             {std::numeric_limits<double>::infinity(), kPhotoshopImage},
-             {-1.0, kPhotoshopImage},
-             {500000.0, kPhotoshopImage},
+             {std::nan(""), kDocumentTypeIdentifier},
+             {std::numeric_limits<double>::infinity(), kDocumentTypeIdentifier},
+             {-1.0, kDocumentTypeIdentifier},
+             {500000.0, kDocumentTypeIdentifier},
              {300.0, ""}}) {
         EXPECT_EQ(thrownError([&] { metadata.prepareForExport(resolution, fileType); }),
                   PlatformErrorCode::metadataPrepare)
@@ -128,10 +128,10 @@ TEST(ImageMetadataTest, CopiesAreDeep)
 {
     const ImageMetadata original = ImageMetadata::fromFile(fileWithResources({{kXmp, xmpPacket("")}}));
     ImageMetadata copy = original;
-    copy.prepareForExport(300.0, kPhotoshopImage);
+    copy.prepareForExport(300.0, kDocumentTypeIdentifier);
     ImageMetadata assigned;
     assigned = copy;
-    assigned.prepareForExport(150.0, kPhotoshopImage);
+    assigned.prepareForExport(150.0, kDocumentTypeIdentifier);
 
     EXPECT_TRUE(original.empty());
     EXPECT_EQ(copy.property("Xmp.tiff.XResolution"), "3000000/10000");

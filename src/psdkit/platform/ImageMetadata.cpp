@@ -180,8 +180,8 @@ Exiv2::XmpData decodeMetadata(const ImageMetadata::Resources& resources)
     return result;
 }
 
-constexpr std::string_view kPhotoshopImageType = "com.adobe.photoshop-image";
-constexpr std::string_view kPhotoshopMediaType = "application/vnd.adobe.photoshop";
+constexpr std::string_view kDocumentTypeIdentifier = "com.adobe.photoshop-image";
+constexpr std::string_view kDocumentMediaType = "application/vnd.adobe.photoshop";
 constexpr std::int64_t kResolutionDenominator = 10000;
 
 } // namespace
@@ -275,7 +275,7 @@ void ImageMetadata::prepareForExport(double resolution, std::string_view fileTyp
     }
     const std::string rational =
         std::to_string(std::llround(scaled)) + "/" + std::to_string(kResolutionDenominator);
-    const std::string format(fileType == kPhotoshopImageType ? kPhotoshopMediaType : fileType);
+    const std::string format(fileType == kDocumentTypeIdentifier ? kDocumentMediaType : fileType);
 
     auto lock = lockExiv2();
     // Work on a copy so that a failure leaves the metadata as it was.
