@@ -6,86 +6,56 @@ writes. Reads 8- and 16-bit grey, grey+alpha, RGB and RGBA PNGs (no palette, no 
 import struct
 import zlib
 
-_SIGNATURE = b"\x89PNG\r\n\x1a\n"
-_CHANNELS = {0: 1, 2: 3, 4: 2, 6: 4}
-
 
 def _chunk(kind, data):
-    body = kind + data
-    return struct.pack(">I", len(data)) + body + struct.pack(">I", zlib.crc32(body) & 0xFFFFFFFF)
+    return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
 
 
 def write_png(path, width, height, pixels, bit_depth=8, channels=4):
     """Writes rows of pixels given as a flat list of samples (channels per pixel)."""
-    color_type = {1: 0, 2: 4, 3: 2, 4: 6}[channels]
-    fmt = ">%dH" if bit_depth == 16 else "%dB"
-    raw = bytearray()
-    row_samples = width * channels
-    for y in range(height):
-        raw.append(0)
-        raw += struct.pack(fmt % row_samples, *pixels[y * row_samples:(y + 1) * row_samples])
-    png = _SIGNATURE + _chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, bit_depth, color_type, 0, 0, 0))
-    png += _chunk(b"IDAT", zlib.compress(bytes(raw))) + _chunk(b"IEND", b"")
+    row = width * channels
+    sample = ">%d%s" % (row, "H" if bit_depth == 16 else "B")
+    raw = b"".join(b"\0" + struct.pack(sample, *pixels[y * row:(y + 1) * row]) for y in range(height))
+    header = struct.pack(">IIBBBBB", width, height, bit_depth, {1: 0, 2: 4, 3: 2, 4: 6}[channels], 0, 0, 0)
     with open(path, "wb") as f:
-        f.write(png)
+        f.write(b"\x89PNG\r\n\x1a\n" + _chunk(b"IHDR", header) + _chunk(b"IDAT", zlib.compress(raw))
+                + _chunk(b"IEND", b""))
 
 
 def _paeth(a, b, c):
-    p = a + b - c
-    pa, pb, pc = abs(p - a), abs(p - b), abs(p - c)
-    if pa <= pb and pa <= pc:
-        return a
-    return b if pb <= pc else c
+    pa, pb, pc = abs(b - c), abs(a - c), abs(a + b - 2 * c)
+    return a if pa <= pb and pa <= pc else b if pb <= pc else c
 
 
 def read_png(path):
-    """Returns a dict: width, height, bit_depth, channels, samples (flat list), chunks (names),
+    """Returns a dict: width, height, bit_depth, channels, samples (flat list),
     icc (the decompressed iCCP profile or None)."""
     with open(path, "rb") as f:
         data = f.read()
-    if data[:8] != _SIGNATURE:
+    if data[:8] != b"\x89PNG\r\n\x1a\n":
         raise ValueError("not a PNG")
-    pos, idat, chunks, icc = 8, b"", [], None
+    pos, idat, icc = 8, b"", None
     while pos < len(data):
         length, kind = struct.unpack(">I4s", data[pos:pos + 8])
         body = data[pos + 8:pos + 8 + length]
-        chunks.append(kind.decode("latin-1"))
         if kind == b"IHDR":
             width, height, bit_depth, color_type, _, _, interlace = struct.unpack(">IIBBBBB", body)
-        elif kind == b"IDAT":
-            idat += body
-        elif kind == b"iCCP":
-            name_end = body.index(b"\0")
-            icc = zlib.decompress(body[name_end + 2:])
+        idat += body if kind == b"IDAT" else b""
+        icc = zlib.decompress(body[body.index(b"\0") + 2:]) if kind == b"iCCP" else icc
         pos += 12 + length
-    if interlace or color_type not in _CHANNELS:
+    if interlace or color_type not in (0, 2, 4, 6):
         raise ValueError("unsupported PNG layout")
-    channels = _CHANNELS[color_type]
-    bpp = channels * bit_depth // 8
-    stride = width * bpp
-    raw = zlib.decompress(idat)
-    out = bytearray()
-    prev = bytearray(stride)
+    channels = {0: 1, 2: 3, 4: 2, 6: 4}[color_type]
+    bpp, raw, out = channels * bit_depth // 8, zlib.decompress(idat), bytearray()
+    stride, prev = width * bpp, bytearray(width * bpp)
     for y in range(height):
-        kind = raw[y * (stride + 1)]
-        row = bytearray(raw[y * (stride + 1) + 1:(y + 1) * (stride + 1)])
+        kind, row = raw[y * (stride + 1)], bytearray(raw[y * (stride + 1) + 1:(y + 1) * (stride + 1)])
         for i in range(stride):
-            a = row[i - bpp] if i >= bpp else 0
-            b = prev[i]
-            c = prev[i - bpp] if i >= bpp else 0
-            if kind == 1:
-                row[i] = (row[i] + a) & 0xFF
-            elif kind == 2:
-                row[i] = (row[i] + b) & 0xFF
-            elif kind == 3:
-                row[i] = (row[i] + (a + b) // 2) & 0xFF
-            elif kind == 4:
-                row[i] = (row[i] + _paeth(a, b, c)) & 0xFF
+            a, b, c = (row[i - bpp], prev[i], prev[i - bpp]) if i >= bpp else (0, prev[i], 0)
+            row[i] = (row[i] + (a if kind == 1 else b if kind == 2 else (a + b) // 2 if kind == 3
+                                else _paeth(a, b, c) if kind == 4 else 0)) & 0xFF
         out += row
         prev = row
-    if bit_depth == 16:
-        samples = list(struct.unpack(">%dH" % (len(out) // 2), bytes(out)))
-    else:
-        samples = list(out)
+    samples = list(struct.unpack(">%dH" % (len(out) // 2), out)) if bit_depth == 16 else list(out)
     return {"width": width, "height": height, "bit_depth": bit_depth, "channels": channels,
-            "samples": samples, "chunks": chunks, "icc": icc}
+            "samples": samples, "icc": icc}
