@@ -1,14 +1,13 @@
-// The ag-psd side of the interop tests (driven by run.py).
+// The ag-psd side of the interop tests (driven by run.py and keep_everything.py).
 //
-//   node agpsd-oracle.mjs dump FILE FOLDER [--skip-composite]
-//       reads FILE with ag-psd and writes what it decodes into FOLDER in the same shape as
+//   node agpsd-oracle.mjs dump FILE [--skip-composite] FOLDER
+//       reads FILE with ag-psd and writes what it decodes into FOLDER in the shape of
 //       psdkit_interop_tool's dump: document.json and one file per channel, samples big-endian.
-//       Groups come before their content in ag-psd's tree; the layers are listed in file order
-//       (a group record after its content), without section dividers, which ag-psd does not show.
+//       Layers are listed in file order (a group record after its content), without section
+//       dividers, which ag-psd does not show.
 //   node agpsd-oracle.mjs write FOLDER
-//       writes small layered documents with ag-psd into FOLDER (PackBits, ZIP and PSB variants, and
-//       one with a document-level pattern) and dumps of the pixels it was given, to compare with
-//       what psdkit reads.
+//       writes small layered documents into FOLDER (PackBits, ZIP and PSB variants, and one with a
+//       document-level pattern) and dumps of the pixels ag-psd was given.
 //   node agpsd-oracle.mjs tree FILE...
 //       prints, as one JSON object by file name, the layer tree ag-psd reads from each FILE (depth,
 //       what the layer is, name, hidden, text) or {"error": message} where ag-psd refuses the file.
@@ -17,12 +16,10 @@ import { join } from 'node:path';
 import { readPsd, writePsdBuffer } from './agpsd.mjs';
 
 // One channel (offset 0…3 in an RGBA array) as big-endian samples of `depth` bits.
-function plane(data, offset, step, depth) {
-    const count = data.length / step;
-    const bytesPerSample = depth / 8;
-    const out = Buffer.alloc(count * bytesPerSample);
-    for (let i = 0; i < count; ++i) {
-        const v = data[i * step + offset];
+function plane(data, offset, depth) {
+    const out = Buffer.alloc((data.length / 4) * (depth / 8));
+    for (let i = 0; i < data.length / 4; ++i) {
+        const v = data[i * 4 + offset];
         if (depth === 8) out[i] = v;
         else if (depth === 16) out.writeUInt16BE(v, i * 2);
         else out.writeFloatBE(v, i * 4);
@@ -31,149 +28,98 @@ function plane(data, offset, step, depth) {
 }
 
 // top, left, bottom, right; a layer that was only given pixels (the written source) takes its size.
-function boundsOf(layer) {
-    const top = layer.top ?? 0;
-    const left = layer.left ?? 0;
-    const bottom = layer.bottom ?? top + (layer.imageData?.height ?? 0);
-    const right = layer.right ?? left + (layer.imageData?.width ?? 0);
-    return [top, left, bottom, right];
+function boundsOf({ top = 0, left = 0, bottom, right, imageData }) {
+    return [top, left, bottom ?? top + (imageData?.height ?? 0), right ?? left + (imageData?.width ?? 0)];
 }
 
 function dumpDocument(psd, folder, depth) {
     mkdirSync(folder, { recursive: true });
     let written = 0;
-    const writePlane = (bytes) => {
+    const save = (bytes) => {
         const name = `p${written++}.bin`;
         writeFileSync(join(folder, name), bytes);
         return name;
     };
+    const planes = (image, ids) => Object.fromEntries(ids.map((id, c) => [id, save(plane(image.data, c, depth))]));
     const layers = [];
     const visit = (children) => {
         for (const layer of children ?? []) {
             if (layer.children) visit(layer.children);
-            const entry = {
+            const { mask } = layer;
+            layers.push({
                 name: layer.name ?? '',
                 kind: layer.children ? 'group' : 'layer',
                 bounds: boundsOf(layer),
-                mask: null,
-                channels: {},
-            };
-            if (layer.imageData) {
-                ['0', '1', '2', '-1'].forEach((id, c) => {
-                    entry.channels[id] = writePlane(plane(layer.imageData.data, c, 4, depth));
-                });
-            }
-            if (layer.mask) {
-                const m = layer.mask;
-                entry.mask = boundsOf(m);
-                if (m.imageData) entry.channels['-2'] = writePlane(plane(m.imageData.data, 0, 4, depth));
-            }
-            layers.push(entry);
+                mask: mask ? boundsOf(mask) : null,
+                channels: {
+                    ...(layer.imageData ? planes(layer.imageData, ['0', '1', '2', '-1']) : {}),
+                    ...(mask?.imageData ? planes(mask.imageData, ['-2']) : {}),
+                },
+            });
         }
     };
     visit(psd.children);
-    const composite = psd.imageData
-        ? [0, 1, 2, 3].map((c) => writePlane(plane(psd.imageData.data, c, 4, depth)))
-        : [];
+    const composite = psd.imageData ? Object.values(planes(psd.imageData, ['0', '1', '2', '3'])) : [];
     const patterns = (psd.patterns ?? []).map((p) => ({
         name: p.name,
         size: [p.bounds.w, p.bounds.h],
-        pixels: writePlane(Buffer.from(p.data.buffer, p.data.byteOffset, p.data.byteLength)),
+        pixels: save(Buffer.from(p.data.buffer, p.data.byteOffset, p.data.byteLength)),
     }));
-    const summary = { width: psd.width, height: psd.height, depth, layers, composite, patterns };
-    writeFileSync(join(folder, 'document.json'), JSON.stringify(summary, null, 1));
+    writeFileSync(join(folder, 'document.json'), JSON.stringify({ depth, layers, composite, patterns }));
 }
 
-function dump(file, folder, skipComposite) {
-    const psd = readPsd(readFileSync(file), { useImageData: true, skipCompositeImageData: skipComposite });
-    dumpDocument(psd, folder, psd.bitsPerChannel ?? 8);
-}
+const pixels = (width, height, f) => {
+    const data = new Uint8ClampedArray(width * height * 4);
+    for (let i = 0; i < width * height; ++i) data.set(f(i % width, Math.floor(i / width), i), i * 4);
+    return { width, height, data };
+};
 
-// A small document with what hosts meet most: an opaque background, a half-transparent layer, a
-// group holding a layer with a soft mask and an empty layer, a hidden layer and one partly outside
-// the canvas.
+// What hosts meet most: an opaque background, a half-transparent layer, a group holding a layer
+// with a soft mask and an empty layer, a hidden layer and one partly outside the canvas.
 function smallDocument() {
-    const W = 67;
-    const H = 45;
-    const pixels = (width, height, f) => {
-        const data = new Uint8ClampedArray(width * height * 4);
-        for (let y = 0; y < height; ++y) {
-            for (let x = 0; x < width; ++x) data.set(f(x, y), (y * width + x) * 4);
-        }
-        return { width, height, data };
-    };
-    const background = pixels(W, H, (x, y) => [(x * 255) / W, (y * 255) / H, (x * y) % 256, 255]);
-    const glass = pixels(30, 20, (x, y) => [200, 40 + x, 90 + y, (x * 8 + y * 3) % 256]);
+    const background = pixels(67, 45, (x, y) => [(x * 255) / 67, (y * 255) / 45, (x * y) % 256, 255]);
     const disc = pixels(25, 25, (x, y) => {
         const d = Math.hypot(x - 12, y - 12);
         return [20, 180, 240, d < 10 ? 255 : d < 12 ? 128 : 0];
     });
+    const glass = pixels(30, 20, (x, y) => [200, 40 + x, 90 + y, (x * 8 + y * 3) % 256]);
     const mask = pixels(25, 25, (x) => [x * 10, x * 10, x * 10, 255]);
-    const hidden = pixels(10, 10, () => [1, 2, 3, 255]);
+    const maskBounds = { left: 30, top: 12, right: 55, bottom: 37 };
     const outside = pixels(20, 15, (x, y) => [x * 12, 255 - y * 16, 128, 255]);
     const children = [
         { name: 'Background', left: 0, top: 0, imageData: background },
-        { name: 'Glass ½', left: 5, top: 7, imageData: glass, opacity: 0.5 },
+        { name: 'Glass ½', left: 5, top: 7, opacity: 0.5, imageData: glass },
         {
             name: 'Group',
             opened: true,
             children: [
-                {
-                    name: 'Disc',
-                    left: 30,
-                    top: 12,
-                    imageData: disc,
-                    mask: { left: 30, top: 12, right: 55, bottom: 37, defaultColor: 0, imageData: mask },
-                },
+                { name: 'Disc', left: 30, top: 12, imageData: disc, mask: { ...maskBounds, defaultColor: 0, imageData: mask } },
                 { name: 'Empty', left: 0, top: 0 },
             ],
         },
-        { name: 'Hidden', left: 2, top: 30, imageData: hidden, hidden: true },
+        { name: 'Hidden', left: 2, top: 30, hidden: true, imageData: pixels(10, 10, () => [1, 2, 3, 255]) },
         { name: 'Past the edge', left: 55, top: 35, imageData: outside },
     ];
-    return { width: W, height: H, children, imageData: background };
+    return { width: 67, height: 45, children, imageData: background };
 }
 
-// A document-level pattern: 9 × 7 RGBA pixels, stored with PackBits by ag-psd.
+// A document-level pattern of 9 × 7 RGBA pixels, stored with PackBits by ag-psd.
 function patternDocument() {
-    const w = 9;
-    const h = 7;
-    const data = new Uint8Array(w * h * 4);
-    for (let i = 0; i < w * h; ++i) {
-        data.set([(i * 29) % 256, (i * 53) % 256, i % 3 === 0 ? 255 : 10, 255 - i], i * 4);
-    }
-    const image = { width: 16, height: 12, data: new Uint8ClampedArray(16 * 12 * 4).fill(200) };
-    return {
-        width: 16,
-        height: 12,
-        children: [{ name: 'Paper', left: 0, top: 0, imageData: image }],
-        imageData: image,
-        patterns: [
-            {
-                name: 'Woven',
-                id: '6a7c2e10-4b1d-11ee-9c1a-0242ac120002',
-                x: 0,
-                y: 0,
-                bounds: { x: 0, y: 0, w, h },
-                data,
-            },
-        ],
-    };
+    const { data } = pixels(9, 7, (x, y, i) => [(i * 29) % 256, (i * 53) % 256, i % 3 === 0 ? 255 : 10, 255 - i]);
+    const image = pixels(16, 12, () => [200, 200, 200, 200]);
+    const id = '6a7c2e10-4b1d-11ee-9c1a-0242ac120002';
+    const pattern = { name: 'Woven', id, x: 0, y: 0, bounds: { x: 0, y: 0, w: 9, h: 7 }, data: new Uint8Array(data.buffer) };
+    const children = [{ name: 'Paper', left: 0, top: 0, imageData: image }];
+    return { width: 16, height: 12, children, imageData: image, patterns: [pattern] };
 }
 
 function write(folder) {
     mkdirSync(folder, { recursive: true });
-    const pattern = patternDocument();
-    writeFileSync(join(folder, 'agpsd-pattern.psd'), writePsdBuffer(pattern));
-    dumpDocument(pattern, join(folder, 'agpsd-pattern-source'), 8);
+    writeFileSync(join(folder, 'agpsd-pattern.psd'), writePsdBuffer(patternDocument()));
     const document = smallDocument();
-    for (const [name, options] of [
-        ['agpsd-small-rle.psd', {}],
-        ['agpsd-small-zip.psd', { compress: true }],
-        ['agpsd-small.psb', { psb: true }],
-    ]) {
-        writeFileSync(join(folder, name), writePsdBuffer(document, options));
-    }
+    writeFileSync(join(folder, 'agpsd-small-rle.psd'), writePsdBuffer(document));
+    writeFileSync(join(folder, 'agpsd-small-zip.psd'), writePsdBuffer(document, { compress: true }));
+    writeFileSync(join(folder, 'agpsd-small.psb'), writePsdBuffer(document, { psb: true }));
     dumpDocument(document, join(folder, 'agpsd-small-source'), 8);
 }
 
@@ -189,11 +135,8 @@ function trees(files) {
     const result = {};
     for (const file of files) {
         try {
-            const psd = readPsd(readFileSync(file), {
-                skipLayerImageData: true,
-                skipCompositeImageData: true,
-                skipThumbnail: true,
-            });
+            const skip = { skipLayerImageData: true, skipCompositeImageData: true, skipThumbnail: true };
+            const psd = readPsd(readFileSync(file), skip);
             const entries = [];
             const visit = (children, depth) => {
                 for (const layer of children ?? []) {
@@ -211,13 +154,16 @@ function trees(files) {
 }
 
 const [command, ...rest] = process.argv.slice(2);
-if (command === 'dump' && rest.length >= 2) {
-    dump(rest[0], rest[1], rest.includes('--skip-composite'));
+const [file, folder] = rest.filter((arg) => arg !== '--skip-composite');
+if (command === 'dump' && folder) {
+    const skipCompositeImageData = rest.includes('--skip-composite');
+    const psd = readPsd(readFileSync(file), { useImageData: true, skipCompositeImageData });
+    dumpDocument(psd, folder, psd.bitsPerChannel ?? 8);
 } else if (command === 'write' && rest.length === 1) {
     write(rest[0]);
 } else if (command === 'tree') {
     trees(rest);
 } else {
-    console.error('usage: node agpsd-oracle.mjs dump FILE FOLDER [--skip-composite] | write FOLDER | tree FILE...');
+    console.error('usage: node agpsd-oracle.mjs dump FILE [--skip-composite] FOLDER | write FOLDER | tree FILE...');
     process.exit(2);
 }

@@ -16,70 +16,41 @@ import json
 import pathlib
 import shutil
 import subprocess
-import logging
 import sys
-import warnings
 
-from psd_tools import PSDImage
-
-HERE = pathlib.Path(__file__).resolve().parent
-sys.path.insert(0, str(HERE))
 sys.dont_write_bytecode = True  # no __pycache__ in the source tree
-from psdtools_oracle import _layer_info as layer_info, channels  # noqa: E402
-from run import Failure, ensure_agpsd  # noqa: E402  (ag-psd is installed as the interop tests do)
-
-warnings.simplefilter("ignore")  # psd-tools warns about every key it does not know
-logging.disable(logging.WARNING)
+from psd_tools import PSDImage  # noqa: E402
+from psdtools_oracle import layer_info, channels  # noqa: E402
+from run import HERE, Failure, Oracles, ensure_agpsd  # noqa: E402  (ag-psd installed as the interop tests do)
 
 # Blocks the writer builds anew from the model; "lsdk" opens a nested group and comes back as "lsct".
 REGENERATED = {"luni", "lyid", "lsct", "lsdk", "iOpa", "lclr", "lspf", "Layr", "Lr16", "Lr32"}
 
 
-def key_text(key):
-    value = getattr(key, "value", key)
-    return value.decode("latin-1") if isinstance(value, bytes) else str(value)
-
-
-def blocks(tagged):
-    """(key, data) of every block the writer keeps, in file order."""
-    if tagged is None:
-        return []
-    return [(key_text(k), v.data) for k, v in tagged.items() if key_text(k) not in REGENERATED]
-
-
 def block_lists(psd):
-    """Kept blocks at document level, then per layer record (also from "Lr16"/"Lr32")."""
+    """(key, data) of every block the writer keeps, in file order: at document level, then per
+    layer record (also from "Lr16"/"Lr32")."""
+    def kept(tagged):
+        keys = [(getattr(k, "value", k), v.data) for k, v in (tagged or {}).items()]
+        keys = [(k.decode("latin-1") if isinstance(k, bytes) else str(k), data) for k, data in keys]
+        return [(k, data) for k, data in keys if k not in REGENERATED]
     records = layer_info(psd._record)
     layers = (records.layer_records or []) if records is not None else []
-    document = blocks(psd._record.layer_and_mask_information.tagged_blocks)
-    return [document] + [blocks(record.tagged_blocks) for record in layers]
+    return [kept(psd._record.layer_and_mask_information.tagged_blocks)] + [kept(r.tagged_blocks) for r in layers]
 
 
-def tree(psd):
+def tree(group, depth=0):
     """(nesting depth, kind, name, visibility, text of a type layer) of every layer, top-down."""
-    entries = []
-
-    def walk(group, depth):
-        for layer in group:
-            text = layer.text if layer.kind == "type" else None
-            entries.append((depth, layer.kind, layer.name, layer.visible, text))
-            if layer.is_group():
-                walk(layer, depth + 1)
-    walk(psd, 0)
-    return entries
-
-
-def agpsd_trees(paths):
-    """ag-psd's layer tree of each file, or {"error": ...} where it refuses one."""
-    result = subprocess.run(["node", str(HERE / "agpsd-oracle.mjs"), "tree", *map(str, paths)],
-                            capture_output=True, text=True, check=True)
-    return json.loads(result.stdout)
+    return [entry for layer in group for entry in [(depth, layer.kind, layer.name, layer.visible,
+                                                    layer.text if layer.kind == "type" else None)]
+            + (tree(layer, depth + 1) if layer.is_group() else [])]
 
 
 def rewrite(psdkit, source, target):
     result = subprocess.run([psdkit, "rewrite", source, target], capture_output=True, text=True)
     if result.returncode != 0:
         raise AssertionError("rewrite failed: " + result.stderr.strip())
+    return target
 
 
 def rewritten(source, work, round):
@@ -88,11 +59,8 @@ def rewritten(source, work, round):
 
 def check(psdkit, source, work, trees):
     """What a rewrite loses or changes; `source` was rewritten once already, `trees` are ag-psd's."""
-    once, twice = rewritten(source, work, 1), rewritten(source, work, 2)
-    rewrite(psdkit, once, twice)
-    problems = []
-    if once.read_bytes() != twice.read_bytes():
-        problems.append("a second rewrite changes the bytes")
+    once, twice = rewritten(source, work, 1), rewrite(psdkit, rewritten(source, work, 1), rewritten(source, work, 2))
+    problems = [] if once.read_bytes() == twice.read_bytes() else ["a second rewrite changes the bytes"]
     if "error" in trees[str(source)]:
         print("note  ag-psd cannot read %s (%s)" % (source.name, trees[str(source)]["error"]))
     elif trees[str(source)] != trees[str(once)]:
@@ -104,11 +72,9 @@ def check(psdkit, source, work, trees):
         return problems
     after = PSDImage.open(once)
     if len(before) == 0:  # layerless: its channels must survive any number of rewrites
-        thrice = rewritten(source, work, 3)
-        rewrite(psdkit, twice, thrice)
-        if channels(PSDImage.open(thrice)) != channels(before):
-            problems.append("channels %s -> %s after three rewrites" % (channels(before),
-                                                                          channels(PSDImage.open(thrice))))
+        thrice = PSDImage.open(rewrite(psdkit, twice, rewritten(source, work, 3)))
+        if channels(thrice) != channels(before):
+            problems.append("channels %s -> %s after three rewrites" % (channels(before), channels(thrice)))
     lists_before, lists_after = block_lists(before), block_lists(after)
     if len(lists_before) != len(lists_after):
         problems.append("layer count %d -> %d" % (len(lists_before) - 1, len(lists_after) - 1))
@@ -118,24 +84,13 @@ def check(psdkit, source, work, trees):
             problems.append("%s blocks %s -> %s" % (where, [k for k, _ in a], [k for k, _ in b]))
         else:
             problems += ["%s block %s changed" % (where, k) for (k, x), (_, y) in zip(a, b) if x != y]
-    if tree(before) != tree(after):
-        problems.append("layer tree differs")
-    return problems
-
-
-def reads(psdkit, path):
-    return subprocess.run([psdkit, "check", path], capture_output=True).returncode == 0
-
-
-def agpsd_files(work):
-    """Files ag-psd writes: layers and a group in PackBits, ZIP and PSB, and a pattern."""
-    folder = work / "agpsd"
-    subprocess.run(["node", str(HERE / "agpsd-oracle.mjs"), "write", str(folder)], check=True)
-    return sorted(p for p in folder.iterdir() if p.suffix in (".psd", ".psb"))
+    return problems + ([] if tree(before) == tree(after) else ["layer tree differs"])
 
 
 def imagemagick_files(work):
-    """Files ImageMagick writes: flat images at 8 and 16 bits and a layered one.
+    """Files ImageMagick writes: flat images at 8 and 16 bits and layered ones, RGB (plain colours
+    would make it choose grayscale, which psdkit refuses). It keeps the layers of 16-bit files in the
+    layer info, psdkit writes them in "Lr16".
 
     ImageMagick 6 writes the blend key of the first layer of a layered file byte-reversed ("mron"),
     which psd-tools and ag-psd both refuse; psdkit keeps the key as it is. The layered file is
@@ -144,40 +99,34 @@ def imagemagick_files(work):
     if program is None or subprocess.run([program, "-version"], capture_output=True).returncode != 0:
         print("note  ImageMagick is not installed (scripts/setup.sh installs it): its files are not checked")
         return []
-    made = []
-    # 8-bit RGB, as most files from other tools are (plain colours would make ImageMagick choose
-    # grayscale, which psdkit refuses).
-    # ImageMagick keeps the layers of 16-bit files in the layer info; psdkit writes them in "Lr16".
-    layers = ["-size", "19x7", "gradient:red-blue", "-size", "5x3", "xc:red", "-size", "9x4",
-              "gradient:green-yellow"]
-    for name, args in (("im-flat.psd", ["-size", "19x7", "gradient:red-blue", "-depth", "8"]),
-                       ("im-flat-16.psd", ["-size", "19x7", "gradient:red-blue", "-depth", "16"]),
-                       ("im-layers.psd", layers + ["-depth", "8"]),
-                       ("im-layers-16.psd", layers + ["-depth", "16"])):
-        path = work / name
-        subprocess.run([program, *args, str(path)], check=True, capture_output=True)
-        made.append(path)
-        if b"8BIMmron" in path.read_bytes():
-            repaired = work / name.replace(".psd", "-norm.psd")
-            repaired.write_bytes(path.read_bytes().replace(b"8BIMmron", b"8BIMnorm"))
-            made.append(repaired)
+    made, flat = [], ["-size", "19x7", "gradient:red-blue"]
+    layers = flat + ["-size", "5x3", "xc:red", "-size", "9x4", "gradient:green-yellow"]
+    for name, args in (("im-flat.psd", flat + ["-depth", "8"]), ("im-flat-16.psd", flat + ["-depth", "16"]),
+                       ("im-layers.psd", layers + ["-depth", "8"]), ("im-layers-16.psd", layers + ["-depth", "16"])):
+        subprocess.run([program, *args, str(work / name)], check=True, capture_output=True)
+        made.append(work / name)
+        if b"8BIMmron" in made[-1].read_bytes():
+            made.append(work / name.replace(".psd", "-norm.psd"))
+            made[-1].write_bytes(made[-2].read_bytes().replace(b"8BIMmron", b"8BIMnorm"))
     return made
 
 
 def main(psdkit, corpus, work):
     shutil.rmtree(work, ignore_errors=True)
     work.mkdir(parents=True)
-    sources = sorted(p for p in corpus.iterdir() if p.suffix in (".psd", ".psb") and reads(psdkit, p))
+    sources = sorted(p for p in corpus.iterdir() if p.suffix in (".psd", ".psb")
+                     and subprocess.run([psdkit, "check", p], capture_output=True).returncode == 0)
     try:
         ensure_agpsd()
+        made = Oracles(psdkit, work).agpsd_written()
     except Failure as error:
         print("FAIL: %s" % error)
         return 1
-    sources += agpsd_files(work) + imagemagick_files(work)
+    sources += sorted(p for p in made.iterdir() if p.suffix in (".psd", ".psb")) + imagemagick_files(work)
     for source in sources:
         rewrite(psdkit, source, rewritten(source, work, 1))
-    trees = agpsd_trees(sources + [rewritten(source, work, 1) for source in sources])
-    failed = 0
+    command = ["node", HERE / "agpsd-oracle.mjs", "tree", *sources, *[rewritten(s, work, 1) for s in sources]]
+    trees, failed = json.loads(subprocess.run(command, capture_output=True, text=True, check=True).stdout), 0
     for source in sources:
         try:
             problems = check(psdkit, source, work, trees)

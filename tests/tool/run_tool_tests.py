@@ -6,35 +6,32 @@ usage: run_tool_tests.py PSDKIT CORPUS_DIR [GROUP ...] [--update-golden]
 Groups: golden (command, input, expected text, from golden.txt), create (create -> info and
 psd-tools), export (PNG pixels and index.html), rewrite (PSD -> PSB -> PSD), failures (exit statuses
 and no partial output), page (the exported page in a browser). Without GROUP all run.
-Only the standard library is used here; psd-tools runs in a separate process
-(../interop/psdtools_oracle.py).
+psd-tools runs in a separate process (../interop/psdtools_oracle.py).
 """
-import json
 import os
+import re
+import shlex
 import subprocess
 import sys
 import tempfile
 
-HERE = os.path.dirname(os.path.abspath(__file__))
-sys.path.insert(0, HERE)
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+sys.dont_write_bytecode = True  # no __pycache__ in the source tree
 
-import pngio  # noqa: E402
 import page_cases  # noqa: E402
 import tool_cases  # noqa: E402
+
+GOLDEN = os.path.join(os.path.dirname(os.path.abspath(__file__)), "golden.txt")
 
 
 class Context:
     def __init__(self, tool, corpus, work):
-        self.tool = tool
-        self.corpus = corpus
-        self.work = work
+        self.tool, self.corpus, self.work = tool, corpus, work
 
-    def run(self, *args, env=None):
+    def run(self, *args, **options):
         """Runs the tool; returns (status, stdout, stderr) as text."""
-        merged = dict(os.environ)
-        merged.update(env or {})
-        done = subprocess.run([self.tool, *args], capture_output=True, timeout=300, env=merged)
-        return (done.returncode, done.stdout.decode("utf-8", "replace"), done.stderr.decode("utf-8", "replace"))
+        done = subprocess.run([self.tool, *args], capture_output=True, timeout=300, **options)
+        return done.returncode, done.stdout.decode("utf-8", "replace"), done.stderr.decode("utf-8", "replace")
 
     def path(self, name):
         return os.path.join(self.work, name)
@@ -46,98 +43,52 @@ class Context:
         return path
 
 
-def parse_golden(path):
+def parse_golden():
     """golden.txt: cases separated by '== title' lines; each has '$ args', 'status N',
     'stdout:' and 'stderr:' sections. @corpus and @work stand for the two folders."""
-    cases, case, section = [], None, None
-    with open(path, encoding="utf-8") as f:
-        for line in f:
-            line = line.rstrip("\n")
-            if line.startswith("== "):
-                case = {"title": line[3:], "args": None, "status": None, "stdout": [], "stderr": []}
-                cases.append(case)
-                section = None
-            elif case is None or (section is None and not line.strip()):
-                continue
-            elif section is None and line.startswith("$ "):
-                case["args"] = line[2:]
-            elif section is None and line.startswith("status "):
-                case["status"] = int(line[7:])
-            elif line in ("stdout:", "stderr:"):
-                section = line[:-1]
-            else:
-                case[section].append(line)
-    for case in cases:
-        for key in ("stdout", "stderr"):
-            while case[key] and not case[key][-1]:
-                case[key].pop()
+    with open(GOLDEN, encoding="utf-8") as f:
+        blocks = re.split(r"^== ", f.read(), flags=re.M)[1:]
+    cases = []
+    for block in blocks:
+        title, args, status, out, err = re.fullmatch(r"(.*)\n\$ (.*)\nstatus (\d+)\nstdout:\n((?:.*\n)*?)stderr:\n(.*)",
+                                                     block, re.S).groups()
+        cases.append({"title": title, "args": args, "status": int(status), "stdout": lines(out), "stderr": lines(err)})
     return cases
 
 
-def write_golden(path, cases):
-    with open(path, "w", encoding="utf-8") as f:
-        f.write("# Golden cases of the psdkit tool: run by tests/tool/run_tool_tests.py.\n"
-                "# Regenerate after a deliberate change with --update-golden, then review the diff.\n")
-        for case in cases:
-            f.write("\n== %s\n$ %s\nstatus %d\nstdout:\n" % (case["title"], case["args"], case["status"]))
-            f.write("".join(line + "\n" for line in case["stdout"]))
-            f.write("stderr:\n")
-            f.write("".join(line + "\n" for line in case["stderr"]))
+def lines(text):
+    """The lines of `text` without the empty ones at its end."""
+    return text.rstrip("\n").split("\n") if text.strip("\n") else []
 
 
 def run_golden(ctx, update):
-    golden_path = os.path.join(HERE, "golden.txt")
-    cases = parse_golden(golden_path)
+    cases, failures = parse_golden(), []
     tool_cases.make_inputs(ctx)
-    failures = []
+
+    def normal(text):
+        return lines(text.replace(ctx.corpus, "@corpus").replace(ctx.work, "@work"))
+
     for case in cases:
-        args = [a.replace("@corpus", ctx.corpus).replace("@work", ctx.work) for a in split_args(case["args"])]
+        args = [a.replace("@corpus", ctx.corpus).replace("@work", ctx.work) for a in shlex.split(case["args"])]
         status, out, err = ctx.run(*args)
-
-        def normal(text):
-            text = text.replace(ctx.corpus, "@corpus").replace(ctx.work, "@work")
-            lines = text.split("\n")
-            while lines and not lines[-1]:
-                lines.pop()
-            return lines
-
         got = {"status": status, "stdout": normal(out), "stderr": normal(err)}
         if update:
             case.update(got)
-            continue
-        for key in ("status", "stdout", "stderr"):
-            if got[key] != case[key]:
-                failures.append("%s: %s differs\n  expected: %r\n  got:      %r"
-                                % (case["title"], key, case[key], got[key]))
+        failures += ["%s: %s differs\n  expected: %r\n  got:      %r" % (case["title"], key, case[key], got[key])
+                     for key in ("status", "stdout", "stderr") if got[key] != case[key] and not update]
     if update:
-        write_golden(golden_path, cases)
+        with open(GOLDEN, "w", encoding="utf-8") as f:
+            f.write("# Golden cases of the psdkit tool: run by tests/tool/run_tool_tests.py.\n"
+                    "# Regenerate after a deliberate change with --update-golden, then review the diff.\n")
+            for case in cases:
+                f.write("\n== %s\n$ %s\nstatus %d\nstdout:\n" % (case["title"], case["args"], case["status"]))
+                f.write("".join(line + "\n" for line in case["stdout"]) + "stderr:\n")
+                f.write("".join(line + "\n" for line in case["stderr"]))
     return len(cases), failures
 
 
-def split_args(text):
-    """Splits on spaces; single quotes group (no escapes)."""
-    args, current, quoted, has = [], "", False, False
-    for ch in text:
-        if ch == "'":
-            quoted, has = not quoted, True
-        elif ch == " " and not quoted:
-            if has:
-                args.append(current)
-            current, has = "", False
-        else:
-            current, has = current + ch, True
-    if has:
-        args.append(current)
-    return args
-
-
-GROUPS = {
-    "create": tool_cases.check_create,
-    "export": tool_cases.check_export,
-    "rewrite": tool_cases.check_rewrite,
-    "failures": tool_cases.check_failures,
-    "page": page_cases.check_page,
-}
+GROUPS = {"create": tool_cases.check_create, "export": tool_cases.check_export, "rewrite": tool_cases.check_rewrite,
+          "failures": tool_cases.check_failures, "page": page_cases.check_page}
 
 
 def main(argv):
@@ -146,17 +97,13 @@ def main(argv):
     if len(args) < 2:
         print(__doc__)
         return 2
-    tool, corpus, groups = os.path.abspath(args[0]), os.path.abspath(args[1]), args[2:]
-    groups = groups or ["golden", *GROUPS]
+    tool, corpus = os.path.abspath(args[0]), os.path.abspath(args[1])
     passed = failed = 0
-    for group in groups:
+    for group in args[2:] or ["golden", *GROUPS]:
         with tempfile.TemporaryDirectory(prefix="psdkit-tool-") as work:
             ctx = Context(tool, corpus, work)
             try:
-                if group == "golden":
-                    count, failures = run_golden(ctx, update)
-                else:
-                    count, failures = GROUPS[group](ctx)
+                count, failures = run_golden(ctx, update) if group == "golden" else GROUPS[group](ctx)
             except Exception as e:  # a crash of the test itself counts as one failure
                 count, failures = 1, ["%s: %s: %s" % (group, type(e).__name__, e)]
         for failure in failures:
