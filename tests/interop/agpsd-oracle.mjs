@@ -1,4 +1,4 @@
-// The ag-psd side of the interop tests (driven by run.py and keep_everything.py).
+// The ag-psd side of the interop tests (driven by run.py).
 //
 //   node agpsd-oracle.mjs dump FILE [--skip-composite] FOLDER
 //       reads FILE with ag-psd and writes what it decodes into FOLDER in the shape of

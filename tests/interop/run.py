@@ -1,8 +1,10 @@
 #!/usr/bin/python3
 """Interop tests: files psdkit writes are read by psd-tools and ag-psd with the same pixels, and
-files they write are read by psdkit with the same pixels.
+files they write are read by psdkit with the same pixels. With --keep: `psdkit rewrite` keeps every
+tagged block and the layer tree of every corpus file it reads and of files ag-psd and ImageMagick
+make, as psd-tools and ag-psd see them.
 
-    run.py --tool PSDKIT_INTEROP_TOOL --corpus CORPUS_FOLDER --work SCRATCH_FOLDER
+    run.py [--keep] --tool PSDKIT_INTEROP_TOOL|PSDKIT --corpus CORPUS_FOLDER --work SCRATCH_FOLDER
 
 A missing oracle fails the run (ag-psd is installed here by `npm ci` from the committed lockfile
 when missing). What an oracle legitimately cannot read is in KNOWN_LIMITS, reported on every run."""
@@ -17,6 +19,7 @@ HERE = pathlib.Path(__file__).resolve().parent
 sys.dont_write_bytecode = True  # no __pycache__ in the source tree
 try:
     import psdtools_oracle
+    from psd_tools import PSDImage
 except ImportError as error:  # psd-tools itself is missing
     print(f"FAIL: psd-tools cannot be imported ({error}); install python3-psd-tools")
     sys.exit(1)
@@ -257,8 +260,6 @@ def case_artboards(oracles, corpus):
 def case_others_write(oracles, corpus):
     """ag-psd's documents hold the pixels it was given; psd-tools' re-saved corpus files hold the
     samples psd-tools decodes from them: psdkit must read the same."""
-    from psd_tools import PSDImage
-
     folder, notes = oracles.agpsd_written(), []
     source = load_dump(folder / "agpsd-small-source")
     for name in ("agpsd-small-rle.psd", "agpsd-small-zip.psd", "agpsd-small.psb"):
@@ -274,8 +275,107 @@ def case_others_write(oracles, corpus):
     return notes
 
 
+# --- keep everything: `psdkit rewrite` keeps every tagged block and the layer tree -------------
+
+# Blocks the writer builds anew from the model; "lsdk" opens a nested group and comes back as "lsct".
+REGENERATED = {"luni", "lyid", "lsct", "lsdk", "iOpa", "lclr", "lspf", "Layr", "Lr16", "Lr32"}
+
+
+def block_lists(psd):
+    """(key, data) of every block the writer keeps, in file order: at document level, then per
+    layer record (also from "Lr16"/"Lr32")."""
+    def kept(tagged):
+        blocks = [(getattr(k, "value", k), v.data) for k, v in (tagged or {}).items()]
+        blocks = [(k.decode("latin-1") if isinstance(k, bytes) else str(k), data) for k, data in blocks]
+        return [(k, data) for k, data in blocks if k not in REGENERATED]
+    records = psdtools_oracle.layer_info(psd._record)
+    layers = (records.layer_records or []) if records is not None else []
+    return [kept(psd._record.layer_and_mask_information.tagged_blocks)] + [kept(r.tagged_blocks) for r in layers]
+
+
+def tree(group, depth=0):
+    """(nesting depth, kind, name, visibility, text of a type layer) of every layer, top-down."""
+    return [entry for layer in group for entry in [(depth, layer.kind, layer.name, layer.visible,
+                                                    layer.text if layer.kind == "type" else None)]
+            + (tree(layer, depth + 1) if layer.is_group() else [])]
+
+
+def imagemagick_files(work):
+    """Files ImageMagick writes: flat images at 8 and 16 bits and layered ones, RGB (plain colours
+    would make it choose grayscale, which psdkit refuses). It keeps the layers of 16-bit files in the
+    layer info, psdkit writes them in "Lr16".
+
+    ImageMagick 6 writes the blend key of the first layer of a layered file byte-reversed ("mron"),
+    which psd-tools and ag-psd both refuse; psdkit keeps the key as it is. The layered file is
+    checked as made (psdkit's side only) and with the key put right, which both oracles read."""
+    program = shutil.which("magick") or shutil.which("convert")
+    if program is None or subprocess.run([program, "-version"], capture_output=True).returncode != 0:
+        print("note  ImageMagick is not installed (scripts/setup.sh installs it): its files are not checked")
+        return []
+    made, flat = [], ["-size", "19x7", "gradient:red-blue"]
+    layers = flat + ["-size", "5x3", "xc:red", "-size", "9x4", "gradient:green-yellow"]
+    for name, args in (("im-flat.psd", flat + ["-depth", "8"]), ("im-flat-16.psd", flat + ["-depth", "16"]),
+                       ("im-layers.psd", layers + ["-depth", "8"]), ("im-layers-16.psd", layers + ["-depth", "16"])):
+        run(program, *args, work / name, what="ImageMagick")
+        made.append(work / name)
+        if b"8BIMmron" in made[-1].read_bytes():
+            made.append(work / name.replace(".psd", "-norm.psd"))
+            made[-1].write_bytes(made[-2].read_bytes().replace(b"8BIMmron", b"8BIMnorm"))
+    return made
+
+
+def keep_cases(oracles, corpus):
+    """One case per corpus file psdkit reads and per file ag-psd and ImageMagick make here."""
+    cli = oracles.tool
+    sources = sorted(p for p in corpus.iterdir() if p.suffix in (".psd", ".psb")
+                     and subprocess.run([cli, "check", p], capture_output=True).returncode == 0)
+    made = oracles.agpsd_written()
+    sources += sorted(p for p in made.iterdir() if p.suffix in (".psd", ".psb")) + imagemagick_files(oracles.work)
+    once = [oracles.rewrite(source, f"{source.stem}.1{source.suffix}") for source in sources]
+    command = ["node", HERE / "agpsd-oracle.mjs", "tree", *sources, *once]
+    trees = json.loads(subprocess.run(command, capture_output=True, text=True, check=True).stdout)
+    return [(source.name, case_keep, (source, trees)) for source in sources]
+
+
+def case_keep(oracles, corpus, source, trees):
+    """What a rewrite loses or changes: the tagged blocks per layer and at document level (each
+    kept block's body too), psd-tools' and ag-psd's layer trees, the bytes of a second rewrite, and
+    over three rewrites the channels of a layerless file. `source` was rewritten once already."""
+    once = oracles.work / f"{source.stem}.1{source.suffix}"
+    twice = oracles.rewrite(once, f"{source.stem}.2{source.suffix}")
+    problems = [] if once.read_bytes() == twice.read_bytes() else ["a second rewrite changes the bytes"]
+    notes = []
+    if "error" in trees[str(source)]:
+        notes.append(f"ag-psd cannot read it ({trees[str(source)]['error']})")
+    elif trees[str(source)] != trees[str(once)]:
+        problems.append(f"ag-psd reads another layer tree: {trees.get(str(once))}")
+    try:
+        before = PSDImage.open(source)
+    except Exception as error:  # psd-tools cannot read the original: only psdkit's side is checked
+        fail_on(problems)
+        return notes + [f"psd-tools cannot read it ({error})"]
+    after = PSDImage.open(once)
+    if len(before) == 0:  # layerless: its channels must survive any number of rewrites
+        thrice = PSDImage.open(oracles.rewrite(twice, f"{source.stem}.3{source.suffix}"))
+        if psdtools_oracle.channels(thrice) != psdtools_oracle.channels(before):
+            problems.append(f"channels {psdtools_oracle.channels(before)} -> {psdtools_oracle.channels(thrice)} "
+                            "after three rewrites")
+    lists_before, lists_after = block_lists(before), block_lists(after)
+    if len(lists_before) != len(lists_after):
+        problems.append(f"layer count {len(lists_before) - 1} -> {len(lists_after) - 1}")
+    for index, (a, b) in enumerate(zip(lists_before, lists_after)):
+        where = "document" if index == 0 else f"layer {index - 1}"
+        if [k for k, _ in a] != [k for k, _ in b]:
+            problems.append(f"{where} blocks {[k for k, _ in a]} -> {[k for k, _ in b]}")
+        else:
+            problems += [f"{where} block {k} changed" for (k, x), (_, y) in zip(a, b) if x != y]
+    fail_on(problems + ([] if tree(before) == tree(after) else ["layer tree differs"]))
+    return notes
+
+
 def main():
     parser = argparse.ArgumentParser()
+    parser.add_argument("--keep", action="store_true")
     for option in ("--tool", "--corpus", "--work"):
         parser.add_argument(option, required=True, type=lambda text: pathlib.Path(text).resolve())
     args = parser.parse_args()
@@ -283,27 +383,27 @@ def main():
         ensure_agpsd()
         if not (args.corpus / "README.md").is_file():
             raise Failure(f"no corpus at {args.corpus}")
+        shutil.rmtree(args.work, ignore_errors=True)
+        args.work.mkdir(parents=True)
+        oracles, corpus = Oracles(args.tool, args.work), args.corpus
+        cases = keep_cases(oracles, corpus) if args.keep else [
+            (f"psdkit writes, oracles read: {label} ({' '.join([name, *opts])})", case_corpus_rewrite, (index, name, opts))
+            for index, (label, name, opts) in enumerate(CORPUS_REWRITES)] + [
+            ("PSB with a host property list (8B64 plst)", case_property_list, ()),
+            ("Patt written from a Pat2 block (16-bit)", case_patterns, ("agpsd-16bits.psd", "Pat2")),
+            ("Patt written from a Pat3 block (32-bit)", case_patterns, ("psdtools-32bit.psd", "Pat3")),
+            ("artboard groups", case_artboards, ()),
+            ("layerless with transparency and an alpha channel, three rewrites", case_layerless_rewrites, ()),
+            ("ag-psd and psd-tools write, psdkit reads", case_others_write, ())]
     except Failure as error:
         print(f"FAIL: {error}")
         return 1
-    shutil.rmtree(args.work, ignore_errors=True)
-    args.work.mkdir(parents=True)
-    oracles, corpus = Oracles(args.tool, args.work), args.corpus
-    cases = [(f"psdkit writes, oracles read: {label} ({' '.join([name, *opts])})", case_corpus_rewrite,
-              (index, name, opts)) for index, (label, name, opts) in enumerate(CORPUS_REWRITES)] + [
-        ("PSB with a host property list (8B64 plst)", case_property_list, ()),
-        ("Patt written from a Pat2 block (16-bit)", case_patterns, ("agpsd-16bits.psd", "Pat2")),
-        ("Patt written from a Pat3 block (32-bit)", case_patterns, ("psdtools-32bit.psd", "Pat3")),
-        ("artboard groups", case_artboards, ()),
-        ("layerless with transparency and an alpha channel, three rewrites", case_layerless_rewrites, ()),
-        ("ag-psd and psd-tools write, psdkit reads", case_others_write, ()),
-    ]
     failed = 0
     for title, case, case_args in cases:
         try:
             notes, status = case(oracles, corpus, *case_args), "ok  "
-        except Failure as error:
-            notes, status, failed = [str(error)], "FAIL", failed + 1
+        except Exception as error:  # a reader's refusal fails the case too
+            notes, status, failed = [str(error) if isinstance(error, Failure) else repr(error)], "FAIL", failed + 1
         print(f"{status}  {title}")
         print("".join(f"        {note}\n" for note in notes), end="")
     print(f"{len(cases) - failed} passed, {failed} failed")
