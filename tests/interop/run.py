@@ -169,37 +169,50 @@ def compare_with_oracles(oracles, written, notes, expect_blocks=()):
 
 # --- the cases: each returns its notes or raises Failure --------------------------------------
 
-CORPUS_REWRITES = [  # (label, corpus file, psdkit rewrite options)
-    ("8-bit with groups", "agpsd-groups.psd", []),
-    ("8-bit with nested groups (lsdk)", "agpsd-nested.psd", []),
-    ("8-bit with masks and vector masks", "psdtools-layer_mask_data.psd", []),
-    ("8-bit, mask rectangle unlike the layer's", "oiio-psd-different-mask-size.psd", []),
-    ("8-bit, layer at negative coordinates", "pillow-negative_top_left_layer.psd", []),
-    ("layerless 8-bit", "psdtools-0layers.psd", []),
-    ("16-bit", "oiio-psd-Layers_16bit_RGB.psd", []),
-    ("32-bit", "oiio-psd-Layers_32bit_RGB.psd", []),
-    ("PSB 8-bit", "agpsd-psb.psb", []),
-    ("PSB with a group and a mask", "psdtools-group.psb", []),
-    ("16-bit written as PSB", "oiio-psd-Layers_16bit_RGB.psd", ["--psb"]),
-    ("32-bit written as PSB", "psdtools-32bit.psd", ["--psb"]),
+def expect(condition, message):
+    if not condition:
+        raise Failure(message)
+
+
+def has_properties(raw, ours):
+    expect(b"8B64plst" in raw, "the written PSB has no 8B64 plst block")
+    expect(ours["properties"].get("Interop Note") == "written for independent readers",
+           f"psdkit does not read its properties back: {ours['properties']}")
+    return "psdkit reads its properties back"
+
+
+def has_artboards(raw, ours):
+    """Artboards are written with their group opening ("lsct") beside the kept "artb" block, so the
+    nesting stays balanced and both oracles must open the file."""
+    kinds = [layer["kind"] for layer in ours["layers"]]
+    expect("artboard" in kinds, "the written document has no artboard")
+    return f"{kinds.count('artboard')} artboards, {kinds.count('group')} groups, {kinds.count('divider')} " \
+           "section dividers as psdkit reads the written file"
+
+
+CORPUS_REWRITES = [  # (label, corpus file, psdkit rewrite options, a further check of the written file)
+    ("8-bit with groups", "agpsd-groups.psd", [], None),
+    ("8-bit with nested groups (lsdk)", "agpsd-nested.psd", [], None),
+    ("8-bit with masks and vector masks", "psdtools-layer_mask_data.psd", [], None),
+    ("8-bit, mask rectangle unlike the layer's", "oiio-psd-different-mask-size.psd", [], None),
+    ("8-bit, layer at negative coordinates", "pillow-negative_top_left_layer.psd", [], None),
+    ("layerless 8-bit", "psdtools-0layers.psd", [], None),
+    ("16-bit", "oiio-psd-Layers_16bit_RGB.psd", [], None),
+    ("32-bit", "oiio-psd-Layers_32bit_RGB.psd", [], None),
+    ("PSB 8-bit", "agpsd-psb.psb", [], None),
+    ("PSB with a group and a mask", "psdtools-group.psb", [], None),
+    ("16-bit written as PSB", "oiio-psd-Layers_16bit_RGB.psd", ["--psb"], None),
+    ("32-bit written as PSB", "psdtools-32bit.psd", ["--psb"], None),
+    ("PSB with a host property list (8B64 plst)", "psdtools-1layer.psd", ["--psb", "--properties"], has_properties),
+    ("artboard groups", "psdtools-blend-modes-rgb-blend-modes.psd", [], has_artboards),
 ]
 
 
-def case_corpus_rewrite(oracles, corpus, index, name, options):
+def case_corpus_rewrite(oracles, corpus, index, name, options, further):
     notes = []
-    compare_with_oracles(oracles, oracles.rewrite(corpus / name, f"corpus-{index}-{name}", *options), notes)
-    return notes
-
-
-def case_property_list(oracles, corpus):
-    notes = []
-    written = oracles.rewrite(corpus / "psdtools-1layer.psd", "properties.psb", "--psb", "--properties")
-    if b"8B64plst" not in written.read_bytes():
-        raise Failure("the written PSB has no 8B64 plst block")
+    written = oracles.rewrite(corpus / name, f"corpus-{index}-{name}", *options)
     ours = compare_with_oracles(oracles, written, notes)
-    if ours["properties"].get("Interop Note") != "written for independent readers":
-        raise Failure(f"psdkit does not read its properties back: {ours['properties']}")
-    return notes
+    return notes + ([further(written.read_bytes(), ours)] if further else [])
 
 
 def case_patterns(oracles, corpus, name, pattern_key):
@@ -208,23 +221,20 @@ def case_patterns(oracles, corpus, name, pattern_key):
     psdkit moves it into the deeper document, and the key of that block is changed to the deeper
     one's, which is what such a file holds."""
     notes, key = [], pattern_key.encode()
-    if b"8BIM" + key not in (corpus / name).read_bytes():
-        raise Failure(f"{name} no longer holds a {pattern_key} block")
+    expect(b"8BIM" + key in (corpus / name).read_bytes(), f"{name} no longer holds a {pattern_key} block")
     made = oracles.agpsd_written() / "agpsd-pattern.psd"
     carrier = oracles.rewrite(corpus / name, f"carrier-{pattern_key}.psd", "--patterns-from", made).read_bytes()
-    if carrier.count(b"8BIMPatt") != 1:
-        raise Failure("psdkit did not write exactly one Patt block")
+    expect(carrier.count(b"8BIMPatt") == 1, "psdkit did not write exactly one Patt block")
     (oracles.work / f"with-{pattern_key}.psd").write_bytes(carrier.replace(b"8BIMPatt", b"8BIM" + key))
     written = oracles.rewrite(oracles.work / f"with-{pattern_key}.psd", f"patterns-from-{pattern_key}.psd")
     depth = compare_with_oracles(oracles, written, notes, expect_blocks=("Patt",))["depth"]
     # ag-psd reads its own patterns back opaque, so its reading of its own file is the reference.
     given = [(p["name"], p["size"], p["pixels"]) for p in oracles.agpsd(made)["patterns"]]
-    if oracles.psdtools(written)["patterns"] != [p[0] for p in given]:
-        raise Failure(f"psd-tools reads patterns {oracles.psdtools(written)['patterns']}, written {given}")
-    if [(p["name"], p["size"], p["pixels"]) for p in oracles.agpsd(written, [], depth)["patterns"]] != given:
-        raise Failure("ag-psd reads other patterns than in the file it wrote")
-    notes.append(f"pattern {given[0][0]!r} read back by psd-tools (name) and ag-psd (name and pixels)")
-    return notes
+    read = oracles.psdtools(written)["patterns"]
+    expect(read == [p[0] for p in given], f"psd-tools reads patterns {read}, written {given}")
+    expect([(p["name"], p["size"], p["pixels"]) for p in oracles.agpsd(written, [], depth)["patterns"]] == given,
+           "ag-psd reads other patterns than in the file it wrote")
+    return notes + [f"pattern {given[0][0]!r} read back by psd-tools (name) and ag-psd (name and pixels)"]
 
 
 def case_layerless_rewrites(oracles, corpus):
@@ -237,24 +247,10 @@ def case_layerless_rewrites(oracles, corpus):
     for round in (1, 2, 3):
         source, written = written, oracles.rewrite(written, f"layerless-{round}.psd")
         ours = compare_with_oracles(oracles, written, notes if round == 3 else [])
-        if oracles.psdtools(written)["channels"] != first:
-            raise Failure(f"rewrite {round}: channels and alpha names {oracles.psdtools(written)['channels']}, "
-                          f"first written {first}")
-        if ours["composite"] != oracles.psdkit(source)["composite"]:
-            raise Failure(f"rewrite {round} changes the composite")
+        again = oracles.psdtools(written)["channels"]
+        expect(again == first, f"rewrite {round}: channels and alpha names {again}, first written {first}")
+        expect(ours["composite"] == oracles.psdkit(source)["composite"], f"rewrite {round} changes the composite")
     return notes + [f"channels and alpha names as psd-tools reads them: {first}"]
-
-
-def case_artboards(oracles, corpus):
-    """Artboards are written with their group opening ("lsct") beside the kept "artb" block, so the
-    nesting stays balanced and both oracles must open the file."""
-    notes = []
-    written = oracles.rewrite(corpus / "psdtools-blend-modes-rgb-blend-modes.psd", "artboards.psd")
-    kinds = [layer["kind"] for layer in compare_with_oracles(oracles, written, notes)["layers"]]
-    if "artboard" not in kinds:
-        raise Failure("the written document has no artboard")
-    return notes + [f"{kinds.count('artboard')} artboards, {kinds.count('group')} groups, "
-                    f"{kinds.count('divider')} section dividers as psdkit reads the written file"]
 
 
 def case_others_write(oracles, corpus):
@@ -387,12 +383,10 @@ def main():
         args.work.mkdir(parents=True)
         oracles, corpus = Oracles(args.tool, args.work), args.corpus
         cases = keep_cases(oracles, corpus) if args.keep else [
-            (f"psdkit writes, oracles read: {label} ({' '.join([name, *opts])})", case_corpus_rewrite, (index, name, opts))
-            for index, (label, name, opts) in enumerate(CORPUS_REWRITES)] + [
-            ("PSB with a host property list (8B64 plst)", case_property_list, ()),
+            (f"psdkit writes, oracles read: {label} ({' '.join([name, *opts])})", case_corpus_rewrite,
+             (index, name, opts, further)) for index, (label, name, opts, further) in enumerate(CORPUS_REWRITES)] + [
             ("Patt written from a Pat2 block (16-bit)", case_patterns, ("agpsd-16bits.psd", "Pat2")),
             ("Patt written from a Pat3 block (32-bit)", case_patterns, ("psdtools-32bit.psd", "Pat3")),
-            ("artboard groups", case_artboards, ()),
             ("layerless with transparency and an alpha channel, three rewrites", case_layerless_rewrites, ()),
             ("ag-psd and psd-tools write, psdkit reads", case_others_write, ())]
     except Failure as error:
