@@ -1,9 +1,9 @@
 // The psdkit side of the interop tests (driven by run.py):
 //
-//   psdkit_interop_tool dump FILE FOLDER
-//       reads FILE and writes what psdkit decodes into FOLDER: document.json (header values, host
-//       properties, and per layer record its name, kind, bounds, mask bounds and channel files) and
-//       one file per decoded channel, samples big-endian as the format stores them
+//   psdkit_interop_tool dump FILE
+//       reads FILE and prints what psdkit decodes as JSON: header values, host properties, and per
+//       layer record its name, kind, bounds, mask bounds and decoded channels; channels are hex
+//       text of their samples, big-endian as the format stores them
 //   psdkit_interop_tool rewrite IN OUT [--psb] [--no-layers] [--properties] [--patterns-from FILE]
 //       reads IN and writes it back to OUT with its own composite; --psb writes the big-document
 //       variant, --no-layers drops the layers, --properties adds a host property list,
@@ -50,11 +50,19 @@ void writeFile(const fs::path& path, std::span<const std::uint8_t> bytes)
 }
 
 /// The logical channels of a buffer (red, green, blue, transparency; or the single grey one), each
-/// as raw big-endian samples: the library's own split, uncompressed.
-std::vector<image::AnyChannelData> planes(const image::PixelBufferType& buffer)
+/// as hex text of its big-endian samples: the library's own split, uncompressed.
+std::vector<std::string> planes(const image::PixelBufferType& buffer)
 {
-    return buffer.makeChannelData(false, image::ChannelDataCompressionType::none, image::PredictionType::none,
-                                  false);
+    std::vector<std::string> result;
+    for (const auto& channel : buffer.makeChannelData(false, image::ChannelDataCompressionType::none,
+                                                      image::PredictionType::none, false)) {
+        std::string& hex = result.emplace_back();
+        for (const std::uint8_t byte : channel.storedBytes()) {
+            hex += "0123456789abcdef"[byte >> 4];
+            hex += "0123456789abcdef"[byte & 15];
+        }
+    }
+    return result;
 }
 
 ordered_json bounds(const PSDMacRect& rect)
@@ -62,17 +70,10 @@ ordered_json bounds(const PSDMacRect& rect)
     return ordered_json::array({rect.top, rect.left, rect.bottom, rect.right});
 }
 
-int dump(const fs::path& input, const fs::path& folder)
+int dump(const fs::path& input)
 {
     const std::vector<std::uint8_t> bytes = readFile(input);
     const PSDWrapper document{std::span<const std::uint8_t>(bytes)};
-    fs::create_directories(folder);
-    std::size_t written = 0;
-    const auto writePlane = [&](const image::AnyChannelData& plane) {
-        const std::string name = "p" + std::to_string(written++) + ".bin";
-        writeFile(folder / name, plane.storedBytes());
-        return name;
-    };
 
     // Indexed by PSDLayerType::Kind; a scene group counts as a plain layer record.
     static const char* const kindNames[] = {"adjustment", "layer", "group", "divider", "layer", "artboard"};
@@ -87,23 +88,18 @@ int dump(const fs::path& input, const fs::path& folder)
             const char* ids[] = {"0", "1", "2", "-1"};
             const auto channels = planes(*content);
             for (std::size_t c = 0; c < channels.size(); ++c) {
-                entry["channels"][ids[c]] = writePlane(channels[c]);
+                entry["channels"][ids[c]] = channels[c];
             }
         }
         if (layer->hasLayerMask) {
             entry["mask"] = bounds(layer->maskRect);
             if (const auto mask = layer->maskImage()) {
-                entry["channels"]["-2"] = writePlane(planes(*mask).front());
+                entry["channels"]["-2"] = planes(*mask).front();
             }
         }
         layers.push_back(std::move(entry));
     }
-    ordered_json composite = ordered_json::array();
-    if (const auto image = document.compositeImage()) {
-        for (const auto& plane : planes(*image)) {
-            composite.push_back(writePlane(plane));
-        }
-    }
+    const auto image = document.compositeImage();
     // Host properties as text, enough to see that they came back.
     ordered_json properties = ordered_json::object();
     for (const auto& [key, value] : document.propertiesDictionary) {
@@ -111,13 +107,13 @@ int dump(const fs::path& input, const fs::path& folder)
         properties[key] = text != nullptr ? ordered_json(*text) : ordered_json();
     }
     const ordered_json summary = {
-        {"depth", document.bitDepth},          {"compositeHasAlpha", document.compositeImageHasAlphaChannel},
-        {"properties", std::move(properties)}, {"layers", std::move(layers)},
-        {"composite", std::move(composite)},
+        {"depth", document.bitDepth},
+        {"compositeHasAlpha", document.compositeImageHasAlphaChannel},
+        {"properties", std::move(properties)},
+        {"layers", std::move(layers)},
+        {"composite", image ? planes(*image) : std::vector<std::string>()},
     };
-    const std::string text = summary.dump(1, ' ', false, ordered_json::error_handler_t::replace);
-    writeFile(folder / "document.json",
-              std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
+    std::puts(summary.dump(-1, ' ', false, ordered_json::error_handler_t::replace).c_str());
     return 0;
 }
 
@@ -157,8 +153,8 @@ int main(int argc, char** argv)
     HostApplication::setCurrent(host);
     const std::string command = argc > 1 ? argv[1] : "";
     try {
-        if (command == "dump" && argc == 4) {
-            return dump(argv[2], argv[3]);
+        if (command == "dump" && argc == 3) {
+            return dump(argv[2]);
         }
         if (command == "rewrite" && argc >= 4) {
             return rewrite(argv[2], argv[3], std::span(argv + 4, static_cast<std::size_t>(argc - 4)));
@@ -167,6 +163,6 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "error: %s\n", error.what());
         return 1;
     }
-    std::fprintf(stderr, "usage: %s dump FILE FOLDER | rewrite IN OUT [OPTION...]\n", argv[0]);
+    std::fprintf(stderr, "usage: %s dump FILE | rewrite IN OUT [OPTION...]\n", argv[0]);
     return 2;
 }

@@ -1,13 +1,12 @@
 // The ag-psd side of the interop tests (driven by run.py).
 //
-//   node agpsd-oracle.mjs dump FILE [--skip-composite] FOLDER
-//       reads FILE with ag-psd and writes what it decodes into FOLDER in the shape of
-//       psdkit_interop_tool's dump: document.json and one file per channel, samples big-endian.
-//       Layers are listed in file order (a group record after its content), without section
-//       dividers, which ag-psd does not show.
+//   node agpsd-oracle.mjs dump FILE [--skip-composite]
+//       prints what ag-psd decodes from FILE as JSON in the shape of psdkit_interop_tool's dump
+//       (channels as hex text of big-endian samples). Layers are listed in file order (a group
+//       record after its content), without section dividers, which ag-psd does not show.
 //   node agpsd-oracle.mjs write FOLDER
 //       writes small layered documents into FOLDER (PackBits, ZIP and PSB variants, and one with a
-//       document-level pattern) and dumps of the pixels ag-psd was given.
+//       document-level pattern) and the dump of the pixels ag-psd was given (agpsd-small-source.json).
 //   node agpsd-oracle.mjs tree FILE...
 //       prints, as one JSON object by file name, the layer tree ag-psd reads from each FILE (depth,
 //       what the layer is, name, hidden, text) or {"error": message} where ag-psd refuses the file.
@@ -15,7 +14,7 @@ import { mkdirSync, readFileSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { readPsd, writePsdBuffer } from './agpsd.mjs';
 
-// One channel (offset 0…3 in an RGBA array) as big-endian samples of `depth` bits.
+// One channel (offset 0…3 in an RGBA array) as hex text of big-endian samples of `depth` bits.
 function plane(data, offset, depth) {
     const out = Buffer.alloc((data.length / 4) * (depth / 8));
     for (let i = 0; i < data.length / 4; ++i) {
@@ -24,7 +23,7 @@ function plane(data, offset, depth) {
         else if (depth === 16) out.writeUInt16BE(v, i * 2);
         else out.writeFloatBE(v, i * 4);
     }
-    return out;
+    return out.toString('hex');
 }
 
 // top, left, bottom, right; a layer that was only given pixels (the written source) takes its size.
@@ -32,15 +31,8 @@ function boundsOf({ top = 0, left = 0, bottom, right, imageData }) {
     return [top, left, bottom ?? top + (imageData?.height ?? 0), right ?? left + (imageData?.width ?? 0)];
 }
 
-function dumpDocument(psd, folder, depth) {
-    mkdirSync(folder, { recursive: true });
-    let written = 0;
-    const save = (bytes) => {
-        const name = `p${written++}.bin`;
-        writeFileSync(join(folder, name), bytes);
-        return name;
-    };
-    const planes = (image, ids) => Object.fromEntries(ids.map((id, c) => [id, save(plane(image.data, c, depth))]));
+function dumpDocument(psd, depth) {
+    const planes = (image, ids) => Object.fromEntries(ids.map((id, c) => [id, plane(image.data, c, depth)]));
     const layers = [];
     const visit = (children) => {
         for (const layer of children ?? []) {
@@ -63,9 +55,9 @@ function dumpDocument(psd, folder, depth) {
     const patterns = (psd.patterns ?? []).map((p) => ({
         name: p.name,
         size: [p.bounds.w, p.bounds.h],
-        pixels: save(Buffer.from(p.data.buffer, p.data.byteOffset, p.data.byteLength)),
+        pixels: Buffer.from(p.data.buffer, p.data.byteOffset, p.data.byteLength).toString('hex'),
     }));
-    writeFileSync(join(folder, 'document.json'), JSON.stringify({ depth, layers, composite, patterns }));
+    return JSON.stringify({ depth, layers, composite, patterns });
 }
 
 const pixels = (width, height, f) => {
@@ -120,7 +112,7 @@ function write(folder) {
     writeFileSync(join(folder, 'agpsd-small-rle.psd'), writePsdBuffer(document));
     writeFileSync(join(folder, 'agpsd-small-zip.psd'), writePsdBuffer(document, { compress: true }));
     writeFileSync(join(folder, 'agpsd-small.psb'), writePsdBuffer(document, { psb: true }));
-    dumpDocument(document, join(folder, 'agpsd-small-source'), 8);
+    writeFileSync(join(folder, 'agpsd-small-source.json'), dumpDocument(document, 8));
 }
 
 // What ag-psd reads a layer as: group, text, placed file, adjustment, fill, vector data, effects.
@@ -154,16 +146,15 @@ function trees(files) {
 }
 
 const [command, ...rest] = process.argv.slice(2);
-const [file, folder] = rest.filter((arg) => arg !== '--skip-composite');
-if (command === 'dump' && folder) {
+if (command === 'dump' && rest.length >= 1) {
     const skipCompositeImageData = rest.includes('--skip-composite');
-    const psd = readPsd(readFileSync(file), { useImageData: true, skipCompositeImageData });
-    dumpDocument(psd, folder, psd.bitsPerChannel ?? 8);
+    const psd = readPsd(readFileSync(rest[0]), { useImageData: true, skipCompositeImageData });
+    console.log(dumpDocument(psd, psd.bitsPerChannel ?? 8));
 } else if (command === 'write' && rest.length === 1) {
     write(rest[0]);
 } else if (command === 'tree') {
     trees(rest);
 } else {
-    console.error('usage: node agpsd-oracle.mjs dump FILE [--skip-composite] FOLDER | write FOLDER | tree FILE...');
+    console.error('usage: node agpsd-oracle.mjs dump FILE [--skip-composite] | write FOLDER | tree FILE...');
     process.exit(2);
 }

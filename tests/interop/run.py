@@ -35,12 +35,14 @@ class Failure(Exception):
 
 
 def run(*command, what, cwd=None):
+    """Runs `command`; returns its standard output, or raises Failure naming its error."""
     result = subprocess.run([str(c) for c in command], capture_output=True, text=True, cwd=cwd)
     if result.returncode != 0:
         lines = [line.strip() for line in result.stderr.splitlines() if line.strip()]
         failure = Failure(f"{what} failed: {([l for l in lines if 'Error' in l] or lines or ['(no message)'])[-1]}")
         failure.stderr = result.stderr
         raise failure
+    return result.stdout
 
 
 def ensure_agpsd():
@@ -51,14 +53,14 @@ def ensure_agpsd():
         run("npm", "ci", "--no-audit", "--no-fund", "--loglevel=error", what="npm ci", cwd=HERE)
 
 
-def load_dump(folder):
-    """A dump folder as a dictionary whose channel entries hold the sample bytes."""
-    document = json.loads((folder / "document.json").read_text())
+def decoded(text):
+    """A dump (JSON text) as a dictionary whose channels hold the sample bytes."""
+    document = json.loads(text)
     for layer in document["layers"]:
-        layer["channels"] = {k: (folder / v).read_bytes() for k, v in layer["channels"].items()}
-    document["composite"] = [(folder / name).read_bytes() for name in document["composite"]]
+        layer["channels"] = {k: bytes.fromhex(v) for k, v in layer["channels"].items()}
+    document["composite"] = [bytes.fromhex(v) for v in document["composite"]]
     for pattern in document.get("patterns", []):
-        pattern["pixels"] = (folder / pattern["pixels"]).read_bytes()
+        pattern["pixels"] = bytes.fromhex(pattern["pixels"])
     return document
 
 
@@ -66,34 +68,26 @@ class Oracles:
     """psdkit (through the interop tool), ag-psd and psd-tools on files in the work folder."""
 
     def __init__(self, tool, work):
-        self.tool, self.work, self.count = tool, work, 0
-
-    def dump(self, command, what):
-        """Runs a dumping `command` with a new folder as its last argument; returns the dump."""
-        self.count += 1
-        folder = self.work / f"dump-{self.count:02d}"
-        shutil.rmtree(folder, ignore_errors=True)
-        run(*command, folder, what=what)
-        return load_dump(folder)
+        self.tool, self.work = tool, work
 
     def rewrite(self, source, name, *options):
         run(self.tool, "rewrite", source, self.work / name, *options, what="psdkit rewrite")
         return self.work / name
 
     def psdkit(self, path):
-        return self.dump([self.tool, "dump", path], "psdkit dump")
+        return decoded(run(self.tool, "dump", path, what="psdkit dump"))
 
     def agpsd(self, path, notes=None, depth=8):
         """ag-psd's dump of `path`; with `notes`, a known limit of a deeper file is noted and the
         file read again without what ag-psd refuses."""
         try:
-            return self.dump(["node", HERE / "agpsd-oracle.mjs", "dump", path], "ag-psd dump")
+            return decoded(run("node", HERE / "agpsd-oracle.mjs", "dump", path, what="ag-psd dump"))
         except Failure as error:
             known = [reason for message, reason in KNOWN_LIMITS.items() if message in error.stderr]
             if notes is None or depth == 8 or not known:
                 raise Failure(f"ag-psd cannot read {path.name}: {error}") from error
             notes.append(f"ag-psd: {known[0]}")
-            return self.dump(["node", HERE / "agpsd-oracle.mjs", "dump", path, "--skip-composite"], "ag-psd dump")
+            return decoded(run("node", HERE / "agpsd-oracle.mjs", "dump", path, "--skip-composite", what="ag-psd dump"))
 
     def agpsd_written(self):
         """The folder of documents ag-psd writes (made on first use)."""
@@ -257,7 +251,7 @@ def case_others_write(oracles, corpus):
     """ag-psd's documents hold the pixels it was given; psd-tools' re-saved corpus files hold the
     samples psd-tools decodes from them: psdkit must read the same."""
     folder, notes = oracles.agpsd_written(), []
-    source = load_dump(folder / "agpsd-small-source")
+    source = decoded((folder / "agpsd-small-source.json").read_text())
     for name in ("agpsd-small-rle.psd", "agpsd-small-zip.psd", "agpsd-small.psb"):
         problems, count = differences(oracles.psdkit(folder / name), source, f"{name} (as given to ag-psd)", True, False)
         fail_on(problems)
