@@ -264,37 +264,29 @@ def check_failures(ctx):
     """Refused input and a write that fails half-way give their exit status and error text, leave
     no output or temporary file, and leave an existing OUT untouched; trace lines go to stderr only
     when asked for. (Exit statuses and texts of refused files are in the golden cases too.)"""
-    checks = Checks()
+    checks, old = Checks(), b"previous contents"
     make_inputs(ctx)
-
-    def left(target, before):
-        """What is at OUT afterwards (None when nothing), and the temporary files in the folder."""
-        path = ctx.path(target)
+    corrupt, clipping = ctx.path("badsignature.psd"), ctx.corpus_file("psdtools-clipping-mask.psd")
+    for title, args, out, before, status, message, limited in (  # before: what OUT holds already
+            ("rewrite of a corrupt file", ["rewrite", corrupt], "out.psd", None, 2, "(readCorruptFile)", False),
+            ("export of a corrupt file", ["export", corrupt], "outdir", None, 2, "(readCorruptFile)", False),
+            ("create with a bad PNG", ["create"], "keep.psd", old, 2, "notpng.png: not a PNG file", False),
+            ("rewrite cut short", ["rewrite", clipping], "cut.psd", None, 3, "File too large", True),
+            ("rewrite cut short over a file", ["rewrite", clipping], "keep.psd", old, 3, "File too large", True)):
+        path = ctx.path(out)
+        if before is not None:
+            with open(path, "wb") as f:
+                f.write(before)
+        pngs = ["--size", "4x4", ctx.path("red.png"), ctx.path("notpng.png")] if args == ["create"] else []
+        got, _, err = ctx.run(*args, path, *pngs, **({"preexec_fn": limit_file_size} if limited else {}))
         if before is not None:
             with open(path, "rb") as f:
-                kept = f.read()
-        else:
-            kept = os.listdir(path) if os.path.isdir(path) else ["(a file)"] if os.path.exists(path) else None
-        return [kept or None, sorted(f for f in os.listdir(ctx.work) if f.startswith("."))]
-
-    with open(ctx.path("keep.psd"), "wb") as f:
-        f.write(b"previous contents")
-    clipping = ctx.corpus_file("psdtools-clipping-mask.psd")
-    for title, args, target, before, status, message, options in (
-            ("rewrite of a corrupt file", ["rewrite", ctx.path("badsignature.psd")], "out.psd", None, 2,
-             "This file is corrupt. (readCorruptFile)", {}),
-            ("export of a corrupt file", ["export", ctx.path("badsignature.psd")], "outdir", None, 2,
-             "This file is corrupt. (readCorruptFile)", {}),
-            ("create with a bad PNG", ["create"], "keep.psd", b"previous contents", 2, "notpng.png: not a PNG file", {}),
-            ("rewrite cut short", ["rewrite", clipping], "cut.psd", None, 3, "File too large",
-             {"preexec_fn": limit_file_size}),
-            ("rewrite cut short over a file", ["rewrite", clipping], "keep.psd", b"previous contents", 3,
-             "File too large", {"preexec_fn": limit_file_size})):
-        extra = ["--size", "4x4", ctx.path("red.png"), ctx.path("notpng.png")] if args == ["create"] else []
-        got, _, err = ctx.run(*args, ctx.path(target), *extra, **options)
+                after = f.read()
+        else:  # nothing at all, or an empty folder
+            after = (os.listdir(path) or None) if os.path.isdir(path) else "a file" if os.path.exists(path) else None
         checks.equal(title + ": status, message, OUT and temporary files afterwards",
-                     [got, message in err, *left(target, before)], [status, True, before, []])
-
+                     [got, message in err, after, [f for f in os.listdir(ctx.work) if f.startswith(".")]],
+                     [status, True, before, []])
     groups = ctx.corpus_file("agpsd-groups.psd")
     _, out, _ = ctx.run("info", "--json", groups)
     _, out_traced, err = ctx.run("--trace", "info", "--json", groups)
