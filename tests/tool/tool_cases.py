@@ -76,7 +76,8 @@ def oracle(path, stored=False):
 
 
 def check_create(ctx):
-    """create -> info shows what was asked; psd-tools reads the same layers, pixels and composite."""
+    """create -> info shows what was asked; psd-tools reads the same layers, pixels and composite;
+    export gives back the PNGs it was made from."""
     checks, out = Checks(), ctx.path("made.psd")
     create_sample(ctx, out)
     doc = info_json(ctx, out)
@@ -98,14 +99,19 @@ def check_create(ctx):
         ["Green", "pixel", [5, 4, 15, 14], True], ["Top", "pixel", [12, 14, 32, 26], True],
         ["Hidden", "pixel", [0, 0, 20, 12], False]])
     by_name = {l["name"]: l for l in seen["layers"]}
-    for name, png in (("red", "red.png"), ("Green", "green.png"), ("Hidden", "red.png")):
+    checks.equal("export of the created file", ctx.run("export", out, ctx.path("e"))[::2], (0, ""))
+    for name, png, exported_png in (("red", "red.png", "layer-000-red.png"), ("Green", "green.png", "layer-002-Green.png"),
+                                    ("Hidden", "red.png", None)):
         checks.equal("psd-tools pixels of " + name, by_name[name].get("rgba"), samples(ctx.path(png)))
+        if exported_png:
+            got = pngio.read_png(ctx.path("e/" + exported_png))
+            checks.equal(exported_png + " pixels, no profile (device RGB)", [got["samples"], got["icc"]],
+                         [samples(ctx.path(png)), None])
 
     # The composite: where psd-tools' rendering is transparent its colour is arbitrary. The file
     # stores it matted against white in 8 bits and export un-mattes it, so a colour carries the
     # stored sample's rounding (half a step) enlarged by 255 / alpha.
-    checks.equal("export of the created file", ctx.run("export", out, ctx.path("export"))[::2], (0, ""))
-    mine, theirs, worst = samples(ctx.path("export/composite.png")), seen["composite"], 0
+    mine, theirs, worst = samples(ctx.path("e/composite.png")), seen["composite"], 0
     for i in range(0, len(theirs), 4):
         worst = max(worst, abs(mine[i + 3] - theirs[i + 3]))
         if theirs[i + 3] > 0:
@@ -115,17 +121,19 @@ def check_create(ctx):
                 len(mine) == len(theirs) and worst <= 1)
 
     for depth, big, name in (("16", [], "deep16.psd"), ("32", ["--psb"], "deep32.psb")):
-        checks.equal("create --depth " + depth, ctx.run("create", ctx.path(name), "--size", "8x6", "--depth", depth,
-                                                        *big, ctx.path("deep.png"), ctx.path("green.png") + "@1,1")[::2],
-                     (0, ""))
+        status, _, err = ctx.run("create", ctx.path(name), "--size", "8x6", "--depth", depth, *big,
+                                 ctx.path("deep.png"), ctx.path("green.png") + "@1,1")
         doc = info_json(ctx, ctx.path(name))
-        checks.equal("create --depth %s info" % depth, [doc["bitDepth"], doc["bigFile"], len(doc["layers"])],
-                     [int(depth), bool(big), 2])
+        checks.equal("create --depth %s: status, depth, PSB, layers" % depth,
+                     [status, err, doc["bitDepth"], doc["bigFile"], len(doc["layers"])], [0, "", int(depth), bool(big), 2])
     seen = oracle(ctx.path("deep16.psd"))
-    checks.equal("psd-tools reads the 16-bit document", [seen["depth"], [l["name"] for l in seen["layers"]]],
-                 [16, ["deep", "green"]])
-    checks.equal("psd-tools sees the 16-bit samples", seen["layers"][0].get("rgba"),
-                 [round(v / 65535 * 255) for v in samples(ctx.path("deep.png"))])
+    checks.equal("psd-tools reads the 16-bit document and its samples",
+                 [seen["depth"], [l["name"] for l in seen["layers"]], seen["layers"][0].get("rgba")],
+                 [16, ["deep", "green"], [round(v / 65535 * 255) for v in samples(ctx.path("deep.png"))]])
+    ctx.run("export", ctx.path("deep16.psd"), ctx.path("d"))
+    got = pngio.read_png(ctx.path("d/layer-000-deep.png"))
+    checks.equal("16-bit layer exported 16-bit with equal samples", [got["bit_depth"], got["samples"]],
+                 [16, samples(ctx.path("deep.png"))])
     return checks.result()
 
 
@@ -133,19 +141,9 @@ def check_create(ctx):
 
 
 def check_export(ctx):
-    """export writes PNGs equal to the layer images, with the document's profile, and index.html."""
-    checks, out = Checks(), ctx.path("made.psd")
-    create_sample(ctx, out)
-    checks.equal("export status", ctx.run("export", out, ctx.path("e"))[::2], (0, ""))
-    for name, png in (("layer-000-red.png", "red.png"), ("layer-002-Green.png", "green.png")):
-        got = pngio.read_png(ctx.path("e/" + name))
-        checks.equal(name + " pixels, no profile (device RGB)", [got["samples"], got["icc"]], [samples(ctx.path(png)), None])
-    ctx.run("create", ctx.path("deep.psd"), "--size", "8x6", "--depth", "16", ctx.path("deep.png"))
-    ctx.run("export", ctx.path("deep.psd"), ctx.path("d"))
-    got = pngio.read_png(ctx.path("d/layer-000-deep.png"))
-    checks.equal("16-bit layer stays 16-bit with equal samples", [got["bit_depth"], got["samples"]],
-                 [16, samples(ctx.path("deep.png"))])
-
+    """export of corpus files writes PNGs equal to psd-tools' layers, with the document's profile,
+    masks and alpha channels at their size, and an index.html naming them; 32-bit is tone-mapped."""
+    checks = Checks()
     # A real file with a profile, three 8-bit layers and a saved alpha channel.
     source = ctx.corpus_file("oiio-psd-Layers_8bit_RGB.psd")
     checks.equal("corpus export status", ctx.run("export", source, ctx.path("o"))[::2], (0, ""))
@@ -170,12 +168,10 @@ def check_export(ctx):
     masked = ctx.corpus_file("oiio-psd-different-mask-size.psd")
     ctx.run("export", masked, ctx.path("m"))
     masks = [f for f in sorted(os.listdir(ctx.path("m"))) if f.endswith("-mask.png")]
-    mask_rects = [l["mask"]["maskRect"] for l in info_json(ctx, masked)["layers"] if l["hasLayerMask"]]
-    checks.equal("one mask PNG per mask", len(masks), len(mask_rects))
-    for name, (top, left, bottom, right) in zip(masks, mask_rects):
-        got = pngio.read_png(ctx.path("m/" + name))
-        checks.equal(name + " is grey and mask sized", [got["channels"], got["width"], got["height"]],
-                     [1, right - left, bottom - top])
+    rects = [l["mask"]["maskRect"] for l in info_json(ctx, masked)["layers"] if l["hasLayerMask"]]
+    pngs = [pngio.read_png(ctx.path("m/" + name)) for name in masks]
+    checks.equal("one grey mask PNG per mask, mask sized", [[png["channels"], png["width"], png["height"]] for png in pngs],
+                 [[1, right - left, bottom - top] for top, left, bottom, right in rects])
 
     status, _, err = ctx.run("export", ctx.corpus_file("psdtools-32bit.psd"), ctx.path("f"))
     checks.equal("32-bit export says it tone-maps, naming the file",
