@@ -1,15 +1,10 @@
-// The psdkit side of the interop tests (driven by run.py):
-//
-//   psdkit_interop_tool dump FILE
-//       reads FILE and prints what psdkit decodes as JSON: header values, host properties, and per
-//       layer record its name, kind, bounds, mask bounds and decoded channels; channels are hex
-//       text of their samples, big-endian as the format stores them
-//   psdkit_interop_tool rewrite IN OUT [--psb] [--no-layers] [--properties] [--patterns-from FILE]
-//       reads IN and writes it back to OUT with its own composite; --psb writes the big-document
-//       variant, --no-layers drops the layers, --properties adds a host property list,
-//       --patterns-from takes the pattern data of another file
-//
-// The host's bundle identifier is set, so that a stored property list is found and can be written.
+// The psdkit side of the interop tests (driven by run.py). The host's bundle identifier is set, so
+// that a stored property list is found and can be written.
+//   dump FILE: prints what psdkit decodes as JSON: depth, host properties, and per layer record its
+//       name, kind, bounds, mask bounds and channels (hex text of big-endian samples)
+//   rewrite IN OUT [--psb] [--no-layers] [--properties] [--patterns-from FILE]: writes IN back to
+//       OUT with its own composite, as PSB, without layers, with a host property list, or with the
+//       pattern data of another file
 #include <cstdint>
 #include <cstdio>
 #include <exception>
@@ -31,13 +26,14 @@ using namespace psdkit;
 using nlohmann::ordered_json;
 namespace fs = std::filesystem;
 
-std::vector<std::uint8_t> readFile(const fs::path& path)
+PSDWrapper readDocument(const fs::path& path)
 {
     std::ifstream file(path, std::ios::binary);
     if (!file) {
         throw std::runtime_error("cannot open " + path.string());
     }
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    return PSDWrapper(
+        PSDSharedBytes({std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()}));
 }
 
 void writeFile(const fs::path& path, std::span<const std::uint8_t> bytes)
@@ -72,8 +68,7 @@ ordered_json bounds(const PSDMacRect& rect)
 
 int dump(const fs::path& input)
 {
-    const std::vector<std::uint8_t> bytes = readFile(input);
-    const PSDWrapper document{std::span<const std::uint8_t>(bytes)};
+    const PSDWrapper document = readDocument(input);
 
     // Indexed by PSDLayerType::Kind; a scene group counts as a plain layer record.
     static const char* const kindNames[] = {"adjustment", "layer", "group", "divider", "layer", "artboard"};
@@ -119,13 +114,11 @@ int dump(const fs::path& input)
 
 int rewrite(const fs::path& input, const fs::path& output, std::span<char*> options)
 {
-    const std::vector<std::uint8_t> bytes = readFile(input);
-    PSDWrapper document{std::span<const std::uint8_t>(bytes)};
+    PSDWrapper document = readDocument(input);
     for (std::size_t i = 0; i < options.size(); ++i) {
         const std::string option = options[i];
         if (option == "--patterns-from" && i + 1 < options.size()) {
-            const std::vector<std::uint8_t> other = readFile(options[++i]);
-            document.patternData = PSDWrapper(std::span<const std::uint8_t>(other)).patternData;
+            document.patternData = readDocument(options[++i]).patternData;
         } else if (option == "--psb") {
             document.bigFile = true;
         } else if (option == "--no-layers") {
