@@ -21,7 +21,7 @@ def check_page(ctx):
 
     checks = Checks()
     if not checks.true("chromium is installed (scripts/setup.sh installs it)", shutil.which("chromium")):
-        return checks.result()
+        return checks
     for name in ("psdtools-clipping-mask.psd", "psdjs-example.psd"):
         source, folder, shot = ctx.corpus_file(name), ctx.path("page-" + name), ctx.path("shot-" + name + ".png")
         if not checks.equal(name + " export", ctx.run("export", source, folder)[::2], (0, "")):
@@ -66,4 +66,4 @@ def check_page(ctx):
             checks.equal(name + " layers in hidden groups are faded like hidden layers",
                          ["hidden" in row.split() for row in re.findall(r'<div class="(layer(?: [^"]*)?)"', page)],
                          [not l["visible"] or in_hidden_group(l) for l in shown])
-    return checks.result()
+    return checks

@@ -6,7 +6,6 @@ usage: run_tool_tests.py PSDKIT CORPUS_DIR [GROUP ...] [--update-golden]
 Groups: golden (command, input, expected text, from golden.txt), create (create -> info and
 psd-tools), export (PNG pixels and index.html), rewrite (PSD -> PSB -> PSD), failures (exit statuses
 and no partial output), page (the exported page in a browser). Without GROUP all run.
-psd-tools runs in a separate process (../interop/psdtools_oracle.py).
 """
 import os
 import re
@@ -25,8 +24,8 @@ GOLDEN = os.path.join(os.path.dirname(os.path.abspath(__file__)), "golden.txt")
 
 
 class Context:
-    def __init__(self, tool, corpus, work):
-        self.tool, self.corpus, self.work = tool, corpus, work
+    def __init__(self, tool, corpus, work, update_golden=False):
+        self.tool, self.corpus, self.work, self.update_golden = tool, corpus, work, update_golden
 
     def run(self, *args, **options):
         """Runs the tool; returns (status, stdout, stderr) as text."""
@@ -61,8 +60,8 @@ def lines(text):
     return text.rstrip("\n").split("\n") if text.strip("\n") else []
 
 
-def run_golden(ctx, update):
-    cases, failures = parse_golden(), []
+def check_golden(ctx):
+    cases, checks = parse_golden(), tool_cases.Checks()
     tool_cases.make_inputs(ctx)
 
     def normal(text):
@@ -72,11 +71,11 @@ def run_golden(ctx, update):
         args = [a.replace("@corpus", ctx.corpus).replace("@work", ctx.work) for a in shlex.split(case["args"])]
         status, out, err = ctx.run(*args)
         got = {"status": status, "stdout": normal(out), "stderr": normal(err)}
-        if update:
+        if ctx.update_golden:
             case.update(got)
-        failures += ["%s: %s differs\n  expected: %r\n  got:      %r" % (case["title"], key, case[key], got[key])
-                     for key in ("status", "stdout", "stderr") if got[key] != case[key] and not update]
-    if update:
+        for key in ("status", "stdout", "stderr"):
+            checks.equal("%s: %s" % (case["title"], key), got[key], case[key])
+    if ctx.update_golden:
         with open(GOLDEN, "w", encoding="utf-8") as f:
             f.write("# Golden cases of the psdkit tool: run by tests/tool/run_tool_tests.py.\n"
                     "# Regenerate after a deliberate change with --update-golden, then review the diff.\n")
@@ -84,35 +83,32 @@ def run_golden(ctx, update):
                 f.write("\n== %s\n$ %s\nstatus %d\nstdout:\n" % (case["title"], case["args"], case["status"]))
                 f.write("".join(line + "\n" for line in case["stdout"]) + "stderr:\n")
                 f.write("".join(line + "\n" for line in case["stderr"]))
-    return len(cases), failures
+    return checks
 
 
-GROUPS = {"create": tool_cases.check_create, "export": tool_cases.check_export, "rewrite": tool_cases.check_rewrite,
-          "failures": tool_cases.check_failures, "page": page_cases.check_page}
+GROUPS = {"golden": check_golden, "create": tool_cases.check_create, "export": tool_cases.check_export,
+          "rewrite": tool_cases.check_rewrite, "failures": tool_cases.check_failures, "page": page_cases.check_page}
 
 
 def main(argv):
-    update = "--update-golden" in argv
     args = [a for a in argv[1:] if a != "--update-golden"]
     if len(args) < 2:
         print(__doc__)
         return 2
-    tool, corpus = os.path.abspath(args[0]), os.path.abspath(args[1])
-    passed = failed = 0
-    for group in args[2:] or ["golden", *GROUPS]:
+    failures = []
+    for group in args[2:] or GROUPS:
         with tempfile.TemporaryDirectory(prefix="psdkit-tool-") as work:
-            ctx = Context(tool, corpus, work)
             try:
-                count, failures = run_golden(ctx, update) if group == "golden" else GROUPS[group](ctx)
+                checks = GROUPS[group](Context(os.path.abspath(args[0]), os.path.abspath(args[1]), work,
+                                               "--update-golden" in argv))
             except Exception as e:  # a crash of the test itself counts as one failure
-                count, failures = 1, ["%s: %s: %s" % (group, type(e).__name__, e)]
-        for failure in failures:
-            print("FAIL [%s] %s" % (group, failure))
-        failed += len(failures)
-        passed += max(count - len(failures), 0)
-        print("%s: %d checks, %d failed" % (group, count, len(failures)))
-    print("%d passed, %d failed" % (passed, failed))
-    return 0 if failed == 0 else 1
+                checks = tool_cases.Checks()
+                checks.equal(group, "%s: %s" % (type(e).__name__, e), "no exception")
+        print("".join("FAIL [%s] %s\n" % (group, failure) for failure in checks.failures), end="")
+        print("%s: %d checks, %d failed" % (group, checks.count, len(checks.failures)))
+        failures += checks.failures
+    print("%d failed" % len(failures))
+    return 1 if failures else 0
 
 
 if __name__ == "__main__":

@@ -1,5 +1,4 @@
-"""The behaviour checks of run_tool_tests.py. Each check_* takes the run context and returns
-(number of checks, list of failure texts)."""
+"""The behaviour checks of run_tool_tests.py: each check_* takes the run context, returns its Checks."""
 import json
 import math
 import os
@@ -19,9 +18,9 @@ def make_inputs(ctx):
         pixels = [v for y in range(height) for x in range(width) for v in pixel(x, y)]
         pngio.write_png(ctx.path(name), width, height, pixels, bit_depth=depth)
     with open(ctx.corpus_file("psdtools-1layer.psd"), "rb") as f:
-        data = f.read()
-    for name, contents in (("badsignature.psd", b"8BPX\x00\x01" + bytes(20)),
-                           ("truncated.psd", data[:len(data) // 2]), ("notpng.png", b"this is not an image\n")):
+        whole = f.read()
+    for name, contents in (("badsignature.psd", b"8BPX\x00\x01" + bytes(20)), ("notpng.png", b"not an image\n"),
+                           ("truncated.psd", whole[:len(whole) // 2])):
         with open(ctx.path(name), "wb") as f:
             f.write(contents)
 
@@ -49,9 +48,6 @@ class Checks:
 
     def true(self, what, condition):
         return self.equal(what, bool(condition), True)
-
-    def result(self):
-        return self.count, self.failures
 
 
 # ---------------------------------------------------------------------------------- create
@@ -134,7 +130,7 @@ def check_create(ctx):
     got = pngio.read_png(ctx.path("d/layer-000-deep.png"))
     checks.equal("16-bit layer exported 16-bit with equal samples", [got["bit_depth"], got["samples"]],
                  [16, samples(ctx.path("deep.png"))])
-    return checks.result()
+    return checks
 
 
 # ---------------------------------------------------------------------------------- export
@@ -178,7 +174,7 @@ def check_export(ctx):
                  (status, "clipped to 0..1" in err, "psdtools-32bit.psd" in err), (0, True, True))
     checks.equal("32-bit composite becomes 16-bit", pngio.read_png(ctx.path("f/composite.png"))["bit_depth"], 16)
     check_unmatted_composites(ctx, checks)
-    return checks.result()
+    return checks
 
 
 def check_unmatted_composites(ctx, checks):
@@ -244,7 +240,7 @@ def check_rewrite(ctx):
         checks.equal(name + " pixels after PSD -> PSB -> PSD", exported(ctx, back, "b%d" % i),
                      exported(ctx, source, "a%d" % i))
     checks.equal("--psb with --psd is a usage error", ctx.run("rewrite", made, ctx.path("x.psd"), "--psb", "--psd")[0], 1)
-    return checks.result()
+    return checks
 
 
 # ---------------------------------------------------------------------------------- failures
@@ -288,4 +284,4 @@ def check_failures(ctx):
     _, out_traced, err = ctx.run("--trace", "info", "--json", groups)
     checks.equal("--trace keeps stdout unchanged and writes block lines to stderr",
                  [out_traced == out, "Signature '8BIM' Key" in err], [True, True])
-    return checks.result()
+    return checks
