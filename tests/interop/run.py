@@ -1,11 +1,8 @@
 #!/usr/bin/python3
 """Interop tests: files psdkit writes are read by psd-tools and ag-psd with the same pixels, and
 files they write are read by psdkit with the same pixels. With --keep: `psdkit rewrite` keeps every
-tagged block and the layer tree of every corpus file it reads and of files ag-psd and ImageMagick
-make, as psd-tools and ag-psd see them.
-
+tagged block and the layer tree of the files, as psd-tools and ag-psd see them.
     run.py [--keep] --tool PSDKIT_INTEROP_TOOL|PSDKIT --corpus CORPUS_FOLDER --work SCRATCH_FOLDER
-
 A missing oracle fails the run (ag-psd is installed here by `npm ci` from the committed lockfile
 when missing). What an oracle legitimately cannot read is in KNOWN_LIMITS, reported on every run."""
 import argparse
@@ -291,13 +288,10 @@ def tree(group, depth=0):
 
 
 def imagemagick_files(work):
-    """Files ImageMagick writes: flat images at 8 and 16 bits and layered ones, RGB (plain colours
-    would make it choose grayscale, which psdkit refuses). It keeps the layers of 16-bit files in the
-    layer info, psdkit writes them in "Lr16".
-
-    ImageMagick 6 writes the blend key of the first layer of a layered file byte-reversed ("mron"),
-    which psd-tools and ag-psd both refuse; psdkit keeps the key as it is. The layered file is
-    checked as made (psdkit's side only) and with the key put right, which both oracles read."""
+    """Files ImageMagick writes: flat and layered, 8 and 16 bits (its 16-bit layers are in the layer
+    info, psdkit writes them in "Lr16"), RGB (on plain colours it would choose grayscale). Its first
+    layer's blend key is byte-reversed ("mron"), which both oracles refuse and psdkit keeps: such a
+    file is checked as made (psdkit's side only) and with the key put right."""
     program = shutil.which("magick") or shutil.which("convert")
     if program is None or subprocess.run([program, "-version"], capture_output=True).returncode != 0:
         print("note  ImageMagick is not installed (scripts/setup.sh installs it): its files are not checked")

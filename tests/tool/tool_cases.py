@@ -2,6 +2,7 @@
 import json
 import math
 import os
+import pathlib
 import resource
 import signal
 import sys
@@ -265,20 +266,16 @@ def check_failures(ctx):
             ("create with a bad PNG", ["create"], "keep.psd", old, 2, "notpng.png: not a PNG file", False),
             ("rewrite cut short", ["rewrite", clipping], "cut.psd", None, 3, "File too large", True),
             ("rewrite cut short over a file", ["rewrite", clipping], "keep.psd", old, 3, "File too large", True)):
-        path = ctx.path(out)
-        if before is not None:
-            with open(path, "wb") as f:
-                f.write(before)
+        path = pathlib.Path(ctx.path(out))
+        if before:
+            path.write_bytes(before)
         pngs = ["--size", "4x4", ctx.path("red.png"), ctx.path("notpng.png")] if args == ["create"] else []
         got, _, err = ctx.run(*args, path, *pngs, **({"preexec_fn": limit_file_size} if limited else {}))
-        if before is not None:
-            with open(path, "rb") as f:
-                after = f.read()
-        else:  # nothing at all, or an empty folder
-            after = (os.listdir(path) or None) if os.path.isdir(path) else "a file" if os.path.exists(path) else None
+        # Afterwards OUT holds what it held, or nothing at all (an empty folder at most).
+        after = path.read_bytes() if before else path.is_file() or path.is_dir() and any(path.iterdir())
         checks.equal(title + ": status, message, OUT and temporary files afterwards",
                      [got, message in err, after, [f for f in os.listdir(ctx.work) if f.startswith(".")]],
-                     [status, True, before, []])
+                     [status, True, before or False, []])
     groups = ctx.corpus_file("agpsd-groups.psd")
     _, out, _ = ctx.run("info", "--json", groups)
     _, out_traced, err = ctx.run("--trace", "info", "--json", groups)
