@@ -79,12 +79,9 @@ int dump(const fs::path& input)
                               {"bounds", bounds(layer->contentsRect)},
                               {"mask", nullptr},
                               {"channels", ordered_json::object()}};
-        if (const auto content = layer->contentImage()) {
-            const char* ids[] = {"0", "1", "2", "-1"};
-            const auto channels = planes(*content);
-            for (std::size_t c = 0; c < channels.size(); ++c) {
-                entry["channels"][ids[c]] = channels[c];
-            }
+        if (const auto content = layer->contentImage()) { // always a colour buffer
+            const auto c = planes(*content);
+            entry["channels"] = {{"0", c[0]}, {"1", c[1]}, {"2", c[2]}, {"-1", c[3]}};
         }
         if (layer->hasLayerMask) {
             entry["mask"] = bounds(layer->maskRect);
