@@ -76,7 +76,7 @@ function smallDocument() {
     });
     const glass = pixels(30, 20, (x, y) => [200, 40 + x, 90 + y, (x * 8 + y * 3) % 256]);
     const mask = pixels(25, 25, (x) => [x * 10, x * 10, x * 10, 255]);
-    const maskBounds = { left: 30, top: 12, right: 55, bottom: 37 };
+    const discMask = { left: 30, top: 12, right: 55, bottom: 37, defaultColor: 0, imageData: mask };
     const outside = pixels(20, 15, (x, y) => [x * 12, 255 - y * 16, 128, 255]);
     const children = [
         { name: 'Background', left: 0, top: 0, imageData: background },
@@ -85,7 +85,7 @@ function smallDocument() {
             name: 'Group',
             opened: true,
             children: [
-                { name: 'Disc', left: 30, top: 12, imageData: disc, mask: { ...maskBounds, defaultColor: 0, imageData: mask } },
+                { name: 'Disc', left: 30, top: 12, imageData: disc, mask: discMask },
                 { name: 'Empty', left: 0, top: 0 },
             ],
         },
@@ -100,7 +100,8 @@ function patternDocument() {
     const { data } = pixels(9, 7, (x, y, i) => [(i * 29) % 256, (i * 53) % 256, i % 3 === 0 ? 255 : 10, 255 - i]);
     const image = pixels(16, 12, () => [200, 200, 200, 200]);
     const id = '6a7c2e10-4b1d-11ee-9c1a-0242ac120002';
-    const pattern = { name: 'Woven', id, x: 0, y: 0, bounds: { x: 0, y: 0, w: 9, h: 7 }, data: new Uint8Array(data.buffer) };
+    const bounds = { x: 0, y: 0, w: 9, h: 7 };
+    const pattern = { name: 'Woven', id, x: 0, y: 0, bounds, data: new Uint8Array(data.buffer) };
     const children = [{ name: 'Paper', left: 0, top: 0, imageData: image }];
     return { width: 16, height: 12, children, imageData: image, patterns: [pattern] };
 }

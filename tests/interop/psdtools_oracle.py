@@ -44,8 +44,8 @@ def _layer_entry(record, channel_data, depth, version):
     blocks = record.tagged_blocks
     setting = blocks.get_data(Tag.SECTION_DIVIDER_SETTING)
     name = blocks.get_data(Tag.UNICODE_LAYER_NAME)
-    entry = {"name": record.name if name is None else name,
-             "kind": "layer" if setting is None else {1: "group", 2: "group", 3: "divider"}.get(int(setting.kind), "layer"),
+    kind = "layer" if setting is None else {1: "group", 2: "group", 3: "divider"}.get(int(setting.kind), "layer")
+    entry = {"name": record.name if name is None else name, "kind": kind,
              "bounds": [record.top, record.left, record.bottom, record.right], "mask": None, "channels": {}}
     width, height, mask = record.right - record.left, record.bottom - record.top, record.mask_data
     if mask is not None:

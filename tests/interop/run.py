@@ -250,7 +250,7 @@ def case_others_write(oracles, corpus):
     folder, notes = oracles.agpsd_written(), []
     source = decoded((folder / "agpsd-small-source.json").read_text())
     for name in ("agpsd-small-rle.psd", "agpsd-small-zip.psd", "agpsd-small.psb"):
-        problems, count = differences(oracles.psdkit(folder / name), source, f"{name} (as given to ag-psd)", True, False)
+        problems, count = differences(oracles.psdkit(folder / name), source, f"{name} as given", True, False)
         fail_on(problems)
         notes.append(f"{name}: {count} channels equal")
     for name in ("psdtools-layer_mask_data.psd", "oiio-psd-Layers_16bit_RGB.psd"):

@@ -41,7 +41,8 @@ def check_page(ctx):
                  "--disable-background-networking", "--disable-component-update", "--disable-sync",
                  "--user-data-dir=" + profile, "--hide-scrollbars", "--window-size=1000,3000", "--screenshot=" + shot,
                  "file://" + os.path.join(folder, "index.html")], capture_output=True, timeout=120)
-        if not checks.true("%s screenshot taken (%d: %s)" % (name, done.returncode, done.stderr[-400:].decode("utf-8", "replace")),
+        said = done.stderr[-400:].decode("utf-8", "replace")
+        if not checks.true("%s screenshot taken (%d: %s)" % (name, done.returncode, said),
                            done.returncode == 0 and os.path.exists(shot)):
             continue
         with Image.open(shot) as image:

@@ -95,8 +95,8 @@ def check_create(ctx):
         ["Hidden", "pixel", [0, 0, 20, 12], False]])
     by_name = {l["name"]: l for l in seen["layers"]}
     checks.equal("export of the created file", ctx.run("export", out, ctx.path("e"))[::2], (0, ""))
-    for name, png, exported_png in (("red", "red.png", "layer-000-red.png"), ("Green", "green.png", "layer-002-Green.png"),
-                                    ("Hidden", "red.png", None)):
+    for name, png, exported_png in (("red", "red.png", "layer-000-red.png"), ("Hidden", "red.png", None),
+                                    ("Green", "green.png", "layer-002-Green.png")):
         checks.equal("psd-tools pixels of " + name, by_name[name].get("rgba"), samples(ctx.path(png)))
         if exported_png:
             got = pngio.read_png(ctx.path("e/" + exported_png))
@@ -120,7 +120,8 @@ def check_create(ctx):
                                  ctx.path("deep.png"), ctx.path("green.png") + "@1,1")
         doc = info_json(ctx, ctx.path(name))
         checks.equal("create --depth %s: status, depth, PSB, layers" % depth,
-                     [status, err, doc["bitDepth"], doc["bigFile"], len(doc["layers"])], [0, "", int(depth), bool(big), 2])
+                     [status, err, doc["bitDepth"], doc["bigFile"], len(doc["layers"])],
+                     [0, "", int(depth), bool(big), 2])
     seen = oracle(ctx.path("deep16.psd"))
     checks.equal("psd-tools reads the 16-bit document and its samples",
                  [seen["depth"], [l["name"] for l in seen["layers"]], seen["layers"][0].get("rgba")],
@@ -158,14 +159,16 @@ def check_export(ctx):
                  exported(ctx, source, "o3", "--threads", "3"))
     with open(ctx.path("o/index.html"), encoding="utf-8") as f:
         page = f.read()
-    checks.equal("index.html shows every PNG", [f for f in files if f.endswith(".png") and 'src="%s"' % f not in page], [])
+    checks.equal("index.html shows every PNG", [f for f in files if f.endswith(".png") and f'src="{f}"' not in page],
+                 [])
 
     masked = ctx.corpus_file("oiio-psd-different-mask-size.psd")
     ctx.run("export", masked, ctx.path("m"))
     masks = [f for f in sorted(os.listdir(ctx.path("m"))) if f.endswith("-mask.png")]
     rects = [l["mask"]["maskRect"] for l in info_json(ctx, masked)["layers"] if l["hasLayerMask"]]
     pngs = [pngio.read_png(ctx.path("m/" + name)) for name in masks]
-    checks.equal("one grey mask PNG per mask, mask sized", [[png["channels"], png["width"], png["height"]] for png in pngs],
+    checks.equal("one grey mask PNG per mask, mask sized",
+                 [[png["channels"], png["width"], png["height"]] for png in pngs],
                  [[1, right - left, bottom - top] for top, left, bottom, right in rects])
 
     status, _, err = ctx.run("export", ctx.corpus_file("psdtools-32bit.psd"), ctx.path("f"))
@@ -238,7 +241,8 @@ def check_rewrite(ctx):
         checks.equal(name + " content after PSD -> PSB -> PSD", content(ctx, back), content(ctx, source))
         checks.equal(name + " pixels after PSD -> PSB -> PSD", exported(ctx, back, "b%d" % i),
                      exported(ctx, source, "a%d" % i))
-    checks.equal("--psb with --psd is a usage error", ctx.run("rewrite", made, ctx.path("x.psd"), "--psb", "--psd")[0], 1)
+    checks.equal("--psb with --psd is a usage error",
+                 ctx.run("rewrite", made, ctx.path("x.psd"), "--psb", "--psd")[0], 1)
     return checks
 
 
