@@ -1,12 +1,8 @@
 #!/usr/bin/env python3
-"""Runs the README's first program over every corpus file.
-
-Checks that the README's example is the code the program compiles, that every file psdkit reads
-prints exactly one line per layer record and the size it wrote (no trace lines), and that every
-file psdkit refuses gives one line on standard error naming why, exit status 2 and nothing on
-standard output.
-usage: run.py PROGRAM CORPUS README SOURCE
-"""
+"""usage: run.py PROGRAM CORPUS README SOURCE: the README's example is the code the program
+compiles; run over every corpus file, the program prints one line per layer record and the size
+it wrote for every file psdkit reads (no trace lines), and for every file psdkit refuses one line
+on standard error naming why, exit status 2 and nothing on standard output."""
 import json
 import pathlib
 import re

@@ -36,15 +36,6 @@ PSDWrapper readDocument(const fs::path& path)
         PSDSharedBytes({std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()}));
 }
 
-void writeFile(const fs::path& path, std::span<const std::uint8_t> bytes)
-{
-    std::ofstream file(path, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    if (!file.flush()) {
-        throw std::runtime_error("cannot write " + path.string());
-    }
-}
-
 /// The logical channels of a buffer (red, green, blue, transparency; or the single grey one), each
 /// as hex text of its big-endian samples: the library's own split, uncompressed.
 std::vector<std::string> planes(const image::PixelBufferType& buffer)
@@ -128,8 +119,13 @@ int rewrite(const fs::path& input, const fs::path& output, std::span<char*> opti
             return 2;
         }
     }
-    const auto composite = document.compositeImageOrBlank();
-    writeFile(output, document.serializedRepresentationWithCompositeImage(composite.get()));
+    const auto bytes =
+        document.serializedRepresentationWithCompositeImage(document.compositeImageOrBlank().get());
+    std::ofstream file(output, std::ios::binary);
+    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    if (!file.flush()) {
+        throw std::runtime_error("cannot write " + output.string());
+    }
     return 0;
 }
 

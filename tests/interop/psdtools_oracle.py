@@ -34,10 +34,9 @@ def layer_info(record):
 
 def channels(psd):
     """The header's channel count and the alpha channel names (Unicode names, else Pascal names)."""
-    for resource in (Resource.ALPHA_NAMES_UNICODE, Resource.ALPHA_NAMES_PASCAL):
-        if resource in psd.image_resources and list(psd.image_resources.get_data(resource)):
-            return psd._record.header.channels, list(psd.image_resources.get_data(resource))
-    return psd._record.header.channels, None
+    names = [list(psd.image_resources.get_data(resource)) for resource in
+             (Resource.ALPHA_NAMES_UNICODE, Resource.ALPHA_NAMES_PASCAL) if resource in psd.image_resources]
+    return psd._record.header.channels, next((n for n in names if n), None)
 
 
 def _layer_entry(record, channel_data, depth, version):

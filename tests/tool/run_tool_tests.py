@@ -17,7 +17,6 @@ import tempfile
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 sys.dont_write_bytecode = True  # no __pycache__ in the source tree
 
-import page_cases  # noqa: E402
 import tool_cases  # noqa: E402
 
 GOLDEN = os.path.join(os.path.dirname(os.path.abspath(__file__)), "golden.txt")
@@ -87,7 +86,7 @@ def check_golden(ctx):
 
 
 GROUPS = {"golden": check_golden, "create": tool_cases.check_create, "export": tool_cases.check_export,
-          "rewrite": tool_cases.check_rewrite, "failures": tool_cases.check_failures, "page": page_cases.check_page}
+          "rewrite": tool_cases.check_rewrite, "failures": tool_cases.check_failures, "page": tool_cases.check_page}
 
 
 def main(argv):
