@@ -62,47 +62,25 @@ class Checks:
         return self.equal(what, bool(condition), True)
 
 
-def parse_golden():
-    """golden.txt: cases separated by '== title' lines; each has '$ args', 'status N',
-    'stdout:' and 'stderr:' sections. @corpus and @work stand for the two folders."""
-    with open(GOLDEN, encoding="utf-8") as f:
-        blocks = re.split(r"^== ", f.read(), flags=re.M)[1:]
-    cases = []
-    for block in blocks:
-        title, args, status, out, err = re.fullmatch(r"(.*)\n\$ (.*)\nstatus (\d+)\nstdout:\n((?:.*\n)*?)stderr:\n(.*)",
-                                                     block, re.S).groups()
-        cases.append({"title": title, "args": args, "status": int(status), "stdout": lines(out), "stderr": lines(err)})
-    return cases
-
-
-def lines(text):
-    """The lines of `text` without the empty ones at its end."""
-    return text.rstrip("\n").split("\n") if text.strip("\n") else []
-
-
 def check_golden(ctx):
-    cases, checks = parse_golden(), Checks()
+    """golden.txt: after its header, cases that each begin with '== title' after an empty line and
+    '$ args' (@corpus and @work stand for the two folders), then 'status N', 'stdout:' and 'stderr:'
+    with the expected lines. A case passes when a run prints the case again exactly, trailing empty
+    lines of each stream left out; --update-golden writes what the runs print."""
+    checks = Checks()
     make_inputs(ctx)
-
-    def normal(text):
-        return lines(text.replace(ctx.corpus, "@corpus").replace(ctx.work, "@work"))
-
-    for case in cases:
-        args = [a.replace("@corpus", ctx.corpus).replace("@work", ctx.work) for a in shlex.split(case["args"])]
-        status, out, err = ctx.run(*args)
-        got = {"status": status, "stdout": normal(out), "stderr": normal(err)}
-        if ctx.update_golden:
-            case.update(got)
-        for key in ("status", "stdout", "stderr"):
-            checks.equal("%s: %s" % (case["title"], key), got[key], case[key])
+    with open(GOLDEN, encoding="utf-8") as f:
+        header, *cases = f.read().split("\n== ")
+    for index, case in enumerate(cases):
+        title, args = case.split("\n")[0], case.split("\n")[1][2:]
+        status, out, err = ctx.run(*[a.replace("@corpus", ctx.corpus).replace("@work", ctx.work) for a in shlex.split(args)])
+        streams = [text.replace(ctx.corpus, "@corpus").replace(ctx.work, "@work").rstrip("\n") + "\n"
+                   if text.strip("\n") else "" for text in (out, err)]
+        cases[index] = "%s\n$ %s\nstatus %d\nstdout:\n%sstderr:\n%s" % (title, args, status, *streams)
+        checks.equal(title, cases[index], case)
     if ctx.update_golden:
         with open(GOLDEN, "w", encoding="utf-8") as f:
-            f.write("# Golden cases of the psdkit tool: run by tests/tool/run_tool_tests.py.\n"
-                    "# Regenerate after a deliberate change with --update-golden, then review the diff.\n")
-            for case in cases:
-                f.write("\n== %s\n$ %s\nstatus %d\nstdout:\n" % (case["title"], case["args"], case["status"]))
-                f.write("".join(line + "\n" for line in case["stdout"]) + "stderr:\n")
-                f.write("".join(line + "\n" for line in case["stderr"]))
+            f.write("\n== ".join([header, *cases]))
     return checks
 
 
