@@ -73,7 +73,8 @@ def check_golden(ctx):
         header, *cases = f.read().split("\n== ")
     for index, case in enumerate(cases):
         title, args = case.split("\n")[0], case.split("\n")[1][2:]
-        status, out, err = ctx.run(*[a.replace("@corpus", ctx.corpus).replace("@work", ctx.work) for a in shlex.split(args)])
+        argv = [a.replace("@corpus", ctx.corpus).replace("@work", ctx.work) for a in shlex.split(args)]
+        status, out, err = ctx.run(*argv)
         streams = [text.replace(ctx.corpus, "@corpus").replace(ctx.work, "@work").rstrip("\n") + "\n"
                    if text.strip("\n") else "" for text in (out, err)]
         cases[index] = "%s\n$ %s\nstatus %d\nstdout:\n%sstderr:\n%s" % (title, args, status, *streams)
