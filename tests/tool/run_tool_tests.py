@@ -95,7 +95,7 @@ def make_inputs(ctx):
         pngio.write_png(ctx.path(name), width, height, pixels, bit_depth=depth)
     with open(ctx.corpus_file("psdtools-1layer.psd"), "rb") as f:
         whole = f.read()
-    for name, contents in (("badsignature.psd", b"8BPX\x00\x01" + bytes(20)), ("notpng.png", b"not an image\n"),
+    for name, contents in (("badsignature.psd", b"8BPX\x00\x01" + bytes(20)), ("notpng.png", b"this is not an image\n"),
                            ("truncated.psd", whole[:len(whole) // 2])):
         with open(ctx.path(name), "wb") as f:
             f.write(contents)
