@@ -4,9 +4,11 @@
 // off-canvas layers, odd sizes, alpha channels and kept raw blocks at both levels.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <random>
 
 #include "psdkit/document/PSDWrapper.hpp"
+#include "psdkit/platform/image/PixelTypes.hpp"
 #include "support/DocumentExpectations.hpp"
 
 namespace psdkit {
@@ -28,51 +30,35 @@ class RandomDocuments {
     bool chance(int percent) { return between(0, 99) < percent; }
     double fraction() { return static_cast<double>(between(0, 255)) / 255.0; }
 
-    // A buffer of `P` with random samples; float samples stay in 0…1, transparency opaque when asked.
-    template <typename P>
-    std::shared_ptr<image::PixelBuffer<P>> image(image::IntegralSize size, bool opaque = false)
+    // A buffer of random samples in `format`: float samples stay in 0…1, transparency is opaque when asked.
+    std::shared_ptr<image::PixelBufferType> image(image::PixelFormat format, image::IntegralSize size,
+                                                  bool opaque = false)
     {
-        auto buffer = std::make_shared<image::PixelBuffer<P>>(size);
-        auto bytes = buffer->mutableBytes();
-        for (auto& byte : bytes) {
-            byte = static_cast<std::uint8_t>(between(0, 255));
-        }
-        for (auto& pixel : buffer->pixels()) {
-            if constexpr (std::is_same_v<P, image::PixelRGBA32>) {
-                pixel = {fraction32(), fraction32(), fraction32(), opaque ? 1.0F : fraction32()};
-            } else if constexpr (std::is_same_v<P, image::PixelGray32>) {
-                pixel.v = fraction32();
-            } else if constexpr (std::is_same_v<P, image::PixelARGB8>) {
-                pixel.a = opaque ? 255 : pixel.a;
-            } else if constexpr (std::is_same_v<P, image::PixelRGBA16>) {
-                pixel.a = opaque ? 65535 : pixel.a;
+        auto buffer = image::makePixelBuffer(format, size);
+        const auto bytes = buffer->mutableBytes();
+        const std::size_t sampleBytes = image::bytesPerSample(image::sampleType(format));
+        const std::size_t pixelBytes = image::bytesPerPixel(format);
+        for (std::size_t at = 0; at < bytes.size(); at += sampleBytes) {
+            const bool alpha = image::channelCount(format) == 4 &&
+                               at % pixelBytes == image::memorySlot(format, 3) * sampleBytes;
+            const float sample = opaque && alpha ? 1.0F : static_cast<float>(between(0, 1000)) / 1000.0F;
+            for (std::size_t i = 0; i < sampleBytes; ++i) {
+                bytes[at + i] = opaque && alpha ? 0xFF : static_cast<std::uint8_t>(between(0, 255));
+            }
+            if (sampleBytes == 4) {
+                std::memcpy(&bytes[at], &sample, sizeof sample);
             }
         }
         return buffer;
     }
-
     std::shared_ptr<image::PixelBufferType> colorImage(std::int64_t depth, image::IntegralSize size,
                                                        bool opaque)
     {
-        switch (depth) {
-        case 16:
-            return image<image::PixelRGBA16>(size, opaque);
-        case 32:
-            return image<image::PixelRGBA32>(size, opaque);
-        default:
-            return image<image::PixelARGB8>(size, opaque);
-        }
+        return image(*image::colorPixelFormatForDepth(depth), size, opaque);
     }
     std::shared_ptr<image::PixelBufferType> grayImage(std::int64_t depth, image::IntegralSize size)
     {
-        switch (depth) {
-        case 16:
-            return image<image::PixelGray16>(size);
-        case 32:
-            return image<image::PixelGray32>(size);
-        default:
-            return image<image::PixelGray8>(size);
-        }
+        return image(*image::grayPixelFormatForDepth(depth), size);
     }
 
     // Bounds that may be empty, lie partly or wholly off the canvas, and have odd sizes.
@@ -177,8 +163,6 @@ class RandomDocuments {
     }
 
   private:
-    float fraction32() { return static_cast<float>(between(0, 1000)) / 1000.0F; }
-
     void fillRecord(PSDLayerWrapper& layer, const PSDWrapper& doc, const std::vector<const char*>& modes)
     {
         static const char* const kNames[] = {"", "a", "Layer 1", "odd name", "caf\xC3\xA9"};

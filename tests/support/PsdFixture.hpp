@@ -1,5 +1,6 @@
 #pragma once
 // Builders of whole PSD/PSB files and layer records for tests, on top of ByteBuilder.
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -138,6 +139,18 @@ inline void appendBlock(ByteBuilder& b, const std::string& key, const std::vecto
     if (data.size() % 2 != 0) {
         b.u8(0);
     }
+}
+
+/// How many times `needle` occurs in `bytes`, overlaps included.
+inline std::size_t occurrences(const std::vector<std::uint8_t>& bytes,
+                               const std::vector<std::uint8_t>& needle)
+{
+    std::size_t n = 0;
+    for (auto at = bytes.begin();
+         (at = std::search(at, bytes.end(), needle.begin(), needle.end())) != bytes.end(); ++at) {
+        ++n;
+    }
+    return n;
 }
 
 /// The data of the first image resource `identifier` of a PSD or PSB file, read independently
