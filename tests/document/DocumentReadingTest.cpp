@@ -135,8 +135,7 @@ TEST(DocumentLayerSectionTest, EmptySectionsAndDocumentBlocks)
     EXPECT_TRUE(doc.additionalLayerAndMaskInfo.empty());
     EXPECT_TRUE(doc.uninterpretedBlocks.empty());
 
-    PSDReadOptions keepAll;
-    keepAll.keepUnknownBlocks = true;
+    const PSDReadOptions keepAll{.keepUnknownBlocks = true};
     PSDWrapper kept(buildFile(s), keepAll);
     const std::vector<PSDRawBlock> expected = {{"8BIM", "lnk2", false, PSDSharedBytes(V{1, 2, 3, 4, 5})},
                                                {"8BIM", "Patt", false, PSDSharedBytes(V{1, 2})},

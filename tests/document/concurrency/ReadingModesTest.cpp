@@ -56,10 +56,7 @@ void expectSame(const Observed& expected, const Observed& actual, bool imagesToo
 
 PSDReadOptions options(PSDImageDecoding decoding, unsigned threads = 0)
 {
-    PSDReadOptions o;
-    o.imageDecoding = decoding;
-    o.threadCount = threads;
-    return o;
+    return {.imageDecoding = decoding, .threadCount = threads};
 }
 
 class CorpusReadingModes : public ::testing::TestWithParam<std::string> {};

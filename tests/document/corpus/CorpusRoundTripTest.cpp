@@ -34,8 +34,7 @@ class CorpusRoundTripTest : public ::testing::TestWithParam<std::string> {};
 // count and alpha channels), and rewriting what was read back gives the same bytes again.
 TEST_P(CorpusRoundTripTest, WrittenAndReadAgainKeepsEverything)
 {
-    PSDReadOptions keepAll;
-    keepAll.keepUnknownBlocks = true;
+    const PSDReadOptions keepAll{.keepUnknownBlocks = true};
     const V bytes = readCorpusFile(GetParam());
     PSDWrapper original(bytes, keepAll);
     const auto composite = original.compositeImage();
