@@ -41,7 +41,7 @@ TEST(LayerRecordTest, NamesPadByStoredBytesAndRepeatedBlocksKeepTheirFirstPlace)
         appendBlock(b, "zzzz", {1, 2, 3, 4, 5});
         appendBlock(b, "lfx2", {9, 9}, "8B64");
     };
-    PSDWrapper doc(fileWithLayers(1, {r}, kEmptyChannels));
+    PSDWrapper doc(fileWithLayers({r}, kEmptyChannels));
     const auto& layer = *doc.layers.at(0);
     EXPECT_EQ(layer.name, "Unicode");
     EXPECT_EQ(layer.type(), PSDLayerType::adjustmentLayer(PSDAdjustmentLayerType::solidColor));
@@ -78,7 +78,7 @@ TEST(LayerRecordTest, SectionDividerSettings)
             }
             appendBlock(b, "lsct", c.lsct);
         });
-        PSDWrapper doc(fileWithLayers(1, {r}, kEmptyChannels));
+        PSDWrapper doc(fileWithLayers({r}, kEmptyChannels));
         const auto& layer = *doc.layers[0];
         EXPECT_EQ(layer.type(), c.type) << layer.type().description();
         EXPECT_EQ(layer.expanded, c.expanded);
@@ -89,7 +89,7 @@ TEST(LayerRecordTest, SectionDividerSettings)
                             V(ByteBuilder().i32(1).ascii("8BIX").ascii("pass"))}) {
         RecordFields r;
         r.extra = extra("", [&](ByteBuilder& b) { appendBlock(b, "lsct", bad); });
-        EXPECT_EQ(thrownError([&] { PSDWrapper d(fileWithLayers(1, {r}, kEmptyChannels)); }),
+        EXPECT_EQ(thrownError([&] { PSDWrapper d(fileWithLayers({r}, kEmptyChannels)); }),
                   PSDError::readCorruptFile);
     }
 }
@@ -117,7 +117,7 @@ TEST(LayerRecordTest, MaskDataSizesAndParameters)
             b.i32(c.size).i32(c.rect[0]).i32(c.rect[1]).i32(c.rect[2]).i32(c.rect[3]).raw(c.tail);
             b.u32(0).pascal("", 4);
         };
-        const V file = fileWithLayers(1, {r}, kEmptyChannels);
+        const V file = fileWithLayers({r}, kEmptyChannels);
         EXPECT_EQ(thrownError([&] { PSDWrapper d(file); }), c.expected) << c.size;
     }
 }
@@ -152,7 +152,7 @@ TEST(LayerRecordTest, MalformedRecordsFailWithTheirError)
     for (const auto& c : cases) {
         RecordFields r;
         c.change(r);
-        const V file = fileWithLayers(1, {r}, kEmptyChannels);
+        const V file = fileWithLayers({r}, kEmptyChannels);
         EXPECT_EQ(thrownError([&] { PSDWrapper d(file); }), c.expected);
     }
 }
@@ -174,7 +174,7 @@ TEST(LayerChannelDataTest, RefusesWhatCannotBecomeAnImage)
         r.bottom = 1;
         r.right = 1;
         r.channels = c.channels;
-        const V file = fileWithLayers(1, {r}, c.data);
+        const V file = fileWithLayers({r}, c.data);
         EXPECT_EQ(thrownError([&] { PSDWrapper d(file); }), c.expected);
     }
 }

@@ -148,7 +148,7 @@ V fileWithLayers(const std::vector<std::vector<V>>& layers)
             records[i].channels.emplace_back(static_cast<std::int16_t>(c), layers[i][c].size());
         }
     }
-    return testing::fileWithLayers(static_cast<std::int64_t>(layers.size()), records, [&](ByteBuilder& b) {
+    return testing::fileWithLayers(records, [&](ByteBuilder& b) {
         for (const auto& channels : layers) {
             for (const auto& channel : channels) {
                 b.raw(channel);
