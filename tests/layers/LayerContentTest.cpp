@@ -14,37 +14,28 @@ namespace {
 using psdkit::testing::ByteBuilder;
 using V = std::vector<std::uint8_t>;
 
-std::shared_ptr<PSDLayerWrapper> layerOf(PSDLayerType type, std::vector<std::string> blockKeys = {})
+void addBlock(PSDLayerWrapper& layer, const std::string& key, V body)
+{
+    layer.uninterpretedBlocks.push_back(
+        PSDRawBlock{"8BIM", PSDFourCharCode(key), false, PSDSharedBytes(std::move(body))});
+}
+
+std::shared_ptr<PSDLayerWrapper> layerOf(PSDLayerType type, const std::vector<std::string>& blockKeys = {})
 {
     auto layer = std::make_shared<PSDLayerWrapper>();
     layer->setType(type);
     for (const std::string& key : blockKeys) {
-        layer->uninterpretedBlocks.push_back(
-            PSDRawBlock{PSDFourCharCode("8BIM"), PSDFourCharCode(key), false, PSDSharedBytes(V{0, 0})});
+        addBlock(*layer, key, V{0, 0});
     }
     return layer;
 }
 
-void addBlock(PSDLayerWrapper& layer, const char* key, V body)
-{
-    layer.uninterpretedBlocks.push_back(
-        PSDRawBlock{"8BIM", PSDFourCharCode(std::string(key)), false, PSDSharedBytes(std::move(body))});
-}
-
-V descriptorBytes(const std::vector<std::pair<const char*, PSDDescriptorPropertyValue>>& items)
-{
-    PSDDescriptor descriptor;
-    for (const auto& [key, value] : items) {
-        descriptor.set(PSDFourCharCode(std::string(key)), value);
-    }
-    return descriptor.data();
-}
-
+// A type layer's block holding `text` in its text descriptor.
 V textBlock(const std::string& text)
 {
-    ByteBuilder b;
-    b.u16(1).zeros(6 * 8).u16(50).raw(descriptorBytes({{"Txt ", PSDDescriptorPropertyValue(text)}}));
-    return b.bytes();
+    PSDDescriptor descriptor;
+    descriptor.set(PSDFourCharCode("Txt "), PSDDescriptorPropertyValue(text));
+    return ByteBuilder().u16(1).zeros(6 * 8).u16(50).raw(descriptor.data()).bytes();
 }
 
 TEST(LayerContentKind, FollowsTypeThenBlocks)
