@@ -85,13 +85,6 @@ TEST(LayerRecordTest, SectionDividerSettings)
         EXPECT_EQ(layer.blendMode.rawValue(), c.blendMode);
         EXPECT_EQ(layer.subtype, c.subtype);
     }
-    for (const auto& bad : {V(ByteBuilder().i32(4)), V(ByteBuilder().i32(-1)),
-                            V(ByteBuilder().i32(1).ascii("8BIX").ascii("pass"))}) {
-        RecordFields r;
-        r.extra = extra("", [&](ByteBuilder& b) { appendBlock(b, "lsct", bad); });
-        EXPECT_EQ(thrownError([&] { PSDWrapper d(fileWithLayers({r}, kEmptyChannels)); }),
-                  PSDError::readCorruptFile);
-    }
 }
 
 TEST(LayerRecordTest, MaskDataSizesAndParameters)
@@ -122,56 +115,56 @@ TEST(LayerRecordTest, MaskDataSizesAndParameters)
     }
 }
 
-TEST(LayerRecordTest, MalformedRecordsFailWithTheirError)
+// One tagged block's bytes.
+V block(const std::string& key, const V& data, const std::string& signature = "8BIM")
 {
-    struct Case {
-        std::function<void(RecordFields&)> change;
+    ByteBuilder b;
+    appendBlock(b, key, data, signature);
+    return b.bytes();
+}
+
+TEST(LayerRecordTest, MalformedBlocksFailWithTheirError)
+{
+    const auto corrupt = PSDError::readCorruptFile;
+    const struct {
+        const char* what;
+        V blocks; // after an empty mask, no blending ranges and an empty name
         std::error_code expected;
-    };
-    const Case cases[] = {
-        {[](RecordFields& r) {
-             r.extra = extra("", [](ByteBuilder& b) { appendBlock(b, "zzzz", {}, "8BIX"); });
-         },
-         PSDError::readCorruptFile},
-        {[](RecordFields& r) { r.extra = [](ByteBuilder& b) { b.u32(0).u32(0).pascal("", 4).zeros(2); }; },
-         PSDError::readCorruptFile},
-        {[](RecordFields& r) {
-             r.extra = extra("", [](ByteBuilder& b) { b.ascii("8BIM").ascii("luni").i32(-12).zeros(8); });
-         },
-         PSDError::readCorruptFile},
-        {[](RecordFields& r) {
-             r.extra = extra("", [](ByteBuilder& b) { b.ascii("8BIM").ascii("SoCo").i32(-4).zeros(8); });
-         },
+    } cases[] = {
+        {"section type 4", block("lsct", ByteBuilder().i32(4)), corrupt},
+        {"section type -1", block("lsct", ByteBuilder().i32(-1)), corrupt},
+        {"section blend signature", block("lsct", ByteBuilder().i32(1).ascii("8BIXpass")), corrupt},
+        {"block signature", block("zzzz", {}, "8BIX"), corrupt},
+        {"bytes too few for a block", {0, 0}, corrupt},
+        {"negative Unicode name length", ByteBuilder().ascii("8BIMluni").i32(-12).zeros(8), corrupt},
+        {"negative kept block length", ByteBuilder().ascii("8BIMSoCo").i32(-4).zeros(8),
          PSDError::readParameterError},
-        {[](RecordFields& r) {
-             r.top = 5;
-             r.bottom = 4;
-         },
-         PSDError::readCorruptFile},
     };
     for (const auto& c : cases) {
         RecordFields r;
-        c.change(r);
+        r.extra = extra("", [&](ByteBuilder& b) { b.raw(c.blocks); });
         const V file = fileWithLayers({r}, kEmptyChannels);
-        EXPECT_EQ(thrownError([&] { PSDWrapper d(file); }), c.expected);
+        EXPECT_EQ(thrownError([&] { PSDWrapper d(file); }), c.expected) << c.what;
     }
 }
 
-TEST(LayerChannelDataTest, RefusesWhatCannotBecomeAnImage)
+TEST(LayerChannelDataTest, RefusesBoundsAndChannelsThatCannotBecomeAnImage)
 {
     struct Case {
+        std::int32_t bottom;
         std::vector<std::pair<std::int16_t, std::int64_t>> channels;
         std::function<void(ByteBuilder&)> data;
         std::error_code expected;
     };
     const Case cases[] = {
-        {{{0, 3}}, [](ByteBuilder& b) { b.u16(0).u8(1); }, PSDError::readInvalidImageData},
-        {{{0, 3}}, [](ByteBuilder& b) { b.u16(4).u8(1); }, PSDError::readUnsupportedImageCompression},
-        {{{0, 1}}, [](ByteBuilder& b) { b.u16(0); }, PSDError::readParameterError},
+        {1, {{0, 3}}, [](ByteBuilder& b) { b.u16(0).u8(1); }, PSDError::readInvalidImageData},
+        {1, {{0, 3}}, [](ByteBuilder& b) { b.u16(4).u8(1); }, PSDError::readUnsupportedImageCompression},
+        {1, {{0, 1}}, [](ByteBuilder& b) { b.u16(0); }, PSDError::readParameterError},
+        {-1, {}, [](ByteBuilder&) {}, PSDError::readCorruptFile}, // bottom above top
     };
     for (const auto& c : cases) {
         RecordFields r;
-        r.bottom = 1;
+        r.bottom = c.bottom;
         r.right = 1;
         r.channels = c.channels;
         const V file = fileWithLayers({r}, c.data);
