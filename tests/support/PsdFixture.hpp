@@ -33,12 +33,12 @@ inline void appendResource(ByteBuilder& b, std::int64_t id, const std::vector<st
 /// A file of the given header, no colour mode data, and sections each appended with its length by a
 /// callback.
 struct FileSections {
-    HeaderFields header;
+    HeaderFields header{};
     std::function<void(ByteBuilder&)> resources = [](ByteBuilder& b) { b.u32(0); };
     /// Default: an empty layer and mask section (a 4-byte length, 8 bytes in big files).
-    std::function<void(ByteBuilder&)> layersAndMasks;
+    std::function<void(ByteBuilder&)> layersAndMasks{};
     /// Default: raw planes of zeros for every header channel.
-    std::function<void(ByteBuilder&)> imageData;
+    std::function<void(ByteBuilder&)> imageData{};
 };
 
 inline std::vector<std::uint8_t> buildFile(const FileSections& s)
