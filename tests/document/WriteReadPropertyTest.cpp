@@ -52,13 +52,9 @@ class RandomDocuments {
         return buffer;
     }
     std::shared_ptr<image::PixelBufferType> colorImage(std::int64_t depth, image::IntegralSize size,
-                                                       bool opaque)
+                                                       bool opaque = false)
     {
         return image(*image::colorPixelFormatForDepth(depth), size, opaque);
-    }
-    std::shared_ptr<image::PixelBufferType> grayImage(std::int64_t depth, image::IntegralSize size)
-    {
-        return image(*image::grayPixelFormatForDepth(depth), size);
     }
 
     // Bounds that may be empty, lie partly or wholly off the canvas, and have odd sizes.
@@ -93,10 +89,10 @@ class RandomDocuments {
     std::shared_ptr<PSDLayerWrapper> pixelLayer(const PSDWrapper& doc)
     {
         auto layer = std::make_shared<PSDLayerWrapper>(doc.bitDepth);
-        fillRecord(*layer, doc, {"norm", "mul ", "scrn", "diss", "lbrn"});
+        fillRecord(*layer, {"norm", "mul ", "scrn", "diss", "lbrn"});
         layer->contentsRect = bounds(doc);
         if (!layer->contentsRect.isEmpty()) {
-            layer->setContentImage(colorImage(doc.bitDepth, layer->contentsRect.size(), false));
+            layer->setContentImage(colorImage(doc.bitDepth, layer->contentsRect.size()));
         }
         layer->pixelDataIrrelevantToAppearanceOfDocument = chance(20);
         if (chance(40)) {
@@ -126,7 +122,7 @@ class RandomDocuments {
             }
         }
         auto group = std::make_shared<PSDLayerWrapper>(doc.bitDepth);
-        fillRecord(*group, doc, {"pass", "norm", "mul "});
+        fillRecord(*group, {"pass", "norm", "mul "});
         group->setType(PSDLayerType::group());
         group->expanded = chance(50);
         doc.addLayerWrapper(group);
@@ -150,7 +146,8 @@ class RandomDocuments {
         for (std::int64_t n = chance(70) ? 0 : between(1, 2); n > 0; --n) {
             auto alpha = std::make_shared<PSDAlphaChannel>();
             alpha->name = "Alpha " + std::to_string(n);
-            alpha->image = grayImage(doc.bitDepth, {doc.imageWidth, doc.imageHeight});
+            alpha->image =
+                image(*image::grayPixelFormatForDepth(doc.bitDepth), {doc.imageWidth, doc.imageHeight});
             doc.addAlphaChannel(alpha);
         }
         doc.uninterpretedBlocks = keptBlocks(doc.bigFile, {"FMsk", "Txt2", "cinf", "Pat2"});
@@ -163,7 +160,7 @@ class RandomDocuments {
     }
 
   private:
-    void fillRecord(PSDLayerWrapper& layer, const PSDWrapper& doc, const std::vector<const char*>& modes)
+    void fillRecord(PSDLayerWrapper& layer, const std::vector<const char*>& modes)
     {
         static const char* const kNames[] = {"", "a", "Layer 1", "odd name", "caf\xC3\xA9"};
         layer.name = kNames[between(0, 4)];
@@ -181,7 +178,6 @@ class RandomDocuments {
                 std::vector<std::uint8_t>(static_cast<std::size_t>(between(1, 12)), 3);
         }
         layer.uninterpretedBlocks = keptBlocks(true, {"shmd", "TySh", "vmsk", "lnsr"});
-        (void)doc;
     }
 
     void addMask(PSDLayerWrapper& layer, const PSDWrapper& doc)
@@ -189,7 +185,7 @@ class RandomDocuments {
         layer.hasLayerMask = true;
         layer.maskRect = bounds(doc);
         if (!layer.maskRect.isEmpty()) {
-            layer.setMaskImage(grayImage(doc.bitDepth, layer.maskRect.size()));
+            layer.setMaskImage(image(*image::grayPixelFormatForDepth(doc.bitDepth), layer.maskRect.size()));
         }
         layer.maskDefaultColor = chance(50) ? 0.0 : 1.0;
         layer.maskIsPositionedRelativeToLayer = chance(30);
