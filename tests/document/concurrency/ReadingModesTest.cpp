@@ -165,15 +165,12 @@ const V kShortRaw = {0, 0, 1, 2, 3};
 
 TEST(OnDemandReading, AChannelThatCannotBeDecodedFailsOnAccessWithTheEagerError)
 {
-    struct Case {
+    const struct {
         std::vector<V> channels;
         const char* what;
-    };
-    const Case cases[] = {
-        {{kRaw, kCorruptPackBits, kRaw}, "corrupt PackBits"},
-        {{kRaw, kShortRaw, kRaw}, "raw plane cut short"},
-        {{kRaw, kRaw}, "two colour channels"},
-    };
+    } cases[] = {{{kRaw, kCorruptPackBits, kRaw}, "corrupt PackBits"},
+                 {{kRaw, kShortRaw, kRaw}, "raw plane cut short"},
+                 {{kRaw, kRaw}, "two colour channels"}};
     for (const auto& c : cases) {
         const V file = fileWithLayers({{kRaw, kRaw, kRaw}, c.channels});
         const std::error_code eager = thrownError([&] { PSDWrapper d(file); });

@@ -53,7 +53,7 @@ json documentFacts(const PSDWrapper& d)
     for (const auto& r : d.imageResources) {
         resources.push_back({{"identifier", r.identifier}, {"name", r.name}, {"length", r.data.size()}});
     }
-    json alphas;
+    json alphas = d.alphaChannels ? json::array() : json();
     for (std::size_t i = 0; d.alphaChannels && i < d.alphaChannels->size(); ++i) {
         const auto& name = (*d.alphaChannels)[i]->name;
         alphas.push_back({{"channel", (d.compositeImageHasAlphaChannel ? 4 : 3) + i},
