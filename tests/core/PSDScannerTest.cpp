@@ -1,6 +1,7 @@
 #include "psdkit/core/PSDScanner.hpp"
 
 #include <cmath>
+#include <functional>
 
 #include <gtest/gtest.h>
 
@@ -13,148 +14,67 @@ using testing::ByteBuilder;
 using testing::thrownError;
 using V = std::vector<std::uint8_t>;
 
-TEST(ScannerTest, EmptySourceRefusesEveryNonEmptyRead)
+// Numbers and decoded text are read by every corpus test and checked by the text codec tests; these
+// are the string rules of the scanner itself.
+TEST(ScannerTest, StringsKeepTheirTerminatorsAndEmptyOrNegativeCountsReadOnlyTheCount)
 {
-    for (const std::span<const std::uint8_t> source :
-         {std::span<const std::uint8_t>{}, std::span<const std::uint8_t>(V{})}) {
-        PSDScanner s(source);
-        EXPECT_EQ(s.length(), 0);
-        EXPECT_EQ(thrownError([&] { (void)s.scanUInt8(); }), PSDError::readUnexpectedEndOfFile);
-        EXPECT_EQ(thrownError([&] { (void)s.scanPascalString(); }), PSDError::readUnexpectedEndOfFile);
-        EXPECT_TRUE(s.scanData(0).empty());
-        s.skip(0);
-        EXPECT_EQ(s.offset(), 0);
-    }
-}
-
-TEST(ScannerTest, IntegersAreBigEndianWithTheirSignedness)
-{
-    const V bytes =
-        ByteBuilder().raw({0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x80, 0, 0, 0, 0, 0, 0, 1}).bytes();
+    // Pascal "Café" in Mac OS Roman, Unicode "A" and U+0000, an empty Pascal string, Unicode strings of
+    // counts 0 and -1, a C string of count -5.
+    const V bytes = {4, 'C', 'a', 'f', 0x8E, 0,    0,    0,    2,    0,    'A',  0,    0,
+                     0, 0,   0,   0,   0,    0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFB};
     PSDScanner s(bytes);
-    EXPECT_EQ(s.scanInt16(), -1);
-    s.seek(0);
-    EXPECT_EQ(s.scanUInt16(), 65535);
-    s.seek(0);
-    EXPECT_EQ(s.scanInt32(), -1);
-    s.seek(0);
-    EXPECT_EQ(s.scanUInt32(), 4294967295);
-    EXPECT_EQ(s.scanUInt8(), 255);
-    s.seek(6);
-    EXPECT_EQ(s.scanInt64(), static_cast<std::int64_t>(0x8000000000000001ULL));
-    EXPECT_EQ(s.bytesRemaining(), 0);
-}
-
-TEST(ScannerTest, FixedPointDividesTheFractionBy65535)
-{
-    const V bytes =
-        ByteBuilder().raw({0x00, 0x01, 0x80, 0x00, 0xFF, 0xFE, 0x80, 0x00, 0x00, 0x47, 0xFF, 0xFF}).bytes();
-    PSDScanner s(bytes);
-    EXPECT_DOUBLE_EQ(s.scanFixed32(), 1.0 + 32768.0 / 65535.0);
-    EXPECT_DOUBLE_EQ(s.scanFixed32(), -2.0 + 32768.0 / 65535.0);
-    EXPECT_EQ(s.scanFixed32(), 72.0);
-}
-
-TEST(ScannerTest, FloatsAreBigEndianIeee)
-{
-    const V bytes =
-        ByteBuilder().raw({0x3F, 0x80, 0, 0, 0x40, 0x09, 0x21, 0xFB, 0x54, 0x44, 0x2D, 0x18}).bytes();
-    PSDScanner s(bytes);
-    EXPECT_EQ(s.scanFloat32(), 1.0);
-    EXPECT_DOUBLE_EQ(s.scanFloat64(), 3.141592653589793);
-}
-
-TEST(ScannerTest, StringsWithEmptyOrNegativeCountsConsumeOnlyTheirCount)
-{
-    const V bytes = ByteBuilder().u8(0).i32(0).i32(-1).i32(-5).bytes();
-    PSDScanner s(bytes);
+    EXPECT_EQ(s.scanPascalString(), "Caf\xC3\xA9");
+    EXPECT_EQ(s.scanUnicodeString(), std::string("A\0", 2));
     EXPECT_EQ(s.scanPascalString(), "");
-    EXPECT_EQ(s.offset(), 1);
     EXPECT_EQ(s.scanUnicodeString(), "");
     EXPECT_EQ(s.scanUnicodeString(), "");
     EXPECT_EQ(s.scanCString(), "");
-    EXPECT_EQ(s.offset(), 13);
+    EXPECT_EQ(s.offset(), 5 + 8 + 13);
 }
 
-TEST(ScannerTest, StringsDecodeMacRomanAndUtf16KeepingTerminators)
+TEST(ScannerTest, RefusedReadsNameTheirErrorAndLeaveTheCursor)
 {
-    // "Caf" + 0x8E (é in Mac OS Roman); "A" + U+1F600 + U+0000; counted "x" + 0xDB (€).
-    const V bytes = ByteBuilder()
-                        .u8(4)
-                        .ascii("Caf")
-                        .u8(0x8E)
-                        .i32(4)
-                        .u16('A')
-                        .raw({0xD8, 0x3D, 0xDE, 0x00})
-                        .u16(0)
-                        .i32(2)
-                        .ascii("x")
-                        .u8(0xDB)
-                        .bytes();
-    PSDScanner s(bytes);
-    EXPECT_EQ(s.scanPascalString(), "Caf\xC3\xA9");
-    EXPECT_EQ(s.offset(), 5);
-    EXPECT_EQ(s.scanUnicodeString(), std::string("A\xF0\x9F\x98\x80\0", 6));
-    EXPECT_EQ(s.scanCString(), "x\xE2\x82\xAC");
-}
-
-TEST(ScannerTest, UnpairedSurrogatesCannotBeDecoded)
-{
-    for (const V& units : {V{0xD8, 0x3D}, V{0xDE, 0x00, 0x00, 0x41}, V{0xD8, 0x3D, 0x00, 0x41}}) {
-        const V bytes = ByteBuilder().i32(static_cast<std::int64_t>(units.size() / 2)).raw(units).bytes();
-        PSDScanner s(bytes);
-        EXPECT_EQ(thrownError([&] { (void)s.scanUnicodeString(); }), PSDError::readUnknownError);
+    struct Case {
+        const char* what;
+        V bytes;
+        std::function<void(PSDScanner&)> read;
+        std::error_code expected;
+        std::int64_t offsetAfter;
+    };
+    using R = PSDScanner&;
+    const auto byte = [](R s) { (void)s.scanUInt8(); };
+    const auto pascal = [](R s) { (void)s.scanPascalString(); };
+    const auto unicode = [](R s) { (void)s.scanUnicodeString(); };
+    const auto code = [](R s) { (void)s.scanFourCharCode(); };
+    const auto rect = [](R s) { (void)s.scanMacRect(); };
+    const auto end = PSDError::readUnexpectedEndOfFile;
+    const auto parameter = PSDError::readParameterError;
+    const Case cases[] = {
+        {"byte of nothing", {}, byte, end, 0},
+        {"Pascal string of nothing", {}, pascal, end, 0},
+        {"lone high surrogate", {0, 0, 0, 1, 0xD8, 0x3D}, unicode, PSDError::readUnknownError, 4},
+        {"short Pascal string", {3, 'a', 'b'}, pascal, end, 1},
+        {"short Unicode string", {0, 0, 0, 2, 0, 'a'}, unicode, end, 4},
+        {"line break in a code", {'a', '\r', '\n', 'b'}, code, parameter, 4},
+        {"short code", {'a', 'b'}, code, end, 0},
+        {"inverted rectangle", ByteBuilder().i32(5).i32(0).i32(4).i32(0), rect, PSDError::readCorruptFile,
+         16},
+        {"negative skip", V(10), [](R s) { s.skip(-1); }, parameter, 0},
+        {"negative data length", V(10), [](R s) { (void)s.scanData(-1); }, parameter, 0},
+        {"skip past the end", V(10), [](R s) { s.skip(11); }, end, 0},
+        {"back before the start", V(10), [](R s) { s.skipBackwards(1); }, parameter, 0},
+        {"empty read past the end", V(10), [](R s) { s.seek(12), (void)s.scanData(0); }, end, 12},
+        {"empty skip past the end", V(10), [](R s) { s.seek(12), s.skip(0); }, end, 12},
+    };
+    for (const auto& c : cases) {
+        PSDScanner s(c.bytes);
+        EXPECT_EQ(thrownError([&] { c.read(s); }), c.expected) << c.what;
+        EXPECT_EQ(s.offset(), c.offsetAfter) << c.what;
     }
-}
-
-TEST(ScannerTest, ShortStringBodiesFailAfterTheirCount)
-{
-    const V pascal = ByteBuilder().u8(3).ascii("ab").bytes();
-    PSDScanner s(pascal);
-    EXPECT_EQ(thrownError([&] { (void)s.scanPascalString(); }), PSDError::readUnexpectedEndOfFile);
-    EXPECT_EQ(s.offset(), 1);
-    const V unicode = ByteBuilder().i32(2).u16('a').bytes();
-    PSDScanner u(unicode);
-    EXPECT_EQ(thrownError([&] { (void)u.scanUnicodeString(); }), PSDError::readUnexpectedEndOfFile);
-    EXPECT_EQ(u.offset(), 4);
-}
-
-TEST(ScannerTest, FourCharCodesMustBeFourCharacters)
-{
-    const V bytes = ByteBuilder().ascii("8BIM").raw({'a', '\r', '\n', 'b'}).ascii("ab").bytes();
-    PSDScanner s(bytes);
-    EXPECT_EQ(s.scanFourCharCode(), PSDFourCharCode("8BIM"));
-    EXPECT_EQ(thrownError([&] { (void)s.scanFourCharCode(); }), PSDError::readParameterError);
-    EXPECT_EQ(s.offset(), 8);
-    EXPECT_EQ(thrownError([&] { (void)s.scanFourCharCode(); }), PSDError::readUnexpectedEndOfFile);
-    EXPECT_EQ(s.offset(), 8);
-}
-
-TEST(ScannerTest, RectanglesMayBeEmptyButNotInverted)
-{
-    const V bytes = ByteBuilder().i32(5).i32(1).i32(5).i32(9).i32(5).i32(0).i32(4).i32(0).bytes();
-    PSDScanner s(bytes);
-    EXPECT_EQ(s.scanMacRect(), PSDMacRect(5, 1, 5, 9));
-    EXPECT_EQ(thrownError([&] { (void)s.scanMacRect(); }), PSDError::readCorruptFile);
-    EXPECT_EQ(s.offset(), 32);
-}
-
-TEST(ScannerTest, CursorMovesOnlyWithinTheBufferExceptBySeek)
-{
-    const V bytes(10, 0);
-    PSDScanner s(bytes);
-    EXPECT_EQ(thrownError([&] { s.skip(-1); }), PSDError::readParameterError);
-    EXPECT_EQ(thrownError([&] { (void)s.scanData(-1); }), PSDError::readParameterError);
-    s.skip(10);
-    EXPECT_EQ(s.bytesRemaining(), 0);
-    EXPECT_EQ(thrownError([&] { s.skip(1); }), PSDError::readUnexpectedEndOfFile);
-    EXPECT_EQ(thrownError([&] { s.skipBackwards(11); }), PSDError::readParameterError);
-    s.skipBackwards(10);
-    EXPECT_EQ(s.offset(), 0);
-    s.seek(12);
-    EXPECT_EQ(s.bytesRemaining(), -2);
-    EXPECT_EQ(thrownError([&] { (void)s.scanData(0); }), PSDError::readUnexpectedEndOfFile);
-    EXPECT_EQ(thrownError([&] { s.skip(0); }), PSDError::readUnexpectedEndOfFile);
+    PSDScanner empty(std::span<const std::uint8_t>{});
+    EXPECT_TRUE(empty.scanData(0).empty());
+    empty.skip(0);
+    EXPECT_EQ(empty.offset(), 0);
 }
 
 TEST(MacRectTest, EmptinessAndConstructionFromIntegralRects)

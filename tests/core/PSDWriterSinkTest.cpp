@@ -46,40 +46,35 @@ Bytes inMemory()
     return w.takeData();
 }
 
+void writeSampleTo(PSDOutputSink& sink)
+{
+    PSDWriter w(sink);
+    writeSample(w);
+    w.flush();
+}
+
 TEST(PSDWriterSinkTest, EverySinkReceivesTheBytesAWriterInMemoryKeeps)
 {
     const Bytes expected = inMemory();
     ASSERT_GT(expected.size(), 500000U);
 
     Bytes vector{1, 2, 3}; // bytes already there stay in front
-    {
-        PSDVectorOutputSink sink(vector);
-        PSDWriter w(sink);
-        writeSample(w);
-        w.flush();
-        EXPECT_EQ(sink.position(), expected.size());
-    }
+    PSDVectorOutputSink vectorSink(vector);
+    writeSampleTo(vectorSink);
+    EXPECT_EQ(vectorSink.position(), expected.size());
     EXPECT_EQ(Bytes(vector.begin() + 3, vector.end()), expected);
 
     std::ostringstream stream;
     stream << "xy"; // offsets count from where the sink began
-    {
-        PSDStreamOutputSink sink(stream);
-        PSDWriter w(sink);
-        writeSample(w);
-        w.flush();
-    }
+    PSDStreamOutputSink streamSink(stream);
+    writeSampleTo(streamSink);
     const std::string text = stream.str();
     EXPECT_EQ(Bytes(text.begin() + 2, text.end()), expected);
 
     std::FILE* file = std::tmpfile();
     ASSERT_NE(file, nullptr);
-    {
-        PSDFileDescriptorOutputSink sink(fileno(file));
-        PSDWriter w(sink);
-        writeSample(w);
-        w.flush();
-    }
+    PSDFileDescriptorOutputSink fileSink(fileno(file));
+    writeSampleTo(fileSink);
     Bytes fromFile(expected.size() + 1);
     ASSERT_EQ(::pread(fileno(file), fromFile.data(), fromFile.size(), 0),
               static_cast<ssize_t>(expected.size()));
@@ -88,11 +83,7 @@ TEST(PSDWriterSinkTest, EverySinkReceivesTheBytesAWriterInMemoryKeeps)
     std::fclose(file);
 
     detail::ChunkedOutputSink pieces;
-    {
-        PSDWriter w(pieces);
-        writeSample(w);
-        w.flush();
-    }
+    writeSampleTo(pieces);
     const Bytes whole = pieces.takeBytes();
     EXPECT_EQ(whole, expected);
     EXPECT_EQ(whole.capacity(), expected.size());
@@ -102,21 +93,19 @@ TEST(PSDWriterSinkTest, EverySinkReceivesTheBytesAWriterInMemoryKeeps)
 // Fails with its own exception once `limit` bytes were received, or on the first patch.
 class FailingSink final : public PSDOutputSink {
   public:
-    struct Failure {
-        std::uint64_t at;
-    };
+    struct Failure {};
     explicit FailingSink(std::uint64_t limit, bool failPatches) : limit_(limit), failPatches_(failPatches) {}
     void write(std::span<const std::uint8_t> bytes) override
     {
         if (position_ + bytes.size() > limit_) {
-            throw Failure{position_};
+            throw Failure{};
         }
         position_ += bytes.size();
     }
     void patch(std::uint64_t, std::span<const std::uint8_t>) override
     {
         if (failPatches_) {
-            throw Failure{position_};
+            throw Failure{};
         }
     }
     [[nodiscard]] std::uint64_t position() const noexcept override { return position_; }
@@ -143,13 +132,7 @@ TEST(PSDWriterSinkTest, ASinkFailureReachesTheCallerUnchanged)
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         FailingSink sink(c.limit, c.failPatches);
-        PSDWriter w(sink);
-        EXPECT_THROW(
-            {
-                writeSample(w);
-                w.flush();
-            },
-            FailingSink::Failure);
+        EXPECT_THROW(writeSampleTo(sink), FailingSink::Failure);
     }
 }
 

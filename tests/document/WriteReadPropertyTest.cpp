@@ -4,9 +4,11 @@
 // off-canvas layers, odd sizes, alpha channels and kept raw blocks at both levels.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <random>
 
 #include "psdkit/document/PSDWrapper.hpp"
+#include "psdkit/platform/image/PixelTypes.hpp"
 #include "support/DocumentExpectations.hpp"
 
 namespace psdkit {
@@ -28,51 +30,31 @@ class RandomDocuments {
     bool chance(int percent) { return between(0, 99) < percent; }
     double fraction() { return static_cast<double>(between(0, 255)) / 255.0; }
 
-    // A buffer of `P` with random samples; float samples stay in 0…1, transparency opaque when asked.
-    template <typename P>
-    std::shared_ptr<image::PixelBuffer<P>> image(image::IntegralSize size, bool opaque = false)
+    // A buffer of random samples in `format`: float samples stay in 0…1, transparency is opaque when asked.
+    std::shared_ptr<image::PixelBufferType> image(image::PixelFormat format, image::IntegralSize size,
+                                                  bool opaque = false)
     {
-        auto buffer = std::make_shared<image::PixelBuffer<P>>(size);
-        auto bytes = buffer->mutableBytes();
-        for (auto& byte : bytes) {
-            byte = static_cast<std::uint8_t>(between(0, 255));
-        }
-        for (auto& pixel : buffer->pixels()) {
-            if constexpr (std::is_same_v<P, image::PixelRGBA32>) {
-                pixel = {fraction32(), fraction32(), fraction32(), opaque ? 1.0F : fraction32()};
-            } else if constexpr (std::is_same_v<P, image::PixelGray32>) {
-                pixel.v = fraction32();
-            } else if constexpr (std::is_same_v<P, image::PixelARGB8>) {
-                pixel.a = opaque ? 255 : pixel.a;
-            } else if constexpr (std::is_same_v<P, image::PixelRGBA16>) {
-                pixel.a = opaque ? 65535 : pixel.a;
+        auto buffer = image::makePixelBuffer(format, size);
+        const auto bytes = buffer->mutableBytes();
+        const std::size_t sampleBytes = image::bytesPerSample(image::sampleType(format));
+        const std::size_t pixelBytes = image::bytesPerPixel(format);
+        for (std::size_t at = 0; at < bytes.size(); at += sampleBytes) {
+            const bool alpha = image::channelCount(format) == 4 &&
+                               at % pixelBytes == image::memorySlot(format, 3) * sampleBytes;
+            const float sample = opaque && alpha ? 1.0F : static_cast<float>(between(0, 1000)) / 1000.0F;
+            for (std::size_t i = 0; i < sampleBytes; ++i) {
+                bytes[at + i] = opaque && alpha ? 0xFF : static_cast<std::uint8_t>(between(0, 255));
+            }
+            if (sampleBytes == 4) {
+                std::memcpy(&bytes[at], &sample, sizeof sample);
             }
         }
         return buffer;
     }
-
     std::shared_ptr<image::PixelBufferType> colorImage(std::int64_t depth, image::IntegralSize size,
-                                                       bool opaque)
+                                                       bool opaque = false)
     {
-        switch (depth) {
-        case 16:
-            return image<image::PixelRGBA16>(size, opaque);
-        case 32:
-            return image<image::PixelRGBA32>(size, opaque);
-        default:
-            return image<image::PixelARGB8>(size, opaque);
-        }
-    }
-    std::shared_ptr<image::PixelBufferType> grayImage(std::int64_t depth, image::IntegralSize size)
-    {
-        switch (depth) {
-        case 16:
-            return image<image::PixelGray16>(size);
-        case 32:
-            return image<image::PixelGray32>(size);
-        default:
-            return image<image::PixelGray8>(size);
-        }
+        return image(*image::colorPixelFormatForDepth(depth), size, opaque);
     }
 
     // Bounds that may be empty, lie partly or wholly off the canvas, and have odd sizes.
@@ -107,10 +89,10 @@ class RandomDocuments {
     std::shared_ptr<PSDLayerWrapper> pixelLayer(const PSDWrapper& doc)
     {
         auto layer = std::make_shared<PSDLayerWrapper>(doc.bitDepth);
-        fillRecord(*layer, doc, {"norm", "mul ", "scrn", "diss", "lbrn"});
+        fillRecord(*layer, {"norm", "mul ", "scrn", "diss", "lbrn"});
         layer->contentsRect = bounds(doc);
         if (!layer->contentsRect.isEmpty()) {
-            layer->setContentImage(colorImage(doc.bitDepth, layer->contentsRect.size(), false));
+            layer->setContentImage(colorImage(doc.bitDepth, layer->contentsRect.size()));
         }
         layer->pixelDataIrrelevantToAppearanceOfDocument = chance(20);
         if (chance(40)) {
@@ -140,7 +122,7 @@ class RandomDocuments {
             }
         }
         auto group = std::make_shared<PSDLayerWrapper>(doc.bitDepth);
-        fillRecord(*group, doc, {"pass", "norm", "mul "});
+        fillRecord(*group, {"pass", "norm", "mul "});
         group->setType(PSDLayerType::group());
         group->expanded = chance(50);
         doc.addLayerWrapper(group);
@@ -164,7 +146,8 @@ class RandomDocuments {
         for (std::int64_t n = chance(70) ? 0 : between(1, 2); n > 0; --n) {
             auto alpha = std::make_shared<PSDAlphaChannel>();
             alpha->name = "Alpha " + std::to_string(n);
-            alpha->image = grayImage(doc.bitDepth, {doc.imageWidth, doc.imageHeight});
+            alpha->image =
+                image(*image::grayPixelFormatForDepth(doc.bitDepth), {doc.imageWidth, doc.imageHeight});
             doc.addAlphaChannel(alpha);
         }
         doc.uninterpretedBlocks = keptBlocks(doc.bigFile, {"FMsk", "Txt2", "cinf", "Pat2"});
@@ -177,9 +160,7 @@ class RandomDocuments {
     }
 
   private:
-    float fraction32() { return static_cast<float>(between(0, 1000)) / 1000.0F; }
-
-    void fillRecord(PSDLayerWrapper& layer, const PSDWrapper& doc, const std::vector<const char*>& modes)
+    void fillRecord(PSDLayerWrapper& layer, const std::vector<const char*>& modes)
     {
         static const char* const kNames[] = {"", "a", "Layer 1", "odd name", "caf\xC3\xA9"};
         layer.name = kNames[between(0, 4)];
@@ -197,7 +178,6 @@ class RandomDocuments {
                 std::vector<std::uint8_t>(static_cast<std::size_t>(between(1, 12)), 3);
         }
         layer.uninterpretedBlocks = keptBlocks(true, {"shmd", "TySh", "vmsk", "lnsr"});
-        (void)doc;
     }
 
     void addMask(PSDLayerWrapper& layer, const PSDWrapper& doc)
@@ -205,7 +185,7 @@ class RandomDocuments {
         layer.hasLayerMask = true;
         layer.maskRect = bounds(doc);
         if (!layer.maskRect.isEmpty()) {
-            layer.setMaskImage(grayImage(doc.bitDepth, layer.maskRect.size()));
+            layer.setMaskImage(image(*image::grayPixelFormatForDepth(doc.bitDepth), layer.maskRect.size()));
         }
         layer.maskDefaultColor = chance(50) ? 0.0 : 1.0;
         layer.maskIsPositionedRelativeToLayer = chance(30);
@@ -255,8 +235,7 @@ void expectRealFieldsAddedByWriting(PSDLayerWrapper& layer)
 TEST(WriteReadPropertyTest, EveryRandomDocumentReadsBackAsWritten)
 {
     RandomDocuments random(20261124);
-    PSDReadOptions keepAll;
-    keepAll.keepUnknownBlocks = true;
+    const PSDReadOptions keepAll{.keepUnknownBlocks = true};
     for (int n = 0; n < 2000; ++n) {
         SCOPED_TRACE("document " + std::to_string(n));
         PSDWrapper doc = random.document();
@@ -271,11 +250,6 @@ TEST(WriteReadPropertyTest, EveryRandomDocumentReadsBackAsWritten)
         expectSameDocument(doc, back);
         if (::testing::Test::HasFatalFailure()) {
             break;
-        }
-        for (std::size_t i = 0; i < doc.layers.size() && i < back.layers.size(); ++i) {
-            if (doc.layers[i]->hasLayerMask && doc.layers[i]->hasRealFlags) {
-                EXPECT_EQ(back.layers[i]->realMaskDisabled, doc.layers[i]->realMaskDisabled) << "layer " << i;
-            }
         }
         EXPECT_EQ(bytesOf(back.compositeImage()), bytesOf(composite));
         for (std::size_t i = 0; back.alphaChannels && i < back.alphaChannels->size(); ++i) {

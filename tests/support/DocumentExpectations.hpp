@@ -1,7 +1,9 @@
 #pragma once
-// Expectations shared by the round-trip tests: a document or layer read back equals the one written,
-// field by field and pixel by pixel, up to what writing changes by rule.
+// Expectations shared by the corpus and round-trip tests: a layer's fields by name (as the corpus
+// facts name them), and a document or layer read back equal to the one written, field by field and
+// pixel by pixel, up to what writing changes by rule.
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <iterator>
@@ -42,44 +44,85 @@ inline bool writtenAsNormal(const PSDFourCharCode& mode, std::int64_t depth)
     return depth == 32 && std::find(std::begin(kModes), std::end(kModes), mode) != std::end(kModes);
 }
 
+// A fraction as the byte the file stores.
+inline std::int64_t byteOf(double fraction)
+{
+    return static_cast<std::int64_t>(fraction * 255.0 + 0.5);
+}
+
+inline nlohmann::json rectFact(const PSDMacRect& r)
+{
+    return nlohmann::json::array({r.top, r.left, r.bottom, r.right});
+}
+
+// One fact, a name and its value; `PSDKIT_FACT(object, field)` is a field under its own name. A list
+// of facts makes a JSON object.
+inline nlohmann::json fact(const char* name, nlohmann::json value)
+{
+    return nlohmann::json::array({name, std::move(value)});
+}
+#define PSDKIT_FACT(object, field) fact(#field, (object).field)
+
+template <typename... Facts> nlohmann::json objectOf(Facts&&... facts)
+{
+    return nlohmann::json{std::forward<Facts>(facts)...};
+}
+
+// A layer's record fields under their own names, fractions as the bytes the file stores; the mask's
+// in `maskFacts`. The corpus facts (expected-psdkit.json) use the same names.
+inline nlohmann::json layerFacts(const PSDLayerWrapper& l)
+{
+    return objectOf(PSDKIT_FACT(l, name), PSDKIT_FACT(l, layerID), PSDKIT_FACT(l, colorLabel),
+                    PSDKIT_FACT(l, selected), PSDKIT_FACT(l, expanded), PSDKIT_FACT(l, clipping),
+                    PSDKIT_FACT(l, lockFlags), PSDKIT_FACT(l, visible),
+                    PSDKIT_FACT(l, pixelDataIrrelevantToAppearanceOfDocument), PSDKIT_FACT(l, hasLayerMask),
+                    fact("type", l.type().description()), fact("subtype", l.subtype.description()),
+                    fact("contentsRect", rectFact(l.contentsRect)), fact("blendMode", l.blendMode.rawValue()),
+                    fact("opacity", byteOf(l.opacity)), fact("fillOpacity", byteOf(l.fillOpacity)));
+}
+
+inline nlohmann::json maskFacts(const PSDLayerWrapper& l)
+{
+    return objectOf(PSDKIT_FACT(l, maskIsPositionedRelativeToLayer), PSDKIT_FACT(l, maskDisabled),
+                    PSDKIT_FACT(l, maskCameFromRenderingOtherData), PSDKIT_FACT(l, maskHasUserMaskDensity),
+                    PSDKIT_FACT(l, maskHasUserMaskFeather), PSDKIT_FACT(l, userMaskFeather),
+                    PSDKIT_FACT(l, maskHasVectorMaskDensity), PSDKIT_FACT(l, maskHasVectorMaskFeather),
+                    PSDKIT_FACT(l, vectorMaskFeather), PSDKIT_FACT(l, hasRealFlags),
+                    PSDKIT_FACT(l, realMaskIsPositionedRelativeToLayer), PSDKIT_FACT(l, realMaskDisabled),
+                    PSDKIT_FACT(l, realMaskCameFromRenderingOtherData),
+                    fact("maskRect", rectFact(l.maskRect)), fact("realMaskRect", rectFact(l.realMaskRect)),
+                    fact("maskDefaultColor", byteOf(l.maskDefaultColor)),
+                    fact("realMaskDefaultColor", byteOf(l.realMaskDefaultColor)),
+                    fact("userMaskDensity", byteOf(l.userMaskDensity)),
+                    fact("vectorMaskDensity", byteOf(l.vectorMaskDensity)));
+}
+
+// Every fact of `got` equals the one of `expected` under its name; real numbers (resolutions,
+// feathers) within one 16.16 fixed-point step.
+inline void expectFacts(const nlohmann::json& got, const nlohmann::json& expected)
+{
+    for (const auto& [key, value] : got.items()) {
+        if (value.is_number_float()) {
+            EXPECT_NEAR(value.get<double>(), expected.at(key).get<double>(), 1.0 / 65535) << key;
+        } else {
+            EXPECT_EQ(value, expected.at(key)) << key;
+        }
+    }
+}
+
 inline void expectSameLayer(const PSDLayerWrapper& a, const PSDLayerWrapper& b, std::int64_t depth)
 {
-    EXPECT_EQ(a.name, b.name);
-    EXPECT_EQ(a.layerID, b.layerID);
-    EXPECT_EQ(a.colorLabel, b.colorLabel);
-    EXPECT_EQ(a.type(), b.type());
-    EXPECT_EQ(a.subtype, b.subtype);
-    EXPECT_EQ(a.selected, b.selected);
-    EXPECT_EQ(a.contentsRect, b.contentsRect);
-    EXPECT_EQ(writtenAsNormal(a.blendMode, depth) ? PSDFourCharCode("norm") : a.blendMode, b.blendMode);
-    EXPECT_EQ(a.opacity, b.opacity);
-    EXPECT_EQ(a.fillOpacity, b.fillOpacity);
-    EXPECT_EQ(a.clipping, b.clipping);
-    EXPECT_EQ(a.lockFlags, b.lockFlags);
-    EXPECT_EQ(a.visible, b.visible);
-    EXPECT_EQ(a.pixelDataIrrelevantToAppearanceOfDocument, b.pixelDataIrrelevantToAppearanceOfDocument);
-    EXPECT_EQ(a.hasLayerMask, b.hasLayerMask);
-    if (a.type().kind() == PSDLayerType::Kind::group ||
-        a.type().kind() == PSDLayerType::Kind::sectionDivider) {
-        EXPECT_EQ(a.expanded, b.expanded);
+    nlohmann::json expected = layerFacts(a);
+    if (writtenAsNormal(a.blendMode, depth)) {
+        expected["blendMode"] = "norm";
     }
+    if (a.type().kind() != PSDLayerType::Kind::group &&
+        a.type().kind() != PSDLayerType::Kind::sectionDivider) {
+        expected["expanded"] = b.expanded; // kept only by group records
+    }
+    expectFacts(layerFacts(b), expected);
     if (a.hasLayerMask) {
-        EXPECT_EQ(a.maskRect, b.maskRect);
-        EXPECT_EQ(a.maskDefaultColor, b.maskDefaultColor);
-        EXPECT_EQ(a.maskIsPositionedRelativeToLayer, b.maskIsPositionedRelativeToLayer);
-        EXPECT_EQ(a.maskDisabled, b.maskDisabled);
-        EXPECT_EQ(a.maskCameFromRenderingOtherData, b.maskCameFromRenderingOtherData);
-        EXPECT_EQ(a.maskHasUserMaskDensity, b.maskHasUserMaskDensity);
-        EXPECT_EQ(a.userMaskDensity, b.userMaskDensity);
-        EXPECT_EQ(a.maskHasUserMaskFeather, b.maskHasUserMaskFeather);
-        EXPECT_EQ(a.userMaskFeather, b.userMaskFeather);
-        EXPECT_EQ(a.maskHasVectorMaskDensity, b.maskHasVectorMaskDensity);
-        EXPECT_EQ(a.vectorMaskDensity, b.vectorMaskDensity);
-        EXPECT_EQ(a.maskHasVectorMaskFeather, b.maskHasVectorMaskFeather);
-        EXPECT_EQ(a.vectorMaskFeather, b.vectorMaskFeather);
-        EXPECT_EQ(a.hasRealFlags, b.hasRealFlags);
-        EXPECT_EQ(a.realMaskRect, b.realMaskRect);
-        EXPECT_EQ(a.realMaskDefaultColor, b.realMaskDefaultColor);
+        expectFacts(maskFacts(b), maskFacts(a));
     }
     EXPECT_EQ(a.layerBlendingRanges, b.layerBlendingRanges);
     ASSERT_EQ(a.taggedData.size(), b.taggedData.size());

@@ -1,5 +1,6 @@
 #pragma once
 // Builders of whole PSD/PSB files and layer records for tests, on top of ByteBuilder.
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -19,18 +20,6 @@ struct HeaderFields {
     std::int64_t mode = 3;
 };
 
-inline void appendHeader(ByteBuilder& b, const HeaderFields& h)
-{
-    b.ascii("8BPS")
-        .i16(h.version)
-        .zeros(6)
-        .i16(h.channels)
-        .i32(h.height)
-        .i32(h.width)
-        .i16(h.depth)
-        .i16(h.mode);
-}
-
 /// One image resource block with an ASCII name.
 inline void appendResource(ByteBuilder& b, std::int64_t id, const std::vector<std::uint8_t>& data,
                            const std::string& name = "")
@@ -41,81 +30,62 @@ inline void appendResource(ByteBuilder& b, std::int64_t id, const std::vector<st
     }
 }
 
-/// A file made of the given sections; each callback appends one section's bytes (with its length).
+/// A file of the given header, no colour mode data, and sections each appended with its length by a
+/// callback.
 struct FileSections {
-    HeaderFields header;
-    std::function<void(ByteBuilder&)> colorModeData = [](ByteBuilder& b) { b.u32(0); };
+    HeaderFields header{};
     std::function<void(ByteBuilder&)> resources = [](ByteBuilder& b) { b.u32(0); };
     /// Default: an empty layer and mask section (a 4-byte length, 8 bytes in big files).
-    std::function<void(ByteBuilder&)> layersAndMasks;
+    std::function<void(ByteBuilder&)> layersAndMasks{};
     /// Default: raw planes of zeros for every header channel.
-    std::function<void(ByteBuilder&)> imageData;
+    std::function<void(ByteBuilder&)> imageData{};
 };
 
 inline std::vector<std::uint8_t> buildFile(const FileSections& s)
 {
+    const HeaderFields& h = s.header;
     ByteBuilder b;
-    appendHeader(b, s.header);
-    s.colorModeData(b);
+    b.ascii("8BPS").i16(h.version).zeros(6).i16(h.channels).i32(h.height).i32(h.width);
+    b.i16(h.depth).i16(h.mode).u32(0);
     s.resources(b);
     if (s.layersAndMasks) {
         s.layersAndMasks(b);
-    } else if (s.header.version == 2) {
-        b.i64(0);
     } else {
-        b.u32(0);
+        b.begin(h.version == 2).end();
     }
     if (s.imageData) {
         s.imageData(b);
     } else {
-        const auto k = s.header.depth > 8 ? s.header.depth / 8 : 1;
-        b.u16(0).zeros(static_cast<std::size_t>(s.header.channels * s.header.width * s.header.height * k));
+        b.u16(0).zeros(static_cast<std::size_t>(h.channels * h.width * h.height *
+                                                std::max<std::int64_t>(h.depth / 8, 1)));
     }
     return b.bytes();
 }
 
-/// Fields of one layer record; the extra data is built from `extra` (mask, ranges, name, blocks).
+/// Fields of one layer record (normal blending, opaque, visible); the extra data is built by `extra`
+/// (mask, ranges, name, blocks), its length added.
 struct RecordFields {
     std::int32_t top = 0, left = 0, bottom = 0, right = 0;
     std::vector<std::pair<std::int16_t, std::int64_t>> channels; // id, length
-    std::string blendMode = "norm";
-    std::uint8_t opacity = 255;
-    std::uint8_t clipping = 0;
-    std::uint8_t flags = 0;
-    bool big = false;
-    /// Appends the extra data body (without its length).
     std::function<void(ByteBuilder&)> extra = [](ByteBuilder& b) { b.u32(0).u32(0).pascal("", 4); };
 };
 
-inline void appendRecord(ByteBuilder& b, const RecordFields& r)
-{
-    b.i32(r.top).i32(r.left).i32(r.bottom).i32(r.right).i16(static_cast<std::int64_t>(r.channels.size()));
-    for (const auto& [id, length] : r.channels) {
-        b.i16(id);
-        if (r.big) {
-            b.i64(length);
-        } else {
-            b.i32(length);
-        }
-    }
-    b.ascii("8BIM").ascii(r.blendMode).u8(r.opacity).u8(r.clipping).u8(r.flags).u8(0);
-    b.begin();
-    r.extra(b);
-    b.end();
-}
-
-/// A file whose layer information holds `count` and the given records, then `channelData`.
-inline std::vector<std::uint8_t> fileWithLayers(std::int64_t count, const std::vector<RecordFields>& records,
-                                                const std::function<void(ByteBuilder&)>& channelData,
-                                                HeaderFields header = {})
+/// A file whose layer information holds the given records, then `channelData`.
+inline std::vector<std::uint8_t> fileWithLayers(const std::vector<RecordFields>& records,
+                                                const std::function<void(ByteBuilder&)>& channelData)
 {
     FileSections s;
-    s.header = header;
-    const bool big = header.version == 2;
-    s.layersAndMasks = [=](ByteBuilder& b) {
-        b.begin(big).begin(big).i16(count);
+    s.layersAndMasks = [&](ByteBuilder& b) {
+        b.begin().begin().i16(static_cast<std::int64_t>(records.size()));
         for (const auto& r : records) {
-            appendRecord(b, r);
+            b.i32(r.top).i32(r.left).i32(r.bottom).i32(r.right).i16(
+                static_cast<std::int64_t>(r.channels.size()));
+            for (const auto& [id, length] : r.channels) {
+                b.i16(id).i32(length);
+            }
+            b.ascii("8BIMnorm").u8(255).u8(0).u8(0).u8(0).begin();
+            r.extra(b);
+            b.end();
         }
         channelData(b);
         b.end().u32(0).end();
@@ -138,6 +108,18 @@ inline void appendBlock(ByteBuilder& b, const std::string& key, const std::vecto
     if (data.size() % 2 != 0) {
         b.u8(0);
     }
+}
+
+/// How many times `needle` occurs in `bytes`, overlaps included.
+inline std::size_t occurrences(const std::vector<std::uint8_t>& bytes,
+                               const std::vector<std::uint8_t>& needle)
+{
+    std::size_t n = 0;
+    for (auto at = bytes.begin();
+         (at = std::search(at, bytes.end(), needle.begin(), needle.end())) != bytes.end(); ++at) {
+        ++n;
+    }
+    return n;
 }
 
 /// The data of the first image resource `identifier` of a PSD or PSB file, read independently
