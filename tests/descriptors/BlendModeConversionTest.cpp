@@ -1,8 +1,9 @@
+#include <tuple>
+
 #include <gtest/gtest.h>
 
 #include "psdkit/core/PSDError.hpp"
 #include "psdkit/descriptors/BlendModeConversion.hpp"
-#include "support/ByteBuilder.hpp"
 #include "support/DiagnosticsCapture.hpp"
 #include "support/ThrownError.hpp"
 
@@ -12,7 +13,8 @@ using image::BlendMode;
 using testing::DiagnosticsCapture;
 using testing::thrownError;
 
-const PSDFourCharCode blendModeType("BlnM");
+using Code = PSDFourCharCode;
+const Code blendModeType("BlnM");
 
 TEST(BlendModeConversionTest, EveryModeWithADescriptorFormRoundTrips)
 {
@@ -27,47 +29,30 @@ TEST(BlendModeConversionTest, EveryModeWithADescriptorFormRoundTrips)
         ++modes;
     }
     EXPECT_EQ(modes, 27);
-    EXPECT_EQ(psdEnum(BlendMode::hue).value, UnifiedStringValue(PSDFourCharCode("H   ")));
-    EXPECT_EQ(psdEnum(BlendMode::color).value, UnifiedStringValue(PSDFourCharCode("Clr ")));
+    EXPECT_EQ(psdEnum(BlendMode::hue).value, UnifiedStringValue(Code("H   ")));
+    EXPECT_EQ(psdEnum(BlendMode::color).value, UnifiedStringValue(Code("Clr ")));
     EXPECT_EQ(psdEnum(BlendMode::subtract).value, UnifiedStringValue::string("blendSubtraction"));
     EXPECT_EQ(psdEnum(BlendMode::linearBurn).value, UnifiedStringValue::string("linearBurn"));
 }
 
-TEST(BlendModeConversionTest, NamesOfTheWrongKindOrTypeAreNotModes)
+TEST(BlendModeConversionTest, NamesOfTheWrongKindOrTypeAreNotModesAndSomeModesHaveNoName)
 {
-    struct Case {
-        Enumerated e;
-        std::optional<BlendMode> mode;
-        const char* diagnostic; // nullptr: none
+    const auto text = UnifiedStringValue::string;
+    const std::tuple<Enumerated, std::optional<BlendMode>, std::vector<std::string>> cases[] = {
+        {{blendModeType, Code("H   ")}, BlendMode::hue, {}},
+        {{blendModeType, text("blendSubtraction")}, BlendMode::subtract, {}},
+        {{blendModeType, text("Nrml")}, std::nullopt, {"Unsupported blend mode name Nrml."}},
+        {{blendModeType, Code("Nrmx")}, std::nullopt, {"Unsupported blend mode name 'Nrmx'."}},
+        {{blendModeType, text("subtract")}, std::nullopt, {"Unsupported blend mode name subtract."}},
+        {{blendModeType, Code("linr")}, std::nullopt, {"Unsupported blend mode name 'linr'."}},
+        {{text("BlnM"), Code("Nrml")}, std::nullopt, {"Enum BlnM not representing a blend mode."}},
+        {{Code("Blnm"), Code("Nrml")}, std::nullopt, {"Enum 'Blnm' not representing a blend mode."}},
     };
-    const Case cases[] = {
-        {{blendModeType, PSDFourCharCode("H   ")}, BlendMode::hue, nullptr},
-        {{blendModeType, UnifiedStringValue::string("blendSubtraction")}, BlendMode::subtract, nullptr},
-        {{blendModeType, UnifiedStringValue::string("Nrml")},
-         std::nullopt,
-         "Unsupported blend mode name Nrml."},
-        {{blendModeType, PSDFourCharCode("Nrmx")}, std::nullopt, "Unsupported blend mode name 'Nrmx'."},
-        {{blendModeType, UnifiedStringValue::string("subtract")},
-         std::nullopt,
-         "Unsupported blend mode name subtract."},
-        {{blendModeType, PSDFourCharCode("linr")}, std::nullopt, "Unsupported blend mode name 'linr'."},
-        {{UnifiedStringValue::string("BlnM"), PSDFourCharCode("Nrml")},
-         std::nullopt,
-         "Enum BlnM not representing a blend mode."},
-        {{PSDFourCharCode("Blnm"), PSDFourCharCode("Nrml")},
-         std::nullopt,
-         "Enum 'Blnm' not representing a blend mode."},
-    };
-    for (const auto& c : cases) {
+    for (const auto& [e, mode, diagnostic] : cases) {
         DiagnosticsCapture diagnostics;
-        EXPECT_EQ(blendModeFromPSDEnum(c.e), c.mode) << c.e.description();
-        EXPECT_EQ(diagnostics.lines,
-                  c.diagnostic ? std::vector<std::string>{c.diagnostic} : std::vector<std::string>{});
+        EXPECT_EQ(blendModeFromPSDEnum(e), mode) << e.description();
+        EXPECT_EQ(diagnostics.lines, diagnostic);
     }
-}
-
-TEST(BlendModeConversionTest, ModesWithoutDescriptorFormAreRefused)
-{
     EXPECT_EQ(thrownError([] { (void)psdEnum(BlendMode::passThrough); }), PSDError::writeParameterError);
     EXPECT_EQ(thrownError([] { (void)psdEnum(BlendMode::behind); }), PSDError::writeParameterError);
     EXPECT_EQ(image::blendModeFromRawValue(1001), BlendMode::behind);
