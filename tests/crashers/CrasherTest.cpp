@@ -33,16 +33,13 @@ std::map<std::string, Crasher> readManifest()
     std::ifstream in(crashersDir / manifestName);
     EXPECT_TRUE(in.good()) << "missing " << (crashersDir / manifestName);
     std::map<std::string, Crasher> entries;
-    std::string line;
-    while (std::getline(in, line)) {
+    for (std::string line, file; std::getline(in, line);) {
         std::istringstream fields(line);
-        std::string file;
         Crasher crasher;
-        if (!(fields >> file) || file.starts_with("#")) {
-            continue;
+        if ((fields >> file) && !file.starts_with("#")) {
+            EXPECT_TRUE(fields >> crasher.target >> crasher.outcome) << "incomplete entry: " << line;
+            EXPECT_TRUE(entries.emplace(file, crasher).second) << file << " is listed twice";
         }
-        EXPECT_TRUE(fields >> crasher.target >> crasher.outcome) << "incomplete entry: " << line;
-        EXPECT_TRUE(entries.emplace(file, crasher).second) << file << " is listed twice";
     }
     return entries;
 }
