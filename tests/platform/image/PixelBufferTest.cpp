@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/image/ImageTestSupport.hpp"
+#include "psdkit/platform/image/InterleavedRGBA.hpp"
 #include "psdkit/platform/image/Zip.hpp"
 #include "support/ByteBuilder.hpp"
 #include "support/ThrownError.hpp"
@@ -81,37 +82,6 @@ TEST(PixelBufferTest, EveryCodingDepthAndSizeRoundTrips)
         expectRoundTrips<PixelGray16>(size);
         expectRoundTrips<PixelGray32>(size);
     }
-}
-
-// Colour buffers give their channels as red, green, blue, transparency whatever the memory layout
-// (transparency left out on request). Values r=1, g=2, b=3, a=4 make a swap visible.
-template <typename P> void expectLogicalChannelOrder(const P& pixel, const std::vector<V>& expectedSamples)
-{
-    PixelBuffer<P> buffer({1, 1});
-    buffer.at(0, 0) = pixel;
-    const auto raw = buffer.makeChannelData(false, Compression::none, PredictionType::none, false);
-    ASSERT_EQ(raw.size(), 4u);
-    for (std::size_t c = 0; c < 4; ++c) {
-        EXPECT_EQ(raw[c].compressedData, expectedSamples[c]) << "channel " << c;
-    }
-    const auto colourOnly = buffer.makeChannelData(true, Compression::none, PredictionType::none, false);
-    ASSERT_EQ(colourOnly.size(), 3u);
-    EXPECT_EQ(colourOnly[2], raw[2]);
-}
-
-TEST(PixelBufferTest, ChannelsAreRedGreenBlueTransparencyWhateverTheLayout)
-{
-    expectLogicalChannelOrder(PixelARGB8{.a = 4, .r = 1, .g = 2, .b = 3}, {{1}, {2}, {3}, {4}});
-    expectLogicalChannelOrder(PixelRGBA16{.r = 1, .g = 2, .b = 3, .a = 4}, {{0, 1}, {0, 2}, {0, 3}, {0, 4}});
-    expectLogicalChannelOrder(PixelRGBA32{.r = 1.0f, .g = 2.0f, .b = 3.0f, .a = 4.0f},
-                              {{0x3F, 0x80, 0, 0}, {0x40, 0, 0, 0}, {0x40, 0x40, 0, 0}, {0x40, 0x80, 0, 0}});
-
-    // Hand-made channels: red 01, green 02, blue 03, transparency 04 land as a, r, g, b in memory.
-    std::vector<AnyChannelData> channels;
-    for (std::uint8_t v = 1; v <= 4; ++v) {
-        channels.push_back(ChannelData<std::uint8_t>(V{v}, true, Compression::none, PredictionType::none));
-    }
-    EXPECT_TRUE(std::ranges::equal(decoded<PixelARGB8>({1, 1}, channels).bytes(), V{4, 1, 2, 3}));
 }
 
 TEST(PixelBufferTest, LittleEndianChannelsDecodeByTheirFlag)
@@ -255,29 +225,46 @@ TEST(PixelBufferTest, BlankBuffersAreZeroAndMadeByFormatOrDepth)
     std::memcpy(&g, buffer->bytes().data() + (1 * 3 + 2) * 16 + 4, 4);
     EXPECT_EQ(g, 0.5f);
     // 8, 16 and 32 bits have one colour and one grey type each.
-    for (const auto& [depth, color, gray, pixelBytes] :
-         {std::tuple{8, PixelFormat::argb8, PixelFormat::gray8, 4u},
-          {16, PixelFormat::rgba16, PixelFormat::gray16, 8u},
-          {32, PixelFormat::rgba32, PixelFormat::gray32, 16u}}) {
-        EXPECT_EQ(colorPixelFormatForDepth(depth), color);
-        EXPECT_EQ(grayPixelFormatForDepth(depth), gray);
-        const auto made = makePixelBuffer(color, {3, 2}, "made");
-        EXPECT_EQ(made->format(), color);
-        EXPECT_EQ(made->bytes().size(), 6 * pixelBytes);
-        EXPECT_EQ(makePixelBuffer(gray, {3, 2})->bytes().size(), 6 * pixelBytes / 4);
+    for (const auto& [depth, color, gray] : {std::tuple{8, PixelFormat::argb8, PixelFormat::gray8},
+                                             {16, PixelFormat::rgba16, PixelFormat::gray16},
+                                             {32, PixelFormat::rgba32, PixelFormat::gray32}}) {
+        EXPECT_EQ(makePixelBuffer(colorPixelFormatForDepth(depth).value(), {3, 2})->format(), color);
+        EXPECT_EQ(makePixelBuffer(grayPixelFormatForDepth(depth).value(), {3, 2})->format(), gray);
     }
     EXPECT_EQ(colorPixelFormatForDepth(1), std::nullopt);
     EXPECT_EQ(thrownError([] { PixelBuffer<PixelGray8>({-1, 1}); }), ImageError::invalidSize);
-    EXPECT_EQ(thrownError([] {
-                  (void)makePixelBuffer(PixelFormat::gray16, {1, -1});
-              }),
-              ImageError::invalidSize);
+    const auto invalid = [] { (void)makePixelBuffer(PixelFormat::gray16, {1, -1}); };
+    EXPECT_EQ(thrownError(invalid), ImageError::invalidSize);
 }
 
-TEST(ChannelDataTest, CompressionTextsAndErrorDomain)
+// Pixel buffers from and to interleaved RGBA samples, whatever the buffer's memory order.
+TEST(InterleavedRGBATest, BuffersOfEveryDepthRoundTripAndEightBitKeepsTransparencyFirst)
 {
-    EXPECT_EQ(compressionTypeFromRawText("Zip"), Compression::zip);
-    EXPECT_EQ(compressionTypeFromRawText("zip"), std::nullopt);
+    const std::vector<std::uint8_t> rgba = {10, 20, 30, 40, 50, 60, 70, 80};
+    const auto buffer = pixelBufferFromRGBA(IntegralSize{2, 1}, rgba);
+    EXPECT_EQ(buffer->at(0, 0), (PixelARGB8{40, 10, 20, 30}));
+    EXPECT_EQ(buffer->bytes()[0], 40); // memory order a, r, g, b
+    EXPECT_EQ(interleavedRGBA(*buffer), rgba);
+    const std::vector<std::uint16_t> deep = {1, 2, 3, 65535, 40000, 0, 7, 9};
+    EXPECT_EQ(interleavedRGBA(*pixelBufferFromRGBA(IntegralSize{1, 2}, deep)), deep);
+    const std::vector<float> floats = {0.25F, 0.5F, 1.5F, 1.0F};
+    EXPECT_EQ(pixelBufferFromRGBA(IntegralSize{1, 1}, floats)->at(0, 0),
+              (PixelRGBA32{0.25F, 0.5F, 1.5F, 1.0F}));
+    EXPECT_EQ(interleavedRGBA(*pixelBufferFromRGBA(IntegralSize{1, 1}, floats)), floats);
+}
+
+TEST(InterleavedRGBATest, RefusesSamplesThatDoNotFitTheSize)
+{
+    const auto refusal = [](IntegralSize size, std::size_t samples) {
+        return thrownError([&] { (void)pixelBufferFromRGBA(size, std::vector<std::uint8_t>(samples)); });
+    };
+    EXPECT_EQ(refusal({1, 1}, 5), ImageError::rawSizeMismatch);
+    EXPECT_EQ(refusal({1, 1}, 8), ImageError::rawSizeMismatch);
+    EXPECT_EQ(refusal({-1, 1}, 8), ImageError::invalidSize);
+}
+
+TEST(ImageErrorTest, DomainAndTexts)
+{
     EXPECT_STREQ(imageErrorCategory().name(), "psdkit.image");
     EXPECT_EQ(imageErrorCategory().message(7), "corruptPackBits");
 }
