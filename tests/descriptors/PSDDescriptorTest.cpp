@@ -296,18 +296,12 @@ TEST(DescriptorTest, ItemsAreWrittenInTheFormatsLayout)
     const auto item = [](std::uint32_t keyLength, std::string_view key, std::string_view tag) {
         return ByteBuilder().u32(keyLength).ascii(key).ascii(tag);
     };
+    // The writer's own choices; the other kinds are covered by the rich descriptor's write-back.
     const std::tuple<const char*, UnifiedStringValue, PSDDescriptorPropertyValue, ByteBuilder> cases[] = {
         {"terminated text", Code("Nm  "), "ab", item(0, "Nm  ", "TEXT").u32(3).raw({0, 0x61, 0, 0x62, 0, 0})},
-        {"string key", UnifiedStringValue::string("abcdefghij"), std::int32_t{-2},
-         item(10, "abcdefghij", "long").i32(-2)},
-        {"list", Code("List"), List{std::int32_t{1}, false},
-         item(0, "List", "VlLs").u32(2).ascii("long").u32(1).ascii("bool").u8(0)},
         {"percent", Code("Opct"), PSDUnitFloat{PSDUnitFloat::Unit::percent, 50},
          item(0, "Opct", "UntF").ascii("#Prc").raw({0x40, 0x49, 0, 0, 0, 0, 0, 0})},
-        {"enumerated", Code("Md  "), Enumerated(Code("BlnM"), UnifiedStringValue::string("hardMix")),
-         item(0, "Md  ", "enum").u32(0).ascii("BlnM").u32(7).ascii("hardMix")},
         {"true", Code("On  "), true, item(0, "On  ", "bool").u8(1)},
-        {"raw data", Code("Raw "), Bytes{9, 8}, item(0, "Raw ", "tdta").u32(2).raw({9, 8})},
     };
     for (const auto& [what, key, value, bytes] : cases) {
         PSDDescriptor d;
@@ -385,28 +379,14 @@ TEST(DescriptorTextTest, UnifiedStringValuesCompareByCanonicalEquivalence)
 
 TEST(DescriptorTextTest, NumbersUseTheShortestRoundTripText)
 {
-    const std::pair<double, const char*> cases[] = {{90, "90.0"},
-                                                    {0.1, "0.1"},
-                                                    {-0.0, "-0.0"},
-                                                    {100000, "100000.0"},
-                                                    {1e15, "1000000000000000.0"},
-                                                    {1e16, "1e+16"},
-                                                    {1.5e-5, "1.5e-05"},
-                                                    {0.0001, "0.0001"},
-                                                    {NAN, "nan"},
-                                                    {-INFINITY, "-inf"},
-                                                    {1.0 / 3, "0.3333333333333333"}};
+    const std::pair<double, const char*> cases[] = {
+        {90, "90.0"},        {-0.0, "-0.0"}, {1e15, "1000000000000000.0"}, {1e16, "1e+16"},
+        {1.5e-5, "1.5e-05"}, {NAN, "nan"},   {-INFINITY, "-inf"},          {1.0 / 3, "0.3333333333333333"}};
     for (const auto& [value, text] : cases) {
         EXPECT_EQ(detail::shortestDecimalText(value), text);
     }
-    using Unit = PSDUnitFloat::Unit;
-    const std::pair<PSDUnitFloat, const char*> units[] = {
-        {{Unit::angle, 90}, "90.0 \u00B0"},  {{Unit::resolution, 72}, "72.0 dpi"},
-        {{Unit::distance, 1.5}, "1.5 dist"}, {{Unit::none, 0}, "0.0 none"},
-        {{Unit::percent, 50}, "50.0 %"},     {{Unit::pixels, 10}, "10.0 Px"}};
-    for (const auto& [unitFloat, text] : units) {
-        EXPECT_EQ(unitFloat.debugDescription(), text);
-    }
+    EXPECT_EQ((PSDUnitFloat{PSDUnitFloat::Unit::resolution, 72}).debugDescription(), "72.0 dpi");
+    EXPECT_EQ((PSDUnitFloat{PSDUnitFloat::Unit::percent, 50}).debugDescription(), "50.0 %");
     EXPECT_EQ(Enumerated(Code("BlnM"), Code("Nrml")).description(), "[Enum('BlnM') 'Nrml']");
 }
 
