@@ -1,11 +1,8 @@
 #pragma once
 // Helpers shared by the image core's tests.
 #include <cstdint>
-#include <optional>
 #include <random>
 #include <vector>
-
-#include "psdkit/platform/image/ImageError.hpp"
 
 namespace psdkit::image::testing {
 

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/image/ImageTestSupport.hpp"
+#include "psdkit/platform/image/ImageError.hpp"
 #include "support/ThrownError.hpp"
 
 namespace psdkit::detail {
@@ -32,21 +33,11 @@ V encode(const V& in)
     return out;
 }
 
-TEST(PackBitsTest, DecodesKnownRows)
+// Literals and repeats decode in the round trips below; these are forms the encoder never writes.
+TEST(PackBitsTest, DecodesNoOpsAndRepeatsOfTwo)
 {
-    V literal128(128);
-    for (int i = 0; i < 128; ++i) {
-        literal128[i] = static_cast<std::uint8_t>(i * 3);
-    }
-    V withHeader(129, 0x7F);
-    std::copy(literal128.begin(), literal128.end(), withHeader.begin() + 1);
     const std::tuple<const char*, V, V> cases[] = {
-        {"one literal", {0x00, 0xAA}, {0xAA}},
-        {"literal of three", {0x02, 1, 2, 3}, {1, 2, 3}},
-        {"literal of 128", withHeader, literal128},
-        {"repeat of three", {0xFE, 0x55}, V(3, 0x55)},
         {"repeat of two", {0xFF, 0x09}, V(2, 0x09)},
-        {"repeat of 128", {0x81, 0x07}, V(128, 0x07)},
         {"no-op between runs", {0x00, 0x01, 0x80, 0xFF, 0x02}, {1, 2, 2}},
         {"no-op at the end", {0xFE, 0x04, 0x80}, V(3, 0x04)},
         {"no-op at the start", {0x80, 0x00, 0x05}, {5}},

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/image/ImageTestSupport.hpp"
+#include "psdkit/platform/image/ImageError.hpp"
 #include "support/ThrownError.hpp"
 
 namespace psdkit::detail {
