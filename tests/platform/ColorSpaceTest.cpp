@@ -26,9 +26,7 @@ std::uint32_t readBE32(const Bytes& bytes, std::size_t at)
 
 TEST(ColorSpaceTest, ProfilesOfColourAndGreyKeepTheirBytesAndDeviceRGBHasNone)
 {
-    EXPECT_FALSE(ColorSpace::deviceRGB().iccData().has_value());
-    EXPECT_EQ(ColorSpace::deviceRGB().name(), "Device RGB");
-    EXPECT_EQ(ColorSpace::deviceRGB(), ColorSpace());
+    EXPECT_FALSE(ColorSpace().iccData().has_value());
     const Bytes profile = savedProfile(cmsCreate_sRGBProfile());
     const auto space = ColorSpace::fromICCData(profile);
     ASSERT_TRUE(space.has_value());
