@@ -1,11 +1,9 @@
 // Descriptors read from and written to the format's layout, their printed forms and their limits.
 #include <algorithm>
-#include <cmath>
 
 #include <gtest/gtest.h>
 
 #include "psdkit/descriptors/DescriptorLayout.hpp"
-#include "psdkit/descriptors/DescriptorTextForms.hpp"
 #include "psdkit/descriptors/PSDDescriptor.hpp"
 #include "support/ByteBuilder.hpp"
 #include "support/DiagnosticsCapture.hpp"
@@ -375,19 +373,6 @@ TEST(DescriptorTextTest, UnifiedStringValuesCompareByCanonicalEquivalence)
     map.set(composed, true);
     EXPECT_NE(map.find(decomposed), nullptr);
     EXPECT_EQ(decomposed.text(), "cafe\xCC\x81"); // kept as given
-}
-
-TEST(DescriptorTextTest, NumbersUseTheShortestRoundTripText)
-{
-    const std::pair<double, const char*> cases[] = {
-        {90, "90.0"},        {-0.0, "-0.0"}, {1e15, "1000000000000000.0"}, {1e16, "1e+16"},
-        {1.5e-5, "1.5e-05"}, {NAN, "nan"},   {-INFINITY, "-inf"},          {1.0 / 3, "0.3333333333333333"}};
-    for (const auto& [value, text] : cases) {
-        EXPECT_EQ(detail::shortestDecimalText(value), text);
-    }
-    EXPECT_EQ((PSDUnitFloat{PSDUnitFloat::Unit::resolution, 72}).debugDescription(), "72.0 dpi");
-    EXPECT_EQ((PSDUnitFloat{PSDUnitFloat::Unit::percent, 50}).debugDescription(), "50.0 %");
-    EXPECT_EQ(Enumerated(Code("BlnM"), Code("Nrml")).description(), "[Enum('BlnM') 'Nrml']");
 }
 
 } // namespace
