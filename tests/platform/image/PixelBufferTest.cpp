@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <random>
 #include <tuple>
 
 #include <gtest/gtest.h>
 
-#include "platform/image/ImageTestSupport.hpp"
 #include "psdkit/platform/image/ImageError.hpp"
 #include "psdkit/platform/image/InterleavedRGBA.hpp"
 #include "psdkit/platform/image/Zip.hpp"
@@ -16,11 +16,28 @@
 
 namespace psdkit::image {
 namespace {
-using image::testing::mixedBytes;
 using psdkit::testing::ByteBuilder;
 using psdkit::testing::thrownError;
 using V = std::vector<std::uint8_t>;
 using Compression = ChannelDataCompressionType;
+
+// Deterministic bytes mixing runs of equal bytes with noise, so that every PackBits header kind
+// and every deflate path is exercised.
+std::vector<std::uint8_t> mixedBytes(std::size_t n, std::uint32_t seed)
+{
+    std::mt19937 random(seed);
+    std::vector<std::uint8_t> bytes;
+    bytes.reserve(n);
+    while (bytes.size() < n) {
+        const std::size_t length = 1 + random() % 200;
+        const bool run = random() % 2 == 0;
+        const auto value = static_cast<std::uint8_t>(random());
+        for (std::size_t i = 0; i < length && bytes.size() < n; ++i) {
+            bytes.push_back(run ? value : static_cast<std::uint8_t>(random()));
+        }
+    }
+    return bytes;
+}
 
 std::vector<const AnyChannelData*> pointers(const std::vector<AnyChannelData>& channels)
 {

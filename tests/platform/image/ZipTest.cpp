@@ -5,31 +5,21 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/image/ImageTestSupport.hpp"
 #include "psdkit/platform/image/ImageError.hpp"
 #include "support/ThrownError.hpp"
 
 namespace psdkit::detail {
 namespace {
-using image::testing::mixedBytes;
 using psdkit::testing::thrownError;
 using V = std::vector<std::uint8_t>;
 
-TEST(ZipTest, DeflatedStreamsInflateToTheSameBytesAtEveryLevel)
-{
-    for (std::size_t n : {0u, 1u, 100u, 70000u}) {
-        const V plane = mixedBytes(n, static_cast<std::uint32_t>(n));
-        for (int level : {0, zipCompressionLevel, 12}) {
-            V out(n);
-            zlibInflate(zlibDeflate(plane, level), out);
-            EXPECT_EQ(out, plane) << n << " bytes at level " << level;
-        }
-    }
-}
-
 TEST(ZipTest, StreamsThatDoNotInflateToExactlyThePlaneAreCorrupt)
 {
-    const V stream = zlibDeflate(mixedBytes(1000, 7));
+    V plane(1000);
+    for (std::size_t i = 0; i < plane.size(); ++i) {
+        plane[i] = static_cast<std::uint8_t>(i * i % 251);
+    }
+    const V stream = zlibDeflate(plane);
     V badChecksum = stream, badHeader = stream, trailing = stream;
     badChecksum.back() ^= 1;
     badHeader[0] = 0x79; // not the deflate method
