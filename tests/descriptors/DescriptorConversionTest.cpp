@@ -31,14 +31,21 @@ std::shared_ptr<PSDDescriptor> throughBytes(PSDDescriptor& written)
     return read;
 }
 
+// A descriptor of the class `classID` holding `items` under four-character keys.
 std::shared_ptr<PSDDescriptor>
-colorDescriptor(const char* classCode, std::vector<std::pair<const char*, PSDDescriptorPropertyValue>> items)
+descriptorOf(UnifiedStringValue classID,
+             std::vector<std::pair<const char*, PSDDescriptorPropertyValue>> items)
 {
-    auto d = std::make_shared<PSDDescriptor>(Code(std::string(classCode)));
+    auto d = std::make_shared<PSDDescriptor>(std::move(classID));
     for (auto& [key, value] : items) {
         d->set(Code(std::string(key)), std::move(value));
     }
     return d;
+}
+std::shared_ptr<PSDDescriptor>
+colorDescriptor(const char* classCode, std::vector<std::pair<const char*, PSDDescriptorPropertyValue>> items)
+{
+    return descriptorOf(Code(std::string(classCode)), std::move(items));
 }
 
 TEST(ColorConversionTest, ComponentsScaleBy255InSinglePrecision)
@@ -179,29 +186,19 @@ TEST(GradientConversionTest, StopsThatDoNotFitTheFieldsAreRefusedOnWriting)
     EXPECT_EQ(ColorGradient::make({{}}, {{}, {}}), std::nullopt);
 }
 
-std::shared_ptr<PSDDescriptor>
-rectDescriptor(std::vector<std::pair<const char*, PSDDescriptorPropertyValue>> edges)
+TEST(RectConversionTest, EdgesAreTruncatedTowardZeroAndOtherClassesAndBadEdgesAreRefused)
 {
-    auto d = std::make_shared<PSDDescriptor>(UnifiedStringValue::string("classFloatRect"));
-    for (auto& [key, value] : edges) {
-        d->set(Code(std::string(key)), std::move(value));
-    }
-    return d;
-}
-
-TEST(RectConversionTest, EdgesAreTruncatedTowardZero)
-{
+    const auto rectDescriptor = [](std::vector<std::pair<const char*, PSDDescriptorPropertyValue>> edges) {
+        return descriptorOf(UnifiedStringValue::string("classFloatRect"), std::move(edges));
+    };
     const auto d = rectDescriptor({{"Top ", -0.7}, {"Left", 2.0}, {"Btom", 3.99}, {"Rght", 10.9}});
     EXPECT_EQ(macRectFromPSDDescriptor(*d), PSDMacRect(0, 2, 3, 10));
     const auto written = psdDescriptor(PSDMacRect(1, 2, 3, 4));
     EXPECT_TRUE(written->hasSameContent(
         *rectDescriptor({{"Top ", 1.0}, {"Left", 2.0}, {"Btom", 3.0}, {"Rght", 4.0}})));
     EXPECT_EQ(macRectFromPSDDescriptor(*throughBytes(*written)), PSDMacRect(1, 2, 3, 4));
-}
 
-TEST(RectConversionTest, OtherClassesAndBadEdgesAreRefused)
-{
-    const auto rect = [](PSDDescriptorPropertyValue top, PSDDescriptorPropertyValue left, double bottom) {
+    const auto rect = [&](PSDDescriptorPropertyValue top, PSDDescriptorPropertyValue left, double bottom) {
         return rectDescriptor({{"Top ", top}, {"Left", left}, {"Btom", bottom}, {"Rght", 0.0}});
     };
     const std::tuple<const char*, std::shared_ptr<PSDDescriptor>, std::error_code> cases[] = {
@@ -213,8 +210,8 @@ TEST(RectConversionTest, OtherClassesAndBadEdgesAreRefused)
         {"NaN edge", rect(std::nan(""), 0.0, 0.0), PSDError::readCorruptFile},
         {"edge beyond 64 bits", rect(0.0, 0.0, 1e19), PSDError::readCorruptFile},
     };
-    for (const auto& [what, d, error] : cases) {
-        EXPECT_EQ(thrownError([&] { (void)macRectFromPSDDescriptor(*d); }), error) << what;
+    for (const auto& [what, refused, error] : cases) {
+        EXPECT_EQ(thrownError([&] { (void)macRectFromPSDDescriptor(*refused); }), error) << what;
     }
     EXPECT_EQ(macRectFromPSDDescriptor(*rect(-9223372036854775808.0, 0.0, 0.0)).top,
               std::numeric_limits<std::int64_t>::min());

@@ -91,26 +91,6 @@ std::string itemsOf(const PSDDescriptor& d)
     return items;
 }
 
-TEST(DescriptorTest, FreshDescriptorIs22BytesAnd18NestedAndReadsBackEitherWay)
-{
-    PSDDescriptor fresh;
-    EXPECT_EQ(fresh.debugDescription(), "[Descriptor (Name: \0, ClassID: 'null') : [:]]"sv);
-    ByteBuilder b;
-    const Bytes top = descriptorStart(b, 0).bytes();
-    EXPECT_EQ(fresh.data(), top);
-    ASSERT_EQ(top.size(), 22u);
-    EXPECT_TRUE(readDescriptor(top)->hasSameContent(fresh));
-    fresh.isNested = true;
-    const Bytes nestedBytes(top.begin() + 4, top.end());
-    EXPECT_EQ(fresh.data(), nestedBytes);
-    PSDScanner scanner(nestedBytes);
-    PSDDescriptor nested;
-    nested.isNested = true;
-    nested.read(scanner, true);
-    EXPECT_TRUE(nested.hasSameContent(fresh));
-    EXPECT_EQ(scanner.bytesRemaining(), 0);
-}
-
 // The printed form shows every value and its kind; the nested descriptors are marked as such.
 TEST(DescriptorTest, EveryValueKindReadsAndPrints)
 {
@@ -299,7 +279,6 @@ TEST(DescriptorTest, ItemsAreWrittenInTheFormatsLayout)
         {"terminated text", Code("Nm  "), "ab", item(0, "Nm  ", "TEXT").u32(3).raw({0, 0x61, 0, 0x62, 0, 0})},
         {"percent", Code("Opct"), PSDUnitFloat{PSDUnitFloat::Unit::percent, 50},
          item(0, "Opct", "UntF").ascii("#Prc").raw({0x40, 0x49, 0, 0, 0, 0, 0, 0})},
-        {"true", Code("On  "), true, item(0, "On  ", "bool").u8(1)},
     };
     for (const auto& [what, key, value, bytes] : cases) {
         PSDDescriptor d;
