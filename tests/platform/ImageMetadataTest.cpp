@@ -119,23 +119,15 @@ TEST(ImageMetadataTest, RefusedExportLeavesTheMetadataUnchanged)
     }
 }
 
-TEST(ImageMetadataTest, ResourcesAreFoundInPsdAndPsbWhereverTheyAre)
+// The resource walk is the document reader's, checked against psd-tools on every corpus file; the
+// packet itself may be followed by NUL bytes.
+TEST(ImageMetadataTest, XmpPacketFollowedByNulBytesIsRead)
 {
-    const Bytes title =
+    Bytes title =
         xmpPacket(R"(<dc:title><rdf:Alt><rdf:li xml:lang="x-default">Pier</rdf:li></rdf:Alt></dc:title>)");
-    Bytes padded = title;
-    padded.resize(padded.size() + 7, 0);
-    const std::vector<std::pair<const char*, Bytes>> cases = {
-        {"PSD, alone", fileWithResources({{kXmp, title}})},
-        {"PSB, alone", fileWithResources({{kXmp, title}}, 2)},
-        {"after a named resource of odd size",
-         fileWithResources({{1005, Bytes(3, 1), "ab"}, {4000, Bytes(5, 2), "c"}, {kXmp, title}})},
-        {"named itself", fileWithResources({{kXmp, title, "XMP"}})},
-        {"with NUL bytes after the packet", fileWithResources({{kXmp, padded}})},
-    };
-    for (const auto& [name, file] : cases) {
-        EXPECT_EQ(ImageMetadata::fromFile(file).property("Xmp.dc.title"), R"(lang="x-default" Pier)") << name;
-    }
+    title.resize(title.size() + 7, 0);
+    const ImageMetadata metadata = ImageMetadata::fromFile(fileWithResources({{kXmp, title, "XMP"}}));
+    EXPECT_EQ(metadata.property("Xmp.dc.title"), R"(lang="x-default" Pier)");
 }
 
 TEST(ImageMetadataTest, ExifAndIptcAreConvertedAndTheXmpPacketWins)
