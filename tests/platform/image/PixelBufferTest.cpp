@@ -21,22 +21,19 @@ using psdkit::testing::thrownError;
 using V = std::vector<std::uint8_t>;
 using Compression = ChannelDataCompressionType;
 
-// Deterministic bytes mixing runs of equal bytes with noise, so that every PackBits header kind
+// Fills `bytes` with deterministic runs of equal bytes and noise, so that every PackBits header kind
 // and every deflate path is exercised.
-std::vector<std::uint8_t> mixedBytes(std::size_t n, std::uint32_t seed)
+void fillMixed(std::span<std::uint8_t> bytes, std::uint32_t seed)
 {
     std::mt19937 random(seed);
-    std::vector<std::uint8_t> bytes;
-    bytes.reserve(n);
-    while (bytes.size() < n) {
-        const std::size_t length = 1 + random() % 200;
+    for (std::size_t at = 0; at < bytes.size();) {
+        const std::size_t end = std::min(bytes.size(), at + 1 + random() % 200);
         const bool run = random() % 2 == 0;
         const auto value = static_cast<std::uint8_t>(random());
-        for (std::size_t i = 0; i < length && bytes.size() < n; ++i) {
-            bytes.push_back(run ? value : static_cast<std::uint8_t>(random()));
+        for (; at < end; ++at) {
+            bytes[at] = run ? value : static_cast<std::uint8_t>(random());
         }
     }
-    return bytes;
 }
 
 std::vector<const AnyChannelData*> pointers(const std::vector<AnyChannelData>& channels)
@@ -67,9 +64,7 @@ constexpr Coding everyCoding[] = {{Compression::none, PredictionType::none},
 template <typename P> void expectRoundTrips(IntegralSize size)
 {
     PixelBuffer<P> original(size, "original");
-    const V content =
-        mixedBytes(original.bytes().size(), static_cast<std::uint32_t>(size.width * 31 + size.height));
-    std::copy(content.begin(), content.end(), original.mutableBytes().begin());
+    fillMixed(original.mutableBytes(), static_cast<std::uint32_t>(size.width * 31 + size.height));
     for (const Coding& coding : everyCoding) {
         const auto channels = original.makeChannelData(false, coding.compression, coding.prediction, false);
         const auto before = channels;
@@ -199,8 +194,7 @@ TEST(PixelBufferTest, WorkerThreadGivesTheSameChannelsPixelsAndErrors)
 {
     const IntegralSize size{1024, 1030};
     PixelBuffer<PixelARGB8> buffer(size);
-    const V content = mixedBytes(buffer.bytes().size(), 99);
-    std::copy(content.begin(), content.end(), buffer.mutableBytes().begin());
+    fillMixed(buffer.mutableBytes(), 99);
     for (const Coding& coding : everyCoding) {
         const auto channels = buffer.makeChannelData(false, coding.compression, coding.prediction, true);
         EXPECT_EQ(channels, buffer.makeChannelData(false, coding.compression, coding.prediction, false));
