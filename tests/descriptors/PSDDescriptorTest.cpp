@@ -326,8 +326,6 @@ TEST(DescriptorTest, ValuesOutsideTheFormatAreRefusedOnWriting)
          PSDError::writeUnknownError},
         {"enumerated half outside Mac OS Roman", Code("Md  "),
          Enumerated(Code("BlnM"), UnifiedStringValue::string("\xE4\xB8\xAD")), PSDError::writeUnknownError},
-        {"null descriptor handle", Code("Obj "), std::shared_ptr<PSDDescriptor>(),
-         PSDError::writeParameterError},
         {"null handle in a list", Code("List"), List{std::shared_ptr<PSDDescriptor>()},
          PSDError::writeParameterError},
     };
