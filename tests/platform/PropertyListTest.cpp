@@ -81,8 +81,7 @@ TEST(PropertyListTest, XmlRoundTripKeepsEveryKindOfValue)
              {"title", "Hafen & D\u00e4mmerung <1> \U0001F305"},
              {"saved", PropertyDate{730989045.0}},
              {"thumb", Bytes{0x00, 0x01, 0x02, 0xFF}},
-             {"empty", PropertyArray{}},
-         }}};
+             {"empty", PropertyArray{}}}}};
     EXPECT_EQ(parsed, expected) << parsed.debugDescription();
     const Bytes written = xmlPropertyList(*parsed.asDictionary());
     const PropertyValue reparsed = parsePropertyList(written);
@@ -167,12 +166,10 @@ TEST(PropertyListTest, BinaryListParsesWithMicrosecondDates)
         eightBytes(0x33, std::bit_cast<std::uint64_t>(1.5)),  // date
         eightBytes(0x23, std::bit_cast<std::uint64_t>(0.25)), // real
     });
-    const PropertyValue expected = PropertyDictionary{
-        {"big", std::int64_t{1} << 40},
-        {"list", PropertyArray{true, "x"}},
-        {"when", PropertyDate{1.5}},
-        {"ratio", 0.25},
-    };
+    const PropertyValue expected = PropertyDictionary{{"big", std::int64_t{1} << 40},
+                                                      {"list", PropertyArray{true, "x"}},
+                                                      {"when", PropertyDate{1.5}},
+                                                      {"ratio", 0.25}};
     EXPECT_EQ(parsePropertyList(list), expected) << parsePropertyList(list).debugDescription();
 }
 
