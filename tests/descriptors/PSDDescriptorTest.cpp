@@ -172,25 +172,25 @@ TEST(DescriptorTest, BadHeadersAndValuesFailWithTheirError)
 {
     const auto item = [](std::string_view tag) { return ByteBuilder().u32(0).ascii("A   ").ascii(tag); };
     const Bytes fresh = descriptorWith(0, {});
+    using E = PSDError;
     const std::tuple<const char*, Bytes, std::error_code> cases[] = {
-        {"version 15", ByteBuilder().u32(15).bytes(), PSDError::readUnsupportedDescriptorVersion},
-        {"version 17", ByteBuilder().u32(17).bytes(), PSDError::readUnsupportedDescriptorVersion},
-        {"no version", {0, 0, 0}, PSDError::readUnexpectedEndOfFile},
+        {"version 15", ByteBuilder().u32(15).bytes(), E::readUnsupportedDescriptorVersion},
+        {"version 17", ByteBuilder().u32(17).bytes(), E::readUnsupportedDescriptorVersion},
+        {"no version", {0, 0, 0}, E::readUnexpectedEndOfFile},
         {"no version word, as nested", Bytes(fresh.begin() + 4, fresh.end()),
-         PSDError::readUnsupportedDescriptorVersion},
+         E::readUnsupportedDescriptorVersion},
         {"item count with top bit", ByteBuilder().u32(16).u32(0).u32(0).ascii("null").u32(0x80000000).bytes(),
-         PSDError::readUnexpectedEndOfFile},
+         E::readUnexpectedEndOfFile},
         {"unknown type tag", descriptorWith(1, item("obj ").u32(0).bytes()),
-         PSDError::readUnsupportedDescriptorValueType},
+         E::readUnsupportedDescriptorValueType},
         {"unknown unit", descriptorWith(1, item("UntF").ascii("#Mlm").i64(0).bytes()),
-         PSDError::readUnsupportedContentType},
-        {"negative raw data length", descriptorWith(1, item("tdta").i32(-1).bytes()),
-         PSDError::readParameterError},
+         E::readUnsupportedContentType},
+        {"negative raw data length", descriptorWith(1, item("tdta").i32(-1).bytes()), E::readParameterError},
         {"list count with top bit", descriptorWith(1, item("VlLs").u32(0x80000000).bytes()),
-         PSDError::readUnexpectedEndOfFile},
+         E::readUnexpectedEndOfFile},
         {"key code not four characters",
          descriptorWith(1, ByteBuilder().u32(0).ascii("\r\nAB").ascii("long").i32(0).bytes()),
-         PSDError::readParameterError},
+         E::readParameterError},
     };
     for (const auto& [what, bytes, error] : cases) {
         EXPECT_EQ(thrownError([&] { (void)readDescriptor(bytes); }), error) << what;
@@ -319,15 +319,16 @@ TEST(DescriptorTest, WritingMarksEveryNestedDescriptorAndTheMarkStays)
 
 TEST(DescriptorTest, ValuesOutsideTheFormatAreRefusedOnWriting)
 {
+    using E = PSDError;
     const std::tuple<const char*, UnifiedStringValue, PSDDescriptorPropertyValue, std::error_code> cases[] = {
         {"string key outside Mac OS Roman", UnifiedStringValue::string("\xE2\x86\x92"), true,
-         PSDError::writeUnknownError},
+         E::writeUnknownError},
         {"code key outside Mac OS Roman", Code(std::string("ab\xE2\x86\x92") + "c"), true,
-         PSDError::writeUnknownError},
+         E::writeUnknownError},
         {"enumerated half outside Mac OS Roman", Code("Md  "),
-         Enumerated(Code("BlnM"), UnifiedStringValue::string("\xE4\xB8\xAD")), PSDError::writeUnknownError},
+         Enumerated(Code("BlnM"), UnifiedStringValue::string("\xE4\xB8\xAD")), E::writeUnknownError},
         {"null handle in a list", Code("List"), List{std::shared_ptr<PSDDescriptor>()},
-         PSDError::writeParameterError},
+         E::writeParameterError},
     };
     for (const auto& [what, key, value, error] : cases) {
         PSDDescriptor d;
@@ -336,7 +337,7 @@ TEST(DescriptorTest, ValuesOutsideTheFormatAreRefusedOnWriting)
     }
     PSDDescriptor badName;
     badName.name = "\xFF";
-    EXPECT_EQ(thrownError([&] { (void)badName.data(); }), PSDError::writeUnknownError);
+    EXPECT_EQ(thrownError([&] { (void)badName.data(); }), E::writeUnknownError);
 }
 
 TEST(DescriptorTextTest, UnifiedStringValuesCompareByCanonicalEquivalence)
