@@ -38,10 +38,10 @@ std::shared_ptr<PSDDescriptor> throughBytes(PSDDescriptor& written)
     return read;
 }
 
+using Items = std::vector<std::pair<const char*, PSDDescriptorPropertyValue>>;
+
 // A descriptor of the class `classID` holding `items` under four-character keys.
-std::shared_ptr<PSDDescriptor>
-descriptorOf(UnifiedStringValue classID,
-             std::vector<std::pair<const char*, PSDDescriptorPropertyValue>> items)
+std::shared_ptr<PSDDescriptor> descriptorOf(UnifiedStringValue classID, Items items)
 {
     auto d = std::make_shared<PSDDescriptor>(std::move(classID));
     for (auto& [key, value] : items) {
@@ -49,13 +49,12 @@ descriptorOf(UnifiedStringValue classID,
     }
     return d;
 }
-std::shared_ptr<PSDDescriptor>
-colorDescriptor(const char* classCode, std::vector<std::pair<const char*, PSDDescriptorPropertyValue>> items)
+std::shared_ptr<PSDDescriptor> colorDescriptor(const char* classCode, Items items)
 {
     return descriptorOf(Code(std::string(classCode)), std::move(items));
 }
 
-TEST(ColorConversionTest, ComponentsScaleBy255InSinglePrecision)
+TEST(ColorConversionTest, ComponentsScaleBy255InSinglePrecisionAndOtherFormsAreRefused)
 {
     const auto rgb = colorDescriptor("RGBC", {{"Rd  ", 255.0}, {"Grn ", 0.0}, {"Bl  ", 127.5}});
     EXPECT_EQ(rgbaPixelFromPSDDescriptor(*rgb), RGBAPixel(1, 0, 0.5f, 1));
@@ -71,10 +70,8 @@ TEST(ColorConversionTest, ComponentsScaleBy255InSinglePrecision)
         const auto back = psdDescriptor(rgbaPixelFromPSDDescriptor(*d));
         EXPECT_EQ(*back->valueAs<double>(Code("Rd  ")), double(v));
     }
-}
 
-TEST(ColorConversionTest, UnknownClassesAndMissingComponentsAreRefused)
-{
+    // Unknown classes and missing components are refused.
     using E = PSDError;
     const std::tuple<const char*, std::shared_ptr<PSDDescriptor>, std::error_code> cases[] = {
         {"HSB colour", colorDescriptor("HSBC", {{"H   ", 0.0}}), E::readUnsupportedContentType},
@@ -195,7 +192,7 @@ TEST(GradientConversionTest, StopsThatDoNotFitTheFieldsAreRefusedOnWriting)
 
 TEST(RectConversionTest, EdgesAreTruncatedTowardZeroAndOtherClassesAndBadEdgesAreRefused)
 {
-    const auto rectDescriptor = [](std::vector<std::pair<const char*, PSDDescriptorPropertyValue>> edges) {
+    const auto rectDescriptor = [](Items edges) {
         return descriptorOf(UnifiedStringValue::string("classFloatRect"), std::move(edges));
     };
     const auto d = rectDescriptor({{"Top ", -0.7}, {"Left", 2.0}, {"Btom", 3.99}, {"Rght", 10.9}});

@@ -92,14 +92,13 @@ std::string itemsOf(const PSDDescriptor& d)
 }
 
 // The printed form shows every value and its kind; the nested descriptors are marked as such.
-TEST(DescriptorTest, EveryValueKindReadsAndPrints)
+TEST(DescriptorTest, EveryValueKindReadsPrintsAndWritesBackAndEveryTruncationIsAnUnexpectedEnd)
 {
     const Bytes bytes = richDescriptorBytes();
     std::int64_t consumed = 0;
     const auto d = readDescriptor(bytes, &consumed);
     EXPECT_EQ(consumed, static_cast<std::int64_t>(bytes.size()));
     ASSERT_EQ(d->properties.size(), 9u);
-    EXPECT_EQ(*d->valueAs<PSDUnitFloat>(Code("Angl")), (PSDUnitFloat{PSDUnitFloat::Unit::angle, 90}));
     const auto& list = *d->valueAs<List>(Code("List"));
     EXPECT_TRUE(list.size() == 2 && list[1].descriptor() && list[1].descriptor()->isNested);
     EXPECT_TRUE(d->descriptorValue(Code("Glob")) && d->descriptorValue(Code("Glob"))->isNested);
@@ -120,11 +119,8 @@ TEST(DescriptorTest, EveryValueKindReadsAndPrints)
     at("bool")[4] = 1;
     EXPECT_EQ(d->data(), expected);
     EXPECT_TRUE(readDescriptor(expected)->hasSameContent(*d));
-}
 
-TEST(DescriptorTest, EveryTruncationIsAnUnexpectedEnd)
-{
-    const Bytes bytes = richDescriptorBytes();
+    // Cut anywhere, the bytes end too early.
     for (std::size_t length = 0; length < bytes.size(); ++length) {
         const Bytes cut(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length));
         EXPECT_EQ(thrownError([&] { (void)readDescriptor(cut); }), PSDError::readUnexpectedEndOfFile)
