@@ -128,21 +128,19 @@ TEST(DescriptorTest, EveryValueKindReadsPrintsAndWritesBackAndEveryTruncationIsA
     }
 }
 
-TEST(DescriptorTest, IdentifierKindDependsOnTheLengthWord)
+TEST(DescriptorTest, KeysAreStringsOrCodesByTheirLengthWordAndKeepTheirFirstPlace)
 {
-    ByteBuilder b;
-    stringID(b, "Clr ").ascii("long").i32(1);
-    codeID(b, "Clr ").ascii("long").i32(2);
-    b.u32(0x80000000).ascii("long").i32(3); // a negative length: the empty string, 4 bytes consumed
-    const auto d = readDescriptor(descriptorWith(3, b.bytes()));
-    ASSERT_EQ(d->properties.size(), 3u);
-    EXPECT_EQ(*d->valueAs<std::int32_t>(UnifiedStringValue::string("Clr ")), 1);
-    EXPECT_EQ(*d->valueAs<std::int32_t>(Code("Clr ")), 2);
-    EXPECT_EQ(*d->valueAs<std::int32_t>(UnifiedStringValue::string("")), 3);
-}
+    ByteBuilder ids;
+    stringID(ids, "Clr ").ascii("long").i32(1);
+    codeID(ids, "Clr ").ascii("long").i32(2);
+    ids.u32(0x80000000).ascii("long").i32(3); // a negative length: the empty string, 4 bytes consumed
+    const auto read = readDescriptor(descriptorWith(3, ids.bytes()));
+    ASSERT_EQ(read->properties.size(), 3u);
+    EXPECT_EQ(*read->valueAs<std::int32_t>(UnifiedStringValue::string("Clr ")), 1);
+    EXPECT_EQ(*read->valueAs<std::int32_t>(Code("Clr ")), 2);
+    EXPECT_EQ(*read->valueAs<std::int32_t>(UnifiedStringValue::string("")), 3);
 
-TEST(DescriptorTest, KeysKeepTheirFirstPlaceWhetherSetOrRead)
-{
+    // Keys keep their first place, whether set or read.
     PSDDescriptor d;
     for (const char* key : {"A   ", "B   ", "C   "}) {
         d.set(Code(std::string(key)), true);

@@ -76,7 +76,7 @@ constexpr std::uint16_t kXmp = 1060;
 constexpr std::uint16_t kExif = 1058;
 constexpr std::uint16_t kIptc = 1028;
 
-TEST(ImageMetadataTest, EmptyMetadataGetsAPacketOnlyOncePreparedForExport)
+TEST(ImageMetadataTest, EmptyMetadataGetsAPacketOnlyOncePreparedForExportAndARefusedExportChangesNothing)
 {
     ImageMetadata metadata;
     EXPECT_TRUE(metadata.empty());
@@ -106,23 +106,21 @@ TEST(ImageMetadataTest, EmptyMetadataGetsAPacketOnlyOncePreparedForExport)
         EXPECT_EQ(other.property("Xmp.tiff.XResolution"), rational) << resolution;
         EXPECT_EQ(other.property("Xmp.dc.format"), "public.tiff");
     }
-}
 
-TEST(ImageMetadataTest, RefusedExportLeavesTheMetadataUnchanged)
-{
-    ImageMetadata metadata;
-    metadata.prepareForExport(72.0, kDocumentTypeIdentifier);
-    const auto before = metadata.xmpData();
+    // A refused export leaves the metadata unchanged.
+    ImageMetadata prepared;
+    prepared.prepareForExport(72.0, kDocumentTypeIdentifier);
+    const auto before = prepared.xmpData();
     for (const auto& [resolution, fileType] : std::vector<std::pair<double, std::string_view>>{
              {std::nan(""), kDocumentTypeIdentifier},
              {std::numeric_limits<double>::infinity(), kDocumentTypeIdentifier},
              {-1.0, kDocumentTypeIdentifier},
              {500000.0, kDocumentTypeIdentifier},
              {300.0, ""}}) {
-        EXPECT_EQ(thrownError([&] { metadata.prepareForExport(resolution, fileType); }),
+        EXPECT_EQ(thrownError([&] { prepared.prepareForExport(resolution, fileType); }),
                   PlatformErrorCode::metadataPrepare)
             << resolution << " " << fileType;
-        EXPECT_EQ(metadata.xmpData(), before);
+        EXPECT_EQ(prepared.xmpData(), before);
     }
 }
 

@@ -32,7 +32,7 @@ V encode(const V& in)
 }
 
 // Literals and repeats decode in the pixel buffer's round trips; these are forms the encoder never writes.
-TEST(PackBitsTest, DecodesNoOpsAndRepeatsOfTwo)
+TEST(PackBitsTest, DecodesNoOpsAndRepeatsOfTwoAndRefusesRowsThatDoNotDecodeToExactlyTheRow)
 {
     const std::tuple<const char*, V, V> cases[] = {
         {"repeat of two", {0xFF, 0x09}, V(2, 0x09)},
@@ -44,11 +44,9 @@ TEST(PackBitsTest, DecodesNoOpsAndRepeatsOfTwo)
     for (const auto& [what, in, expected] : cases) {
         EXPECT_EQ(decode(in, expected.size()), expected) << what;
     }
-}
 
-TEST(PackBitsTest, RowsThatDoNotDecodeToExactlyTheRowAreCorrupt)
-{
-    const std::tuple<const char*, V, std::size_t> cases[] = {
+    // Rows that do not decode to exactly the row are corrupt.
+    const std::tuple<const char*, V, std::size_t> corrupt[] = {
         {"short row", {0x01, 1, 2}, 3},
         {"literal past the row", {0x02, 1, 2, 3}, 2},
         {"repeat past the row", {0xFD, 7}, 3},
@@ -58,7 +56,7 @@ TEST(PackBitsTest, RowsThatDoNotDecodeToExactlyTheRowAreCorrupt)
         {"only no-ops for a non-empty row", {0x80, 0x80}, 1},
         {"bytes for an empty row", {0x00, 1}, 0},
     };
-    for (const auto& [what, in, rowBytes] : cases) {
+    for (const auto& [what, in, rowBytes] : corrupt) {
         V out(rowBytes + packBitsOutputPadding);
         const std::span<std::uint8_t> row = std::span(out).first(rowBytes);
         EXPECT_EQ(thrownError([&] { packBitsDecodeRow(in, row); }), image::ImageError::corruptPackBits)

@@ -223,7 +223,7 @@ TEST(PixelBufferTest, WorkerThreadGivesTheSameErrors)
 }
 
 // Pixel buffers from and to interleaved RGBA samples, whatever the buffer's memory order.
-TEST(InterleavedRGBATest, BuffersOfEveryDepthRoundTripAndEightBitKeepsTransparencyFirst)
+TEST(InterleavedRGBATest, BuffersOfEveryDepthRoundTripAndSamplesThatDoNotFitAreRefused)
 {
     const std::vector<std::uint8_t> rgba = {10, 20, 30, 40, 50, 60, 70, 80};
     const auto buffer = pixelBufferFromRGBA(IntegralSize{2, 1}, rgba);
@@ -236,10 +236,8 @@ TEST(InterleavedRGBATest, BuffersOfEveryDepthRoundTripAndEightBitKeepsTransparen
     EXPECT_EQ(pixelBufferFromRGBA(IntegralSize{1, 1}, floats)->at(0, 0),
               (PixelRGBA32{0.25F, 0.5F, 1.5F, 1.0F}));
     EXPECT_EQ(interleavedRGBA(*pixelBufferFromRGBA(IntegralSize{1, 1}, floats)), floats);
-}
 
-TEST(InterleavedRGBATest, RefusesSamplesThatDoNotFitTheSize)
-{
+    // Samples that do not fit the size are refused.
     const auto refusal = [](IntegralSize size, std::size_t samples) {
         return thrownError([&] { (void)pixelBufferFromRGBA(size, std::vector<std::uint8_t>(samples)); });
     };
