@@ -18,12 +18,6 @@ Bytes savedProfile(cmsHPROFILE profile)
     return bytes;
 }
 
-std::uint32_t readBE32(const Bytes& bytes, std::size_t at)
-{
-    return std::uint32_t{bytes[at]} << 24 | std::uint32_t{bytes[at + 1]} << 16 |
-           std::uint32_t{bytes[at + 2]} << 8 | bytes[at + 3];
-}
-
 // Profiles of real files are accepted with their bytes by the corpus reading and round-trip tests.
 TEST(ColorSpaceTest, ProfileBytesAreKeptAndBrokenProfilesAreRefused)
 {
@@ -33,10 +27,10 @@ TEST(ColorSpaceTest, ProfileBytesAreKeptAndBrokenProfilesAreRefused)
     EXPECT_EQ(ColorSpace::fromICCData(valid).value().name(), "sRGB built-in");
     EXPECT_FALSE(ColorSpace().iccData().has_value());
     Bytes tagsOutside = valid; // every tag of the directory points past the end of the data
-    const std::uint32_t tagCount = readBE32(valid, 128);
+    const std::uint32_t tagCount = std::uint32_t{valid[128]} << 24 | std::uint32_t{valid[129]} << 16 |
+                                   std::uint32_t{valid[130]} << 8 | valid[131]; // the tag directory's size
     for (std::uint32_t i = 0; i < tagCount; ++i) {
-        const std::size_t offsetField = 132 + 12 * i + 4;
-        tagsOutside[offsetField] = 0x7F;
+        tagsOutside[132 + 12 * i + 4] = 0x7F; // the high byte of the tag's offset
     }
     const std::vector<std::pair<const char*, Bytes>> cases = {
         {"empty", {}},

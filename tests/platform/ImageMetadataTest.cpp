@@ -1,5 +1,4 @@
-// Image metadata: XMP, EXIF and IPTC found in files, prepared for export, refused input, the real files
-// of the corpus, and packets that do not depend on what the process read before.
+// Image metadata: XMP, EXIF and IPTC of files, export, refused input, the corpus, and packet history.
 #include "psdkit/platform/ImageMetadata.hpp"
 
 #include <cmath>

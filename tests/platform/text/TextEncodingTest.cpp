@@ -31,7 +31,7 @@ TEST(TextEncodingTest, MacRomanBothWays)
     EXPECT_EQ(utf8ToMacRoman("\xC3\x28", false), std::nullopt) << "invalid UTF-8";
 }
 
-TEST(TextEncodingTest, Utf16BothWays)
+TEST(TextEncodingTest, Utf16BothWaysCharacterCountAndCanonicalForm)
 {
     EXPECT_EQ(utf8ToUtf16be("A\xC3\xA9"), (Bytes{0, 'A', 0, 0xE9}));
     EXPECT_EQ(utf8ToUtf16be("\xF0\x9F\x98\x80"), (Bytes{0xD8, 0x3D, 0xDE, 0x00})) << "surrogate pair";
@@ -39,10 +39,7 @@ TEST(TextEncodingTest, Utf16BothWays)
     EXPECT_EQ(utf16beToUtf8(Bytes{0xD8, 0x3D, 0, 'A'}), std::nullopt) << "unpaired high surrogate";
     EXPECT_EQ(utf16beToUtf8(Bytes{0xDE, 0x00, 0, 'A'}), std::nullopt) << "unpaired low surrogate";
     EXPECT_EQ(utf8ToUtf16be("\xFF"), std::nullopt);
-}
-
-TEST(TextEncodingTest, CharactersAndCanonicalForm)
-{
+    // Characters are counted, and text compared, in canonical form.
     EXPECT_EQ(characterCount("ab\r\nc"), 4u) << "CR LF is one character";
     EXPECT_EQ(characterCount("cafe\xCC\x81"), 4u);
     EXPECT_EQ(characterCount("\xC3\x28"), std::nullopt);
