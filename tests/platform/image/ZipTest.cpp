@@ -1,6 +1,5 @@
 #include "psdkit/platform/image/Zip.hpp"
 
-#include <algorithm>
 #include <tuple>
 
 #include <gtest/gtest.h>
