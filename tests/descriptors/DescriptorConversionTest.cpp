@@ -1,37 +1,60 @@
+// The conversions between descriptors and the model's blend modes, colours, gradients and rectangles.
 #include <cmath>
 #include <functional>
 #include <limits>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
-#include "DescriptorFixtures.hpp"
+#include "psdkit/descriptors/BlendModeConversion.hpp"
 #include "psdkit/descriptors/ColorConversion.hpp"
 #include "psdkit/descriptors/GradientConversion.hpp"
 #include "psdkit/descriptors/RectConversion.hpp"
+#include "support/DiagnosticsCapture.hpp"
 #include "support/ThrownError.hpp"
 
 namespace psdkit {
 namespace {
+using image::BlendMode;
 using image::ColorGradient;
 using image::ColorStop;
 using image::OpacityStop;
 using image::RGBAPixel;
-using testing::readDescriptor;
+using testing::DiagnosticsCapture;
 using testing::thrownError;
 using List = PSDDescriptorPropertyValue::List;
 using Unit = PSDUnitFloat::Unit;
+using Code = PSDFourCharCode;
 
-std::shared_ptr<PSDDescriptor>
-colorDescriptor(const char* classCode, std::vector<std::pair<const char*, PSDDescriptorPropertyValue>> items)
+const Code blendModeType("BlnM");
+
+// The descriptor a descriptor's own bytes read back as.
+std::shared_ptr<PSDDescriptor> throughBytes(PSDDescriptor& written)
 {
-    auto d = std::make_shared<PSDDescriptor>(PSDFourCharCode(std::string(classCode)));
+    const std::vector<std::uint8_t> bytes = written.data();
+    PSDScanner scanner(bytes);
+    auto read = std::make_shared<PSDDescriptor>();
+    read->read(scanner, false);
+    return read;
+}
+
+using Items = std::vector<std::pair<const char*, PSDDescriptorPropertyValue>>;
+
+// A descriptor of the class `classID` holding `items` under four-character keys.
+std::shared_ptr<PSDDescriptor> descriptorOf(UnifiedStringValue classID, Items items)
+{
+    auto d = std::make_shared<PSDDescriptor>(std::move(classID));
     for (auto& [key, value] : items) {
-        d->set(PSDFourCharCode(std::string(key)), std::move(value));
+        d->set(Code(std::string(key)), std::move(value));
     }
     return d;
 }
+std::shared_ptr<PSDDescriptor> colorDescriptor(const char* classCode, Items items)
+{
+    return descriptorOf(Code(std::string(classCode)), std::move(items));
+}
 
-TEST(ColorConversionTest, ComponentsScaleBy255InSinglePrecision)
+TEST(ColorConversionTest, ComponentsScaleBy255InSinglePrecisionAndOtherFormsAreRefused)
 {
     const auto rgb = colorDescriptor("RGBC", {{"Rd  ", 255.0}, {"Grn ", 0.0}, {"Bl  ", 127.5}});
     EXPECT_EQ(rgbaPixelFromPSDDescriptor(*rgb), RGBAPixel(1, 0, 0.5f, 1));
@@ -45,29 +68,23 @@ TEST(ColorConversionTest, ComponentsScaleBy255InSinglePrecision)
         const auto d =
             colorDescriptor("RGBC", {{"Rd  ", double(v)}, {"Grn ", double(v)}, {"Bl  ", double(v)}});
         const auto back = psdDescriptor(rgbaPixelFromPSDDescriptor(*d));
-        EXPECT_EQ(*back->valueAs<double>(PSDFourCharCode("Rd  ")), double(v));
+        EXPECT_EQ(*back->valueAs<double>(Code("Rd  ")), double(v));
     }
-}
 
-TEST(ColorConversionTest, UnknownClassesAndMissingComponentsAreRefused)
-{
-    struct Case {
-        const char* what;
-        std::shared_ptr<PSDDescriptor> d;
-        std::error_code error;
-    };
-    auto stringClass = std::make_shared<PSDDescriptor>(UnifiedStringValue::string("RGBC"));
-    const Case cases[] = {
-        {"HSB colour", colorDescriptor("HSBC", {{"H   ", 0.0}}), PSDError::readUnsupportedContentType},
-        {"string class ID", stringClass, PSDError::readUnsupportedContentType},
+    // Unknown classes and missing components are refused.
+    using E = PSDError;
+    const std::tuple<const char*, std::shared_ptr<PSDDescriptor>, std::error_code> cases[] = {
+        {"HSB colour", colorDescriptor("HSBC", {{"H   ", 0.0}}), E::readUnsupportedContentType},
+        {"string class ID", std::make_shared<PSDDescriptor>(UnifiedStringValue::string("RGBC")),
+         E::readUnsupportedContentType},
         {"integer red", colorDescriptor("RGBC", {{"Rd  ", std::int32_t{255}}, {"Grn ", 0.0}, {"Bl  ", 0.0}}),
-         PSDError::readCorruptFile},
-        {"no blue", colorDescriptor("RGBC", {{"Rd  ", 1.0}, {"Grn ", 0.0}}), PSDError::readCorruptFile},
+         E::readCorruptFile},
+        {"no blue", colorDescriptor("RGBC", {{"Rd  ", 1.0}, {"Grn ", 0.0}}), E::readCorruptFile},
         {"grey as unit float", colorDescriptor("Grsc", {{"Gry ", PSDUnitFloat{Unit::percent, 5}}}),
-         PSDError::readCorruptFile},
+         E::readCorruptFile},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(thrownError([&] { (void)rgbaPixelFromPSDDescriptor(*c.d); }), c.error) << c.what;
+    for (const auto& [what, d, error] : cases) {
+        EXPECT_EQ(thrownError([&] { (void)rgbaPixelFromPSDDescriptor(*d); }), error) << what;
     }
 }
 
@@ -88,18 +105,17 @@ TEST(GradientConversionTest, WritesTheGradientLayoutWithTruncatedStops)
         keys += key.text() + ";";
     }
     EXPECT_EQ(keys, "Nm  ;GrdF;Intr;Clrs;Trns;");
-    EXPECT_EQ(*d->valueAs<double>(PSDFourCharCode("Intr")), 4096);
-    const PSDDescriptor& first = *d->valueAs<List>(PSDFourCharCode("Clrs"))->front().descriptor();
-    EXPECT_EQ(first.classID, UnifiedStringValue(PSDFourCharCode("Clrt")));
-    EXPECT_EQ(*first.valueAs<std::int32_t>(PSDFourCharCode("Lctn")), 1228); // 0.3 × 4096 = 1228.8
-    EXPECT_EQ(*first.valueAs<std::int32_t>(PSDFourCharCode("Mdpn")), 50);   // 0.505 × 100
-    EXPECT_EQ(*first.valueAs<Enumerated>(PSDFourCharCode("Type")),
-              Enumerated(PSDFourCharCode("Clry"), PSDFourCharCode("UsrS")));
-    const PSDDescriptor& opacity = *d->valueAs<List>(PSDFourCharCode("Trns"))->back().descriptor();
-    EXPECT_EQ(*opacity.valueAs<PSDUnitFloat>(PSDFourCharCode("Opct")), (PSDUnitFloat{Unit::percent, 25}));
+    EXPECT_EQ(*d->valueAs<double>(Code("Intr")), 4096);
+    const PSDDescriptor& first = *d->valueAs<List>(Code("Clrs"))->front().descriptor();
+    EXPECT_EQ(first.classID, UnifiedStringValue(Code("Clrt")));
+    EXPECT_EQ(*first.valueAs<std::int32_t>(Code("Lctn")), 1228); // 0.3 × 4096 = 1228.8
+    EXPECT_EQ(*first.valueAs<std::int32_t>(Code("Mdpn")), 50);   // 0.505 × 100
+    EXPECT_EQ(*first.valueAs<Enumerated>(Code("Type")), Enumerated(Code("Clry"), Code("UsrS")));
+    const PSDDescriptor& opacity = *d->valueAs<List>(Code("Trns"))->back().descriptor();
+    EXPECT_EQ(*opacity.valueAs<PSDUnitFloat>(Code("Opct")), (PSDUnitFloat{Unit::percent, 25}));
 
     // Through bytes and back: stops land on multiples of 1/4096 and whole percents.
-    const auto back = gradientFromPSDDescriptor(*readDescriptor(d->data()));
+    const auto back = gradientFromPSDDescriptor(*throughBytes(*d));
     EXPECT_EQ(back.name, "Sunset");
     EXPECT_EQ(back.colorStops()[0], (ColorStop{RGBAPixel(1, 0, 0, 1), 1228 / 4096.0, 0.5}));
     EXPECT_EQ(back.opacityStops(), sampleGradient().opacityStops());
@@ -108,78 +124,57 @@ TEST(GradientConversionTest, WritesTheGradientLayoutWithTruncatedStops)
 TEST(GradientConversionTest, ReadsDefaultsAndDropsTheNameTerminator)
 {
     auto d = psdDescriptor(sampleGradient());
-    d->set(PSDFourCharCode("Nm  "), std::string("Sunset\0", 7));
-    auto* stop = d->valueAs<List>(PSDFourCharCode("Clrs"))->front().descriptor();
-    stop->set(PSDFourCharCode("Lctn"), std::nullopt);
-    stop->set(PSDFourCharCode("Mdpn"), std::nullopt);
-    d->valueAs<List>(PSDFourCharCode("Clrs"))
-        ->back()
-        .descriptor()
-        ->set(PSDFourCharCode("Lctn"), std::int32_t{2048});
+    d->set(Code("Nm  "), std::string("Sunset\0", 7));
+    auto* stop = d->valueAs<List>(Code("Clrs"))->front().descriptor();
+    stop->set(Code("Lctn"), std::nullopt);
+    stop->set(Code("Mdpn"), std::nullopt);
+    d->valueAs<List>(Code("Clrs"))->back().descriptor()->set(Code("Lctn"), std::int32_t{2048});
     const auto gradient = gradientFromPSDDescriptor(*d);
     EXPECT_EQ(gradient.name, "Sunset");
     EXPECT_EQ(gradient.colorStops()[0].location, 0);
     EXPECT_EQ(gradient.colorStops()[0].midpoint, 0.5);
     EXPECT_EQ(gradient.colorStops()[1].location, 0.5);
-    d->set(PSDFourCharCode("Nm  "), std::nullopt);
+    d->set(Code("Nm  "), std::nullopt);
     EXPECT_EQ(gradientFromPSDDescriptor(*d).name, std::nullopt);
 }
 
 TEST(GradientConversionTest, MalformedGradientsAreRefused)
 {
-    const auto colorStop = [](PSDDescriptor& d) {
-        return d.valueAs<List>(PSDFourCharCode("Clrs"))->front().descriptor();
+    const auto key = [](const char* k) { return UnifiedStringValue(Code(std::string(k))); };
+    const auto stop = [&](PSDDescriptor& d, const char* list) {
+        return d.valueAs<List>(key(list))->front().descriptor();
     };
-    const auto opacityStop = [](PSDDescriptor& d) {
-        return d.valueAs<List>(PSDFourCharCode("Trns"))->front().descriptor();
-    };
-    struct Case {
-        const char* what;
-        std::function<void(PSDDescriptor&)> edit;
-        std::error_code error;
-    };
-    const auto key = [](const char* k) { return UnifiedStringValue(PSDFourCharCode(std::string(k))); };
-    const Case cases[] = {
-        {"class", [&](PSDDescriptor& d) { d.classID = key("Grdx"); }, PSDError::readUnsupportedContentType},
+    using Edit = std::function<void(PSDDescriptor&)>;
+    using E = PSDError;
+    const std::tuple<const char*, Edit, std::error_code> cases[] = {
+        {"class", [&](PSDDescriptor& d) { d.classID = key("Grdx"); }, E::readUnsupportedContentType},
         {"noise form", [&](PSDDescriptor& d) { d.set(key("GrdF"), Enumerated(key("GrdF"), key("ClNs"))); },
-         PSDError::readUnsupportedContentType},
-        {"form as string value",
-         [&](PSDDescriptor& d) {
-             d.set(key("GrdF"), Enumerated(key("GrdF"), UnifiedStringValue::string("CstS")));
-         },
-         PSDError::readUnsupportedContentType},
+         E::readUnsupportedContentType},
         {"no form", [&](PSDDescriptor& d) { d.set(key("GrdF"), std::nullopt); },
-         PSDError::readUnsupportedContentType},
-        {"no colour stops", [&](PSDDescriptor& d) { d.set(key("Clrs"), std::nullopt); },
-         PSDError::readCorruptFile},
+         E::readUnsupportedContentType},
+        {"no colour stops", [&](PSDDescriptor& d) { d.set(key("Clrs"), std::nullopt); }, E::readCorruptFile},
         {"stop not a descriptor",
          [&](PSDDescriptor& d) {
              d.set(key("Trns"), List{1.0, 2.0});
          },
-         PSDError::readCorruptFile},
-        {"stop without colour", [&](PSDDescriptor& d) { colorStop(d)->set(key("Clr "), std::nullopt); },
-         PSDError::readCorruptFile},
+         E::readCorruptFile},
         {"stop colour in CMYK",
          [&](PSDDescriptor& d) {
-             colorStop(d)->set(key("Clr "), std::make_shared<PSDDescriptor>(key("CMYC")));
+             stop(d, "Clrs")->set(key("Clr "), std::make_shared<PSDDescriptor>(key("CMYC")));
          },
-         PSDError::readUnsupportedContentType},
+         E::readUnsupportedContentType},
         {"opacity in pixels",
          [&](PSDDescriptor& d) {
-             opacityStop(d)->set(key("Opct"), PSDUnitFloat{Unit::pixels, 100});
+             stop(d, "Trns")->set(key("Opct"), PSDUnitFloat{Unit::pixels, 100});
          },
-         PSDError::readCorruptFile},
-        {"opacity as double", [&](PSDDescriptor& d) { opacityStop(d)->set(key("Opct"), 100.0); },
-         PSDError::readCorruptFile},
+         E::readCorruptFile},
         {"one colour stop", [&](PSDDescriptor& d) { d.valueAs<List>(key("Clrs"))->pop_back(); },
-         PSDError::readCorruptFile},
-        {"one opacity stop", [&](PSDDescriptor& d) { d.valueAs<List>(key("Trns"))->pop_back(); },
-         PSDError::readCorruptFile},
+         E::readCorruptFile},
     };
-    for (const auto& c : cases) {
+    for (const auto& [what, edit, error] : cases) {
         auto d = psdDescriptor(sampleGradient());
-        c.edit(*d);
-        EXPECT_EQ(thrownError([&] { (void)gradientFromPSDDescriptor(*d); }), c.error) << c.what;
+        edit(*d);
+        EXPECT_EQ(thrownError([&] { (void)gradientFromPSDDescriptor(*d); }), error) << what;
     }
 }
 
@@ -195,56 +190,75 @@ TEST(GradientConversionTest, StopsThatDoNotFitTheFieldsAreRefusedOnWriting)
     EXPECT_EQ(ColorGradient::make({{}}, {{}, {}}), std::nullopt);
 }
 
-std::shared_ptr<PSDDescriptor>
-rectDescriptor(std::vector<std::pair<const char*, PSDDescriptorPropertyValue>> edges)
+TEST(RectConversionTest, EdgesAreTruncatedTowardZeroAndOtherClassesAndBadEdgesAreRefused)
 {
-    auto d = std::make_shared<PSDDescriptor>(UnifiedStringValue::string("classFloatRect"));
-    for (auto& [key, value] : edges) {
-        d->set(PSDFourCharCode(std::string(key)), std::move(value));
-    }
-    return d;
-}
-
-TEST(RectConversionTest, EdgesAreTruncatedTowardZero)
-{
+    const auto rectDescriptor = [](Items edges) {
+        return descriptorOf(UnifiedStringValue::string("classFloatRect"), std::move(edges));
+    };
     const auto d = rectDescriptor({{"Top ", -0.7}, {"Left", 2.0}, {"Btom", 3.99}, {"Rght", 10.9}});
     EXPECT_EQ(macRectFromPSDDescriptor(*d), PSDMacRect(0, 2, 3, 10));
     const auto written = psdDescriptor(PSDMacRect(1, 2, 3, 4));
     EXPECT_TRUE(written->hasSameContent(
         *rectDescriptor({{"Top ", 1.0}, {"Left", 2.0}, {"Btom", 3.0}, {"Rght", 4.0}})));
-    EXPECT_EQ(macRectFromPSDDescriptor(*readDescriptor(written->data())), PSDMacRect(1, 2, 3, 4));
-}
+    EXPECT_EQ(macRectFromPSDDescriptor(*throughBytes(*written)), PSDMacRect(1, 2, 3, 4));
 
-TEST(RectConversionTest, OtherClassesAndBadEdgesAreRefused)
-{
-    struct Case {
-        const char* what;
-        std::shared_ptr<PSDDescriptor> d;
-        std::error_code error;
+    const auto rect = [&](PSDDescriptorPropertyValue top, PSDDescriptorPropertyValue left, double bottom) {
+        return rectDescriptor({{"Top ", top}, {"Left", left}, {"Btom", bottom}, {"Rght", 0.0}});
     };
-    const Case cases[] = {
-        {"code class", std::make_shared<PSDDescriptor>(PSDFourCharCode("Rctn")),
-         PSDError::readUnsupportedContentType},
-        {"integer edge",
-         rectDescriptor({{"Top ", std::int32_t{1}}, {"Left", 0.0}, {"Btom", 0.0}, {"Rght", 0.0}}),
-         PSDError::readCorruptFile},
-        {"unit float edge",
-         rectDescriptor(
-             {{"Top ", 0.0}, {"Left", PSDUnitFloat{Unit::pixels, 1}}, {"Btom", 0.0}, {"Rght", 0.0}}),
-         PSDError::readCorruptFile},
+    const std::tuple<const char*, std::shared_ptr<PSDDescriptor>, std::error_code> cases[] = {
+        {"code class", std::make_shared<PSDDescriptor>(Code("Rctn")), PSDError::readUnsupportedContentType},
+        {"integer edge", rect(std::int32_t{1}, 0.0, 0.0), PSDError::readCorruptFile},
+        {"unit float edge", rect(0.0, PSDUnitFloat{Unit::pixels, 1}, 0.0), PSDError::readCorruptFile},
         {"missing edge", rectDescriptor({{"Top ", 0.0}, {"Left", 0.0}, {"Btom", 0.0}}),
          PSDError::readCorruptFile},
-        {"NaN edge", rectDescriptor({{"Top ", std::nan("")}, {"Left", 0.0}, {"Btom", 0.0}, {"Rght", 0.0}}),
-         PSDError::readCorruptFile},
-        {"edge beyond 64 bits", rectDescriptor({{"Top ", 0.0}, {"Left", 0.0}, {"Btom", 1e19}, {"Rght", 0.0}}),
-         PSDError::readCorruptFile},
+        {"NaN edge", rect(std::nan(""), 0.0, 0.0), PSDError::readCorruptFile},
+        {"edge beyond 64 bits", rect(0.0, 0.0, 1e19), PSDError::readCorruptFile},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(thrownError([&] { (void)macRectFromPSDDescriptor(*c.d); }), c.error) << c.what;
+    for (const auto& [what, refused, error] : cases) {
+        EXPECT_EQ(thrownError([&] { (void)macRectFromPSDDescriptor(*refused); }), error) << what;
     }
-    const auto lowest =
-        rectDescriptor({{"Top ", -9223372036854775808.0}, {"Left", 0.0}, {"Btom", 0.0}, {"Rght", 0.0}});
-    EXPECT_EQ(macRectFromPSDDescriptor(*lowest).top, std::numeric_limits<std::int64_t>::min());
+    EXPECT_EQ(macRectFromPSDDescriptor(*rect(-9223372036854775808.0, 0.0, 0.0)).top,
+              std::numeric_limits<std::int64_t>::min());
+}
+
+// Every mode but pass-through and behind has a descriptor form, a code or a string.
+TEST(BlendModeConversionTest, EveryModeWithADescriptorFormRoundTrips)
+{
+    int modes = 0;
+    for (const BlendMode mode : image::allBlendModes) {
+        if (mode != BlendMode::passThrough && mode != BlendMode::behind) {
+            EXPECT_EQ(blendModeFromPSDEnum(psdEnum(mode)), mode) << image::rawValue(mode);
+            ++modes;
+        }
+    }
+    EXPECT_EQ(modes, 27);
+    EXPECT_EQ(psdEnum(BlendMode::hue), Enumerated(blendModeType, Code("H   ")));
+    EXPECT_EQ(psdEnum(BlendMode::subtract),
+              Enumerated(blendModeType, UnifiedStringValue::string("blendSubtraction")));
+}
+
+TEST(BlendModeConversionTest, NamesOfTheWrongKindOrTypeAreNotModesAndSomeModesHaveNoName)
+{
+    const auto text = UnifiedStringValue::string;
+    const std::tuple<Enumerated, std::optional<BlendMode>, std::vector<std::string>> cases[] = {
+        {{blendModeType, Code("H   ")}, BlendMode::hue, {}},
+        {{blendModeType, text("blendSubtraction")}, BlendMode::subtract, {}},
+        {{blendModeType, text("Nrml")}, std::nullopt, {"Unsupported blend mode name Nrml."}},
+        {{blendModeType, Code("Nrmx")}, std::nullopt, {"Unsupported blend mode name 'Nrmx'."}},
+        {{blendModeType, text("subtract")}, std::nullopt, {"Unsupported blend mode name subtract."}},
+        {{blendModeType, Code("linr")}, std::nullopt, {"Unsupported blend mode name 'linr'."}},
+        {{text("BlnM"), Code("Nrml")}, std::nullopt, {"Enum BlnM not representing a blend mode."}},
+        {{Code("Blnm"), Code("Nrml")}, std::nullopt, {"Enum 'Blnm' not representing a blend mode."}},
+    };
+    for (const auto& [e, mode, diagnostic] : cases) {
+        DiagnosticsCapture diagnostics;
+        EXPECT_EQ(blendModeFromPSDEnum(e), mode) << e.description();
+        EXPECT_EQ(diagnostics.lines, diagnostic);
+    }
+    EXPECT_EQ(thrownError([] { (void)psdEnum(BlendMode::passThrough); }), PSDError::writeParameterError);
+    EXPECT_EQ(thrownError([] { (void)psdEnum(BlendMode::behind); }), PSDError::writeParameterError);
+    EXPECT_EQ(image::blendModeFromRawValue(1001), BlendMode::behind);
+    EXPECT_EQ(image::blendModeFromRawValue(28), std::nullopt);
 }
 
 } // namespace

@@ -1,21 +1,21 @@
+// Image metadata: XMP, EXIF and IPTC of files, export, refused input, the corpus, and packet history.
 #include "psdkit/platform/ImageMetadata.hpp"
 
 #include <cmath>
 #include <limits>
 #include <string_view>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
 #include "psdkit/platform/PlatformError.hpp"
+#include "support/CorpusFiles.hpp"
 #include "support/PsdFixture.hpp"
 #include "support/ThrownError.hpp"
 
 namespace psdkit {
 namespace {
-using testing::ByteBuilder;
-using testing::fileWithResources;
-using testing::Resource;
-using testing::thrownError;
+using namespace psdkit::testing;
 using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::string_view kDocumentTypeIdentifier = "com.adobe.photoshop-image";
@@ -24,18 +24,23 @@ Bytes bytesOf(std::string_view text)
 {
     return {text.begin(), text.end()};
 }
-std::string textOf(const Bytes& bytes)
-{
-    return {bytes.begin(), bytes.end()};
-}
 
-Bytes xmpPacket(std::string_view descriptionBody)
+// An XMP packet of one description with the given attributes (namespace bindings first) and body.
+Bytes xmpPacket(std::string_view body,
+                std::string_view attributes = R"(xmlns:dc="http://purl.org/dc/elements/1.1/")")
 {
     return bytesOf(
-        std::string(R"(<x:xmpmeta xmlns:x="adobe:ns:meta/"><rdf:RDF )"
-                    R"(xmlns:rdf="http://www.w3.org/1999/02/22-rdf-syntax-ns#">)"
-                    R"(<rdf:Description rdf:about="" xmlns:dc="http://purl.org/dc/elements/1.1/">)") +
-        std::string(descriptionBody) + "</rdf:Description></rdf:RDF></x:xmpmeta>");
+        std::string(
+            R"(<x:xmpmeta xmlns:x="adobe:ns:meta/"><rdf:RDF )"
+            R"(xmlns:rdf="http://www.w3.org/1999/02/22-rdf-syntax-ns#"><rdf:Description rdf:about="" )") +
+        std::string(attributes) + ">" + std::string(body) + "</rdf:Description></rdf:RDF></x:xmpmeta>");
+}
+
+// A language alternative of the Dublin Core property `name` with one default-language text.
+std::string defaultText(std::string_view name, std::string_view text)
+{
+    return "<dc:" + std::string(name) + R"(><rdf:Alt><rdf:li xml:lang="x-default">)" + std::string(text) +
+           "</rdf:li></rdf:Alt></dc:" + std::string(name) + ">";
 }
 
 // A big-endian TIFF structure with one directory holding ASCII tags; each text has at least
@@ -70,13 +75,11 @@ constexpr std::uint16_t kXmp = 1060;
 constexpr std::uint16_t kExif = 1058;
 constexpr std::uint16_t kIptc = 1028;
 
-TEST(ImageMetadataTest, EmptyMetadataGetsAPacketOnlyOncePreparedForExport)
+TEST(ImageMetadataTest, EmptyMetadataGetsAPacketOnlyOncePreparedForExportAndARefusedExportChangesNothing)
 {
     ImageMetadata metadata;
     EXPECT_TRUE(metadata.empty());
     EXPECT_FALSE(metadata.xmpData().has_value());
-    EXPECT_TRUE(metadata.properties().empty());
-
     metadata.prepareForExport(72.0, kDocumentTypeIdentifier);
     const std::vector<std::pair<std::string, std::string>> expected = {
         {"Xmp.tiff.XResolution", "720000/10000"},
@@ -87,87 +90,45 @@ TEST(ImageMetadataTest, EmptyMetadataGetsAPacketOnlyOncePreparedForExport)
     EXPECT_EQ(metadata.properties(), expected);
     const auto packet = metadata.xmpData();
     ASSERT_TRUE(packet.has_value());
-    const std::string text = textOf(*packet);
+    const std::string text(packet->begin(), packet->end());
     EXPECT_EQ(text.rfind("<?xpacket begin=", 0), 0u) << text;
     EXPECT_TRUE(text.ends_with(R"(<?xpacket end="r"?>)")) << text;
+    EXPECT_EQ(ImageMetadata::fromFile(fileWithResources({{kXmp, *packet}})).properties(), expected);
 
-    const ImageMetadata reread = ImageMetadata::fromFile(fileWithResources({{kXmp, *packet}}));
-    EXPECT_EQ(reread.properties(), expected);
-}
-
-TEST(ImageMetadataTest, ResolutionIsARationalOverTenThousand)
-{
-    for (const auto& [resolution, expected] : std::vector<std::pair<double, std::string>>{
-             {300.0, "3000000/10000"}, {72.009, "720090/10000"}, {0.00004, "0/10000"}, {0.0, "0/10000"}}) {
-        ImageMetadata metadata;
-        metadata.prepareForExport(resolution, "public.tiff");
-        EXPECT_EQ(metadata.property("Xmp.tiff.XResolution"), expected) << resolution;
-        EXPECT_EQ(metadata.property("Xmp.dc.format"), "public.tiff");
+    // The resolution is a rational over ten thousand.
+    for (const auto& [resolution, rational] : {std::pair{300.0, "3000000/10000"},
+                                               {72.009, "720090/10000"},
+                                               {0.00004, "0/10000"},
+                                               {0.0, "0/10000"}}) {
+        ImageMetadata other;
+        other.prepareForExport(resolution, "public.tiff");
+        EXPECT_EQ(other.property("Xmp.tiff.XResolution"), rational) << resolution;
+        EXPECT_EQ(other.property("Xmp.dc.format"), "public.tiff");
     }
-}
 
-TEST(ImageMetadataTest, RefusedExportLeavesTheMetadataUnchanged)
-{
-    ImageMetadata metadata;
-    metadata.prepareForExport(72.0, kDocumentTypeIdentifier);
-    const auto before = metadata.xmpData();
+    // A refused export leaves the metadata unchanged.
+    ImageMetadata prepared;
+    prepared.prepareForExport(72.0, kDocumentTypeIdentifier);
+    const auto before = prepared.xmpData();
     for (const auto& [resolution, fileType] : std::vector<std::pair<double, std::string_view>>{
              {std::nan(""), kDocumentTypeIdentifier},
              {std::numeric_limits<double>::infinity(), kDocumentTypeIdentifier},
              {-1.0, kDocumentTypeIdentifier},
              {500000.0, kDocumentTypeIdentifier},
              {300.0, ""}}) {
-        EXPECT_EQ(thrownError([&] { metadata.prepareForExport(resolution, fileType); }),
+        EXPECT_EQ(thrownError([&] { prepared.prepareForExport(resolution, fileType); }),
                   PlatformErrorCode::metadataPrepare)
             << resolution << " " << fileType;
-        EXPECT_EQ(metadata.xmpData(), before);
+        EXPECT_EQ(prepared.xmpData(), before);
     }
 }
 
-TEST(ImageMetadataTest, CopiesAreDeep)
-{
-    const ImageMetadata original = ImageMetadata::fromFile(fileWithResources({{kXmp, xmpPacket("")}}));
-    ImageMetadata copy = original;
-    copy.prepareForExport(300.0, kDocumentTypeIdentifier);
-    ImageMetadata assigned;
-    assigned = copy;
-    assigned.prepareForExport(150.0, kDocumentTypeIdentifier);
-
-    EXPECT_TRUE(original.empty());
-    EXPECT_EQ(copy.property("Xmp.tiff.XResolution"), "3000000/10000");
-    EXPECT_EQ(assigned.property("Xmp.tiff.XResolution"), "1500000/10000");
-
-    ImageMetadata moved = std::move(assigned);
-    EXPECT_EQ(moved.property("Xmp.tiff.XResolution"), "1500000/10000");
-    EXPECT_TRUE(assigned.empty()); // NOLINT(bugprone-use-after-move): moved-from values are empty
-}
-
-TEST(ImageMetadataTest, ResourcesAreFoundInPsdAndPsbWhereverTheyAre)
-{
-    const Bytes title =
-        xmpPacket(R"(<dc:title><rdf:Alt><rdf:li xml:lang="x-default">Pier</rdf:li></rdf:Alt></dc:title>)");
-    const std::vector<std::pair<const char*, Bytes>> cases = {
-        {"PSD, alone", fileWithResources({{kXmp, title}})},
-        {"PSB, alone", fileWithResources({{kXmp, title}}, 2)},
-        {"after a named resource of odd size",
-         fileWithResources({{1005, Bytes(3, 1), "ab"}, {4000, Bytes(5, 2), "c"}, {kXmp, title}})},
-        {"named itself", fileWithResources({{kXmp, title, "XMP"}})},
-        {"with NUL bytes after the packet", fileWithResources({{kXmp,
-                                                                [&] {
-                                                                    Bytes padded = title;
-                                                                    padded.resize(padded.size() + 7, 0);
-                                                                    return padded;
-                                                                }()}})},
-    };
-    for (const auto& [name, file] : cases) {
-        EXPECT_EQ(ImageMetadata::fromFile(file).property("Xmp.dc.title"), R"(lang="x-default" Pier)") << name;
-    }
-}
-
+// The resource walk is the document reader's, checked against psd-tools on every corpus file; an XMP
+// packet may be followed by NUL bytes.
 TEST(ImageMetadataTest, ExifAndIptcAreConvertedAndTheXmpPacketWins)
 {
-    const Bytes xmp = xmpPacket(
-        R"(<dc:description><rdf:Alt><rdf:li xml:lang="x-default">from XMP</rdf:li></rdf:Alt></dc:description>)");
+    Bytes xmp = xmpPacket(defaultText("description", "from XMP"));
+    xmp.resize(xmp.size() + 7, 0);
     const Bytes exif = exifWithText({{0x010E, "from EXIF"}, {0x0131, "Darkroom 3"}}); // description, software
     const Bytes iptc = iptcWithDataSets({{5, "Harbour"}});                            // object name
 
@@ -184,23 +145,21 @@ TEST(ImageMetadataTest, ExifAndIptcAreConvertedAndTheXmpPacketWins)
 TEST(ImageMetadataTest, UnreadableInputGivesEmptyMetadata)
 {
     const Bytes xmp = xmpPacket(R"(<dc:format>image/png</dc:format>)");
-    Bytes cutInsideXmp = fileWithResources({{kXmp, xmp}});
-    cutInsideXmp.resize(cutInsideXmp.size() - 10);
-    Bytes version3 = fileWithResources({{kXmp, xmp}});
-    version3[5] = 3;
-    Bytes otherSignature = fileWithResources({{kXmp, xmp}});
-    otherSignature[34] = 'X'; // first resource's "8BIM"
-    Bytes hugeColorModeData = fileWithResources({{kXmp, xmp}});
-    hugeColorModeData[26] = 0xFF;
+    const Bytes good = fileWithResources({{kXmp, xmp}});
+    const auto edited = [&](std::size_t at, std::uint8_t value) {
+        Bytes file = good;
+        file[at] = value;
+        return file;
+    };
 
     const std::vector<std::pair<const char*, Bytes>> cases = {
         {"empty", {}},
         {"signature only", bytesOf("8BPS")},
         {"not a PSD", bytesOf("GIF89a and then some more bytes of no interest")},
-        {"version 3", version3},
-        {"resource signature not 8BIM", otherSignature},
-        {"colour mode data longer than the file", hugeColorModeData},
-        {"cut inside the XMP resource", cutInsideXmp},
+        {"version 3", edited(5, 3)},
+        {"resource signature not 8BIM", edited(34, 'X')},
+        {"colour mode data longer than the file", edited(26, 0xFF)},
+        {"cut inside the XMP resource", Bytes(good.begin(), good.end() - 10)},
         {"malformed XMP", fileWithResources({{kXmp, bytesOf("<x:xmpmeta><rdf:RDF><unclosed")}})},
         {"XMP that is not XML", fileWithResources({{kXmp, Bytes(100, 0xFF)}})},
         {"EXIF directory outside the data",
@@ -216,6 +175,120 @@ TEST(ImageMetadataTest, UnreadableInputGivesEmptyMetadata)
         EXPECT_TRUE(metadata.empty()) << name;
         EXPECT_FALSE(metadata.xmpData().has_value()) << name;
     }
+}
+
+// The XMP packet of a real file with a title added to it keeps the title and every other property
+// through an export of a copy with a new resolution.
+TEST(ImageMetadataCorpusTest, TitleSurvivesExportWithTheNewResolution)
+{
+    const auto packet = firstResource(readCorpusFile("psdtools-32bit.psd"), kXmp);
+    ASSERT_TRUE(packet.has_value());
+    std::string text(packet->begin(), packet->end());
+    const std::string title = R"(lang="x-default" Harbour at dusk)";
+    text.insert(text.find("<dc:format>"), defaultText("title", "Harbour at dusk"));
+    const ImageMetadata read =
+        ImageMetadata::fromFile(fileWithResources({{kXmp, Bytes(text.begin(), text.end())}}));
+    ASSERT_EQ(read.property("Xmp.dc.title"), title);
+    ASSERT_EQ(read.property("Xmp.tiff.XResolution"), "720000/10000");
+
+    ImageMetadata exported = read;
+    exported.prepareForExport(300.0, kDocumentTypeIdentifier);
+    const ImageMetadata reread =
+        ImageMetadata::fromFile(fileWithResources({{kXmp, exported.xmpData().value()}}));
+    EXPECT_EQ(reread.property("Xmp.dc.title"), title);
+    EXPECT_EQ(reread.property("Xmp.tiff.XResolution"), "3000000/10000");
+    EXPECT_EQ(reread.property("Xmp.tiff.YResolution"), "3000000/10000");
+    EXPECT_EQ(reread.property("Xmp.xmp.CreatorTool"), "Adobe Photoshop CS3 Windows");
+    EXPECT_EQ(reread.properties().size(), read.properties().size());
+    EXPECT_EQ(read.property("Xmp.tiff.XResolution"), "720000/10000") << "the original is untouched";
+}
+
+TEST(ImageMetadataCorpusTest, CutOffFilesNeverThrow)
+{
+    // Cut a file with XMP, EXIF and IPTC at many points up to the end of its resources, so that
+    // every resource is cut somewhere in its length field or its data.
+    const Bytes file = readCorpusFile("agpsd-psb.psb");
+    ASSERT_GT(file.size(), 40000u);
+    for (std::size_t length = 0; length < 40000; length += 97) {
+        const Bytes prefix(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(length));
+        EXPECT_NO_THROW((void)ImageMetadata::fromFile(prefix)) << length;
+    }
+}
+
+// The XMP packet written for a tree depends on that tree alone, not on the packets the process
+// read before it: the namespace prefixes a packet binds must not leak into other documents.
+
+// A file whose XMP packet binds `prefix` to `uri` and sets its property "Thing" to "v".
+Bytes fileBinding(const std::string& prefix, const std::string& uri)
+{
+    return fileWithResources(
+        {{kXmp, xmpPacket("", "xmlns:" + prefix + "=\"" + uri + "\" " + prefix + ":Thing=\"v\"")}});
+}
+
+std::string packetOf(const ImageMetadata& metadata)
+{
+    const auto packet = metadata.xmpData();
+    return packet ? std::string(packet->begin(), packet->end()) : std::string();
+}
+
+std::string preparedPacketOf(ImageMetadata metadata)
+{
+    metadata.prepareForExport(72.0, kDocumentTypeIdentifier);
+    return packetOf(metadata);
+}
+
+const std::string kXap = "http://ns.adobe.com/xap/1.0/";
+
+TEST(ImageMetadataHistoryTest, PacketsReadInBetweenChangeNeitherKeysNorPacket)
+{
+    const std::string a = "http://example.com/a/", b = "http://example.com/b/";
+    // The file read and written, the one read in between, the key and binding the first must keep.
+    const std::tuple<Bytes, Bytes, std::string, std::string> cases[] = {
+        {fileBinding("xap", kXap), fileBinding("xmp", kXap), "Xmp.xmp.Thing", "xmlns:xmp=\"" + kXap},
+        {fileBinding("xmp", kXap), fileBinding("xap", kXap), "Xmp.xmp.Thing", "xmlns:xmp=\"" + kXap},
+        {fileBinding("own", a), fileBinding("own", b), "Xmp.own.Thing", "xmlns:own=\"" + a},
+        {fileBinding("own", a), fileBinding("other", a), "Xmp.own.Thing", "xmlns:own=\"" + a},
+    };
+    for (const auto& [firstFile, betweenFile, key, binding] : cases) {
+        SCOPED_TRACE(key + " " + binding);
+        const std::string alone = packetOf(ImageMetadata::fromFile(firstFile));
+        const ImageMetadata first = ImageMetadata::fromFile(firstFile);
+        const ImageMetadata between = ImageMetadata::fromFile(betweenFile);
+        EXPECT_EQ(packetOf(first), alone);
+        EXPECT_NE(alone.find(binding), std::string::npos) << alone;
+        EXPECT_EQ(first.properties(), (std::vector<std::pair<std::string, std::string>>{{key, "v"}}));
+        // The one read in between is read as if it came first.
+        const ImageMetadata betweenAlone = ImageMetadata::fromFile(betweenFile);
+        EXPECT_EQ(between.properties(), betweenAlone.properties());
+        EXPECT_EQ(packetOf(between), packetOf(betweenAlone));
+    }
+}
+
+// Every corpus file holding an XMP resource (found by the tests' own walk of the file) gives
+// metadata with the resolution, the others none. Against one file of each prefix: read A, read B,
+// write A gives what writing A right after reading it gives.
+TEST(ImageMetadataHistoryTest, CorpusMetadataIsFoundAndItsPacketsDoNotDependOnWhatWasReadBefore)
+{
+    const Bytes xapFile = readCorpusFile("psdtools-clipping-mask.psd");
+    const Bytes xmpFile = readCorpusFile("oiio-psd-Layers_16bit_RGB.psd");
+    ASSERT_NE(packetOf(ImageMetadata::fromFile(xapFile)).find("xmlns:xmp=\"" + kXap), std::string::npos);
+    int withXmp = 0;
+    for (const auto& name : corpusFileNames()) {
+        SCOPED_TRACE(name);
+        const Bytes file = readCorpusFile(name);
+        const bool hasXmp = firstResource(file, kXmp).has_value();
+        withXmp += hasXmp;
+        const ImageMetadata metadata = ImageMetadata::fromFile(file);
+        EXPECT_EQ(metadata.empty(), !hasXmp);
+        EXPECT_EQ(metadata.property("Xmp.tiff.XResolution").has_value(), hasXmp);
+        const std::string alone = preparedPacketOf(metadata);
+        for (const Bytes* other : {&xapFile, &xmpFile}) {
+            const ImageMetadata again = ImageMetadata::fromFile(file);
+            EXPECT_FALSE(ImageMetadata::fromFile(*other).empty());
+            EXPECT_EQ(preparedPacketOf(again), alone);
+        }
+    }
+    EXPECT_EQ(withXmp, 36);
 }
 
 } // namespace

@@ -1,7 +1,9 @@
+// Property values and the property lists that store them, in XML and binary form.
 #include "psdkit/platform/PropertyList.hpp"
 
 #include <bit>
 #include <string_view>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -18,6 +20,24 @@ using Bytes = std::vector<std::uint8_t>;
 Bytes bytesOf(std::string_view text)
 {
     return {text.begin(), text.end()};
+}
+
+TEST(PropertyValueTest, ConstructionPicksTheKindAndEqualityNeedsTheSameKindAndContents)
+{
+    EXPECT_TRUE(PropertyValue("text").isString()) << "a literal is text, not a boolean";
+    EXPECT_EQ(PropertyValue(std::uint64_t{0xFFFFFFFFFFFFFFFF}), PropertyValue(-1));
+    EXPECT_NE(PropertyValue(1), PropertyValue(1.0));
+    EXPECT_NE(PropertyValue(1), PropertyValue(true));
+    EXPECT_NE(PropertyValue("norm"), PropertyValue(PSDFourCharCode("norm")));
+    EXPECT_EQ(PropertyValue(PSDFourCharCode("norm")), PropertyValue(PSDFourCharCode("norm")));
+    const PropertyValue nested =
+        PropertyDictionary{{"a", PropertyArray{1, "x", PropertyDictionary{{"b", 2.5}}}}};
+    PropertyValue changed = nested;
+    EXPECT_EQ(changed, nested);
+    (*changed.asDictionary())["a"].asArray()->at(2).asDictionary()->at("b") = 2.6;
+    EXPECT_NE(changed, nested);
+    EXPECT_EQ(nested.asDictionary()->at("a").asArray()->at(2).asDictionary()->at("b"), PropertyValue(2.5))
+        << "copies are independent";
 }
 
 constexpr std::string_view kHostList = R"(<?xml version="1.0" encoding="UTF-8"?>
@@ -48,69 +68,53 @@ constexpr std::string_view kHostList = R"(<?xml version="1.0" encoding="UTF-8"?>
 TEST(PropertyListTest, XmlRoundTripKeepsEveryKindOfValue)
 {
     const PropertyValue parsed = parsePropertyList(bytesOf(kHostList));
-    ASSERT_TRUE(parsed.isDictionary());
-    const PropertyDictionary& entry = *parsed.asDictionary()->at("io.example.host").asDictionary();
-    EXPECT_EQ(entry.at("big"), PropertyValue(std::int64_t{1} << 40));
-    EXPECT_EQ(entry.at("negative"), PropertyValue(-42));
-    EXPECT_EQ(entry.at("ratio"), PropertyValue(-1.5e-7));
-    EXPECT_EQ(entry.at("on"), PropertyValue(true));
-    EXPECT_EQ(entry.at("off"), PropertyValue(false));
-    EXPECT_EQ(entry.at("title"), PropertyValue("Hafen & D\u00e4mmerung <1> \U0001F305"));
-    EXPECT_EQ(entry.at("saved"), PropertyValue(PropertyDate{730989045.0}));
-    EXPECT_EQ(entry.at("thumb"), PropertyValue(Bytes{0x00, 0x01, 0x02, 0xFF}));
-    EXPECT_EQ(entry.at("empty"), PropertyValue(PropertyArray{}));
-    const PropertyArray& layers = *entry.at("PSD Layers").asArray();
-    ASSERT_EQ(layers.size(), 2u);
-    EXPECT_EQ(*layers[0].asDictionary()->at("PSD Layer ID").asInt(), 7);
-    EXPECT_EQ(layers[0].asDictionary()->at("tint"), PropertyValue(0.25));
-
+    const PropertyValue expected = PropertyDictionary{
+        {"io.example.host",
+         PropertyDictionary{
+             {"PSD Layers", PropertyArray{PropertyDictionary{{"PSD Layer ID", 7}, {"tint", 0.25}},
+                                          PropertyDictionary{{"PSD Layer ID", 8}}}},
+             {"big", std::int64_t{1} << 40},
+             {"negative", -42},
+             {"ratio", -1.5e-7},
+             {"on", true},
+             {"off", false},
+             {"title", "Hafen & D\u00e4mmerung <1> \U0001F305"},
+             {"saved", PropertyDate{730989045.0}},
+             {"thumb", Bytes{0x00, 0x01, 0x02, 0xFF}},
+             {"empty", PropertyArray{}}}}};
+    EXPECT_EQ(parsed, expected) << parsed.debugDescription();
     const Bytes written = xmlPropertyList(*parsed.asDictionary());
     const PropertyValue reparsed = parsePropertyList(written);
     EXPECT_EQ(reparsed, parsed) << reparsed.debugDescription();
     EXPECT_EQ(xmlPropertyList(*reparsed.asDictionary()), written) << "writing is deterministic";
 }
 
-TEST(PropertyListTest, ExtremeNumbersSurviveTheXmlForm)
+TEST(PropertyListTest, NumbersSurviveTheXmlFormDatesLoseTheirFractionAndIntegersAreTwosComplement)
 {
+    const auto throughXml = [](const PropertyValue& value) {
+        return parsePropertyList(xmlPropertyList({{"v", value}})).asDictionary()->at("v");
+    };
     for (const PropertyValue& value :
          {PropertyValue(std::int64_t{-1}), PropertyValue(INT64_MIN), PropertyValue(INT64_MAX),
           PropertyValue((std::int64_t{1} << 32) + 1), PropertyValue(0.1), PropertyValue(5e-324),
           PropertyValue(-1.7976931348623157e308), PropertyValue(PropertyDate{-978307200.0})}) {
-        const PropertyDictionary dictionary{{"v", value}};
-        EXPECT_EQ(parsePropertyList(xmlPropertyList(dictionary)), PropertyValue(dictionary))
-            << value.debugDescription();
+        EXPECT_EQ(throughXml(value), value) << value.debugDescription();
     }
-}
+    // XML dates are whole seconds, rounded down.
+    EXPECT_EQ(throughXml(PropertyDate{100.75}), PropertyValue(PropertyDate{100.0}));
+    EXPECT_EQ(throughXml(PropertyDate{-0.5}), PropertyValue(PropertyDate{-1.0}));
 
-TEST(PropertyListTest, IntegersAreReadAsSixtyFourBitTwosComplement)
-{
     // The backend has no signed integer: 2^64 − 1 and −1 are one value, and larger numbers
     // saturate to it.
-    for (const auto& [text, expected] : std::vector<std::pair<std::string_view, std::int64_t>>{
-             {"-1", -1},
-             {"18446744073709551615", -1},
-             {"99999999999999999999", -1},
-             {"9223372036854775808", INT64_MIN},
-             {"4294967296", std::int64_t{1} << 32},
-         }) {
-        const std::string xml = "<plist><integer>" + std::string(text) + "</integer></plist>";
+    const std::pair<std::string_view, std::int64_t> cases[] = {{"-1", -1},
+                                                               {"18446744073709551615", -1},
+                                                               {"99999999999999999999", -1},
+                                                               {"9223372036854775808", INT64_MIN},
+                                                               {"4294967296", std::int64_t{1} << 32}};
+    for (const auto& [text, expected] : cases) {
+        const std::string xml = "\xEF\xBB\xBF<plist><integer>" + std::string(text) + "</integer></plist>";
         EXPECT_EQ(parsePropertyList(bytesOf(xml)), PropertyValue(expected)) << text;
     }
-}
-
-TEST(PropertyListTest, XmlDatesAreWrittenInWholeSecondsRoundedDown)
-{
-    for (const auto& [seconds, expected] :
-         std::vector<std::pair<double, double>>{{100.75, 100.0}, {-0.5, -1.0}, {730989045.0, 730989045.0}}) {
-        const PropertyValue back = parsePropertyList(xmlPropertyList({{"d", PropertyDate{seconds}}}));
-        EXPECT_EQ(back.asDictionary()->at("d"), PropertyValue(PropertyDate{expected})) << seconds;
-    }
-}
-
-TEST(PropertyListTest, ByteOrderMarkBeforeXmlIsSkipped)
-{
-    const std::string xml = "\xEF\xBB\xBF<plist><string>x</string></plist>";
-    EXPECT_EQ(parsePropertyList(bytesOf(xml)), PropertyValue("x"));
 }
 
 // A binary property list assembled by hand; objects are given encoded, references are one byte
@@ -128,23 +132,14 @@ Bytes binaryList(const std::vector<Bytes>& objects)
     for (std::size_t offset : offsets) {
         b.u16(offset);
     }
-    b.zeros(6)
-        .u8(2)
-        .u8(1)
-        .i64(static_cast<std::int64_t>(objects.size()))
-        .i64(0)
-        .i64(static_cast<std::int64_t>(table));
-    return b.bytes();
+    const auto count = static_cast<std::int64_t>(objects.size());
+    return b.zeros(6).u8(2).u8(1).i64(count).i64(0).i64(static_cast<std::int64_t>(table)).bytes();
 }
 
-Bytes encoded(std::uint8_t marker, std::uint64_t bits, int width)
+// An object of eight bytes (an integer, real or date) after its marker.
+Bytes eightBytes(std::uint8_t marker, std::uint64_t bits)
 {
-    ByteBuilder b;
-    b.u8(marker);
-    for (int i = width - 1; i >= 0; --i) {
-        b.u8((bits >> (8 * i)) & 0xFF);
-    }
-    return b.bytes();
+    return ByteBuilder().u8(marker).i64(static_cast<std::int64_t>(bits)).bytes();
 }
 Bytes ascii(std::string_view text)
 {
@@ -161,32 +156,28 @@ TEST(PropertyListTest, BinaryListParsesWithMicrosecondDates)
         ascii("list"),
         ascii("when"),
         ascii("ratio"),                           // keys
-        encoded(0x13, std::uint64_t{1} << 40, 8), // integer of 8 bytes
+        eightBytes(0x13, std::uint64_t{1} << 40), // integer
         {0xA2, 7, 8},                             // array of two
         {0x09},                                   // true
         ascii("x"),
-        encoded(0x33, std::bit_cast<std::uint64_t>(1.5), 8),  // date
-        encoded(0x23, std::bit_cast<std::uint64_t>(0.25), 8), // real
+        eightBytes(0x33, std::bit_cast<std::uint64_t>(1.5)),  // date
+        eightBytes(0x23, std::bit_cast<std::uint64_t>(0.25)), // real
     });
-    const PropertyValue expected = PropertyDictionary{
-        {"big", std::int64_t{1} << 40},
-        {"list", PropertyArray{true, "x"}},
-        {"when", PropertyDate{1.5}},
-        {"ratio", 0.25},
-    };
+    const PropertyValue expected = PropertyDictionary{{"big", std::int64_t{1} << 40},
+                                                      {"list", PropertyArray{true, "x"}},
+                                                      {"when", PropertyDate{1.5}},
+                                                      {"ratio", 0.25}};
     EXPECT_EQ(parsePropertyList(list), expected) << parsePropertyList(list).debugDescription();
 }
 
 Bytes nestedXml(int depth)
 {
-    std::string xml = "<plist>";
+    std::string open, close;
     for (int i = 0; i < depth; ++i) {
-        xml += "<array>";
+        open += "<array>";
+        close += "</array>";
     }
-    for (int i = 0; i < depth; ++i) {
-        xml += "</array>";
-    }
-    return bytesOf(xml + "</plist>");
+    return bytesOf("<plist>" + open + close + "</plist>");
 }
 
 TEST(PropertyListTest, MalformedOrExplosiveListsAreRefused)
@@ -222,25 +213,19 @@ TEST(PropertyListTest, MalformedOrExplosiveListsAreRefused)
 
 TEST(PropertyListTest, ValuesWithoutPropertyListFormAreRefusedOnWriting)
 {
-    const std::vector<std::pair<const char*, PropertyValue>> cases = {
-        {"four-character code", PSDFourCharCode("scrn")},
-        {"code inside a layer entry",
+    const std::tuple<const char*, std::string, PropertyValue> cases[] = {
+        {"four-character code", "k", PSDFourCharCode("scrn")},
+        {"code inside a layer entry", "k",
          PropertyArray{PropertyDictionary{{"PSD Blend Mode", PSDFourCharCode("div ")}}}},
-        {"text with NUL", std::string("a\0b", 3)},
-        {"invalid UTF-8", std::string("\xC3\x28")},
-        {"date beyond 2^31 seconds", PropertyDate{3e9}},
+        {"text with NUL", "k", std::string("a\0b", 3)},
+        {"invalid UTF-8", "k", std::string("\xC3\x28")},
+        {"date beyond 2^31 seconds", "k", PropertyDate{3e9}},
+        {"key of invalid UTF-8", "\xFF", 1},
     };
-    for (const auto& [name, value] : cases) {
-        EXPECT_EQ(thrownError([&] {
-                      (void)xmlPropertyList({{"k", value}});
-                  }),
-                  PlatformErrorCode::propertyListUnsupportedValue)
-            << name;
+    for (const auto& [name, key, value] : cases) {
+        const auto write = [&] { (void)xmlPropertyList({{key, value}}); };
+        EXPECT_EQ(thrownError(write), PlatformErrorCode::propertyListUnsupportedValue) << name;
     }
-    EXPECT_EQ(thrownError([] {
-                  (void)xmlPropertyList({{std::string("\xFF"), 1}});
-              }),
-              PlatformErrorCode::propertyListUnsupportedValue);
 }
 
 } // namespace
