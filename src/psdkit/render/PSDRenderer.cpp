@@ -114,25 +114,44 @@ std::uint16_t to16(float v)
     return static_cast<std::uint16_t>(unitClamped(v) * 65535.0f + 0.5f);
 }
 
-/// Stores one premultiplied pixel into the output, unpremultiplied, at the document's depth.
-void store(image::PixelBufferType& out, std::size_t index, const float* p)
+/// Stores `count` premultiplied pixels from `p` into the output from pixel `index` on,
+/// unpremultiplied, at the output's depth.
+void storeRow(image::PixelBufferType& out, std::size_t index, const float* p, std::int64_t count)
 {
-    const float a = std::clamp(p[3], 0.0f, 1.0f);
-    const float r = a > 0.0f ? p[0] / p[3] : 0.0f;
-    const float g = a > 0.0f ? p[1] / p[3] : 0.0f;
-    const float b = a > 0.0f ? p[2] / p[3] : 0.0f;
+    const auto unpremultiplied = [](const float* pixel, float* rgba) {
+        const float a = std::clamp(pixel[3], 0.0f, 1.0f);
+        for (int c = 0; c < 3; ++c) {
+            rgba[c] = a > 0.0f ? pixel[c] / pixel[3] : 0.0f;
+        }
+        rgba[3] = a;
+    };
+    const auto each = [&](auto&& write) {
+        for (std::int64_t i = 0; i < count; ++i, p += 4) {
+            float v[4];
+            unpremultiplied(p, v);
+            write(index + static_cast<std::size_t>(i), v);
+        }
+    };
     switch (out.format()) {
-    case image::PixelFormat::rgba16:
-        static_cast<image::PixelBuffer<image::PixelRGBA16>&>(out).pixels()[index] = {to16(r), to16(g),
-                                                                                     to16(b), to16(a)};
+    case image::PixelFormat::rgba16: {
+        auto pixels = static_cast<image::PixelBuffer<image::PixelRGBA16>&>(out).pixels();
+        each([&](std::size_t at, const float* v) {
+            pixels[at] = {to16(v[0]), to16(v[1]), to16(v[2]), to16(v[3])};
+        });
         break;
-    case image::PixelFormat::rgba32:
-        static_cast<image::PixelBuffer<image::PixelRGBA32>&>(out).pixels()[index] = {r, g, b, a};
+    }
+    case image::PixelFormat::rgba32: {
+        auto pixels = static_cast<image::PixelBuffer<image::PixelRGBA32>&>(out).pixels();
+        each([&](std::size_t at, const float* v) { pixels[at] = {v[0], v[1], v[2], v[3]}; });
         break;
-    default:
-        static_cast<image::PixelBuffer<image::PixelARGB8>&>(out).pixels()[index] = {to8(a), to8(r), to8(g),
-                                                                                    to8(b)};
+    }
+    default: {
+        auto pixels = static_cast<image::PixelBuffer<image::PixelARGB8>&>(out).pixels();
+        each([&](std::size_t at, const float* v) {
+            pixels[at] = {to8(v[3]), to8(v[0]), to8(v[1]), to8(v[2])};
+        });
         break;
+    }
     }
 }
 
@@ -174,10 +193,7 @@ PSDRenderResult renderDocument(const PSDWrapper& document, const PSDRenderOption
         if (g.scale == 1.0) {
             // One document pixel per output pixel: no averaging.
             for (std::int64_t y = oy; y < oy + oh; ++y) {
-                for (std::int64_t x = ox; x < ox + ow; ++x) {
-                    store(out, static_cast<std::size_t>(y * g.width + x),
-                          tile.at(sx0 + x - ox, sy0 + y - oy));
-                }
+                storeRow(out, static_cast<std::size_t>(y * g.width + ox), tile.at(sx0, sy0 + y - oy), ow);
             }
             return;
         }
@@ -200,7 +216,7 @@ PSDRenderResult renderDocument(const PSDWrapper& document, const PSDRenderOption
                 for (float& s : sum) {
                     s /= count;
                 }
-                store(out, static_cast<std::size_t>(y * g.width + x), sum);
+                storeRow(out, static_cast<std::size_t>(y * g.width + x), sum, 1);
             }
         }
     });

@@ -79,6 +79,78 @@ float CoverageMask::at(std::int64_t x, std::int64_t y) const noexcept
 
 namespace {
 
+/// Multiplies `out[i]` by `1 - density × (1 - f(i))` for `i` in `0 … count`.
+template <typename Value>
+void multiplyByDensity(float* out, std::int64_t count, float density, Value value) noexcept
+{
+    for (std::int64_t i = 0; i < count; ++i) {
+        out[i] *= 1.0f - density * (1.0f - value(i));
+    }
+}
+
+} // namespace
+
+void PixelMask::multiplyRow(std::int64_t y, std::int64_t x0, std::int64_t x1, float* out) const noexcept
+{
+    const float outside = 1.0f - density * (1.0f - defaultValue);
+    std::int64_t inside0 = x1;
+    std::int64_t inside1 = x1;
+    if (image && y >= rect.top && y < rect.bottom && y - rect.top < image->size().height) {
+        inside0 = std::clamp(rect.left, x0, x1);
+        inside1 = std::clamp(std::min(rect.right, rect.left + image->size().width), inside0, x1);
+    }
+    for (std::int64_t x = x0; x < inside0; ++x) {
+        out[x - x0] *= outside;
+    }
+    for (std::int64_t x = inside1; x < x1; ++x) {
+        out[x - x0] *= outside;
+    }
+    if (inside1 <= inside0) {
+        return;
+    }
+    const std::size_t first =
+        static_cast<std::size_t>((y - rect.top) * image->size().width + (inside0 - rect.left));
+    float* row = out + (inside0 - x0);
+    const std::int64_t count = inside1 - inside0;
+    const auto bytes = image->bytes();
+    switch (image->format()) {
+    case PixelFormat::gray8: {
+        const std::uint8_t* samples = bytes.data() + first;
+        multiplyByDensity(row, count, density, [samples](std::int64_t i) {
+            return std::clamp(samples[i] * (1.0f / 255.0f), 0.0f, 1.0f);
+        });
+        break;
+    }
+    default:
+        multiplyByDensity(row, count, density, [this, first](std::int64_t i) {
+            return std::clamp(sampleToFloat(*image, first + static_cast<std::size_t>(i)), 0.0f, 1.0f);
+        });
+        break;
+    }
+}
+
+void CoverageMask::multiplyRow(std::int64_t y, std::int64_t x0, std::int64_t x1, float* out) const noexcept
+{
+    const bool rowInside = y >= rect.top && y < rect.bottom;
+    const std::int64_t inside0 = rowInside ? std::clamp(rect.left, x0, x1) : x1;
+    const std::int64_t inside1 = rowInside ? std::clamp(rect.right, inside0, x1) : x1;
+    const float outside = 1.0f - density * (1.0f - (inverted ? 1.0f : 0.0f));
+    for (std::int64_t x = x0; x < inside0; ++x) {
+        out[x - x0] *= outside;
+    }
+    for (std::int64_t x = inside1; x < x1; ++x) {
+        out[x - x0] *= outside;
+    }
+    if (inside1 <= inside0) {
+        return;
+    }
+    const float* values = coverage.data() + (y - rect.top) * rect.width() + (inside0 - rect.left);
+    multiplyByDensity(out + (inside0 - x0), inside1 - inside0, density,
+                      [values, this](std::int64_t i) { return inverted ? 1.0f - values[i] : values[i]; });
+}
+
+namespace {
+
 float rangeWeight(float value, const std::uint8_t* r) noexcept
 {
     const float v = value * 255.0f;
@@ -223,6 +295,36 @@ PixelMask makePixelMask(std::shared_ptr<const image::PixelBufferType> image, con
     return mask;
 }
 
+/// Where `node` can change what lies below it: its image's rectangle for a pixel layer, the union
+/// of its members' for a group; everywhere (nothing) for fills and adjustments. The layers clipped
+/// to a node show only where it does.
+std::optional<PSDMacRect> reachOf(const RenderNode& node)
+{
+    switch (node.kind) {
+    case RenderNode::Kind::pixels: {
+        const auto size = node.content->size();
+        const PSDMacRect& r = node.contentRect;
+        return PSDMacRect(r.top, r.left, std::min(r.bottom, r.top + size.height),
+                          std::min(r.right, r.left + size.width));
+    }
+    case RenderNode::Kind::group: {
+        std::optional<PSDMacRect> reach;
+        for (const RenderNode& child : node.children) {
+            if (!child.reach) {
+                return std::nullopt;
+            }
+            const PSDMacRect& r = *child.reach;
+            reach = reach ? PSDMacRect(std::min(reach->top, r.top), std::min(reach->left, r.left),
+                                       std::max(reach->bottom, r.bottom), std::max(reach->right, r.right))
+                          : r;
+        }
+        return reach;
+    }
+    default:
+        return std::nullopt;
+    }
+}
+
 bool opensGroup(const PSDLayerWrapper& layer)
 {
     const auto kind = layer.type().kind();
@@ -351,6 +453,7 @@ class PlanBuilder {
         if (layer.layerBlendingRanges) {
             node.ranges = BlendRanges::parse(*layer.layerBlendingRanges);
         }
+        node.reach = reachOf(node);
         return node;
     }
 
