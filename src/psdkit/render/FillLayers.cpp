@@ -12,6 +12,7 @@
 #include "psdkit/document/PSDWrapper.hpp"
 #include "psdkit/platform/PlatformError.hpp"
 #include "psdkit/platform/image/ImageError.hpp"
+#include "psdkit/render/PatternFill.hpp"
 
 namespace psdkit::detail {
 
@@ -248,7 +249,8 @@ std::shared_ptr<const Fill> gradientFill(const PSDDescriptor& settings, const PS
 std::shared_ptr<const Fill> makeFill(const PSDLayerWrapper& layer, PSDAdjustmentLayerType type,
                                      const PSDWrapper& document, const std::array<double, 4>* shapeBounds)
 {
-    if (type != PSDAdjustmentLayerType::solidColor && type != PSDAdjustmentLayerType::gradientFill) {
+    if (type != PSDAdjustmentLayerType::solidColor && type != PSDAdjustmentLayerType::gradientFill &&
+        type != PSDAdjustmentLayerType::patternFill) {
         return nullptr;
     }
     const auto settings = versionedDescriptor(findLayerBlock(layer, blockKey(type)));
@@ -259,6 +261,9 @@ std::shared_ptr<const Fill> makeFill(const PSDLayerWrapper& layer, PSDAdjustment
         if (type == PSDAdjustmentLayerType::solidColor) {
             const PSDDescriptor* color = settings->descriptorValue(PSDFourCharCode("Clr "));
             return color ? std::make_shared<SolidFill>(rgbaPixelFromPSDDescriptor(*color)) : nullptr;
+        }
+        if (type == PSDAdjustmentLayerType::patternFill) {
+            return document.patternData ? makePatternFill(*settings, *document.patternData) : nullptr;
         }
         return gradientFill(*settings, document, shapeBounds);
     } catch (const PSDException&) {

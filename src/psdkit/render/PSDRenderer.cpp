@@ -26,8 +26,10 @@ const char* errorText(PSDRenderError error)
 
 using namespace detail;
 
-/// Output tiles are this many pixels on a side.
-constexpr std::int64_t tileSize = 128;
+/// Output tiles are this many pixels wide and high: wide, so that each row of a layer image is
+/// read in long runs (a row of a large image spans pages of memory of its own).
+constexpr std::int64_t tileWidth = 1024;
+constexpr std::int64_t tileHeight = 16;
 
 struct Geometry {
     image::IntegralRect region; ///< Document pixels rendered.
@@ -118,10 +120,14 @@ std::uint16_t to16(float v)
 /// unpremultiplied, at the output's depth.
 void storeRow(image::PixelBufferType& out, std::size_t index, const float* p, std::int64_t count)
 {
+    // Colour over alpha where alpha is positive, zero elsewhere; alpha itself limited to 0…1. The
+    // divisor is one where nothing is divided, so the four lanes need no branch.
     const auto unpremultiplied = [](const float* pixel, float* rgba) {
         const float a = std::clamp(pixel[3], 0.0f, 1.0f);
+        const bool shown = a > 0.0f;
+        const float divisor = shown ? pixel[3] : 1.0f;
         for (int c = 0; c < 3; ++c) {
-            rgba[c] = a > 0.0f ? pixel[c] / pixel[3] : 0.0f;
+            rgba[c] = (shown ? pixel[c] : 0.0f) / divisor;
         }
         rgba[3] = a;
     };
@@ -174,13 +180,13 @@ PSDRenderResult renderDocument(const PSDWrapper& document, const PSDRenderOption
         {g.width, g.height});
     image::PixelBufferType& out = *result.image;
 
-    const std::int64_t columns = (g.width + tileSize - 1) / tileSize;
-    const std::int64_t rows = (g.height + tileSize - 1) / tileSize;
+    const std::int64_t columns = (g.width + tileWidth - 1) / tileWidth;
+    const std::int64_t rows = (g.height + tileHeight - 1) / tileHeight;
     forEachTile(static_cast<std::size_t>(columns * rows), options.threadCount, [&](std::size_t t) {
-        const std::int64_t ox = static_cast<std::int64_t>(t) % columns * tileSize;
-        const std::int64_t oy = static_cast<std::int64_t>(t) / columns * tileSize;
-        const std::int64_t ow = std::min(tileSize, g.width - ox);
-        const std::int64_t oh = std::min(tileSize, g.height - oy);
+        const std::int64_t ox = static_cast<std::int64_t>(t) % columns * tileWidth;
+        const std::int64_t oy = static_cast<std::int64_t>(t) / columns * tileHeight;
+        const std::int64_t ow = std::min(tileWidth, g.width - ox);
+        const std::int64_t oh = std::min(tileHeight, g.height - oy);
         const std::int64_t sx0 = g.sourceStart(ox, g.region.x, g.region.width);
         const std::int64_t sy0 = g.sourceStart(oy, g.region.y, g.region.height);
         const std::int64_t sx1 = g.sourceEnd(ox + ow - 1, g.region.x, g.region.width);

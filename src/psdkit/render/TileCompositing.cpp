@@ -123,11 +123,12 @@ void drawPixels(const RenderNode& node, Tile& tile, const Shape* clip, Shape* sh
             for (std::int64_t i = 0; i < count; ++i, rgba += 4, pixel += 4) {
                 const float shape = masked ? rgba[3] * maskRow[static_cast<std::size_t>(i)] : rgba[3];
                 const float alpha = shape * weight;
+                // Alpha mixes like a colour whose source value is one: one formula for all four.
+                const float source[4] = {rgba[0], rgba[1], rgba[2], 1.0f};
                 if (alpha > 0.0f) {
-                    for (int c = 0; c < 3; ++c) {
-                        pixel[c] = alpha * rgba[c] + (1.0f - alpha) * pixel[c];
+                    for (int c = 0; c < 4; ++c) {
+                        pixel[c] = alpha * source[c] + (1.0f - alpha) * pixel[c];
                     }
-                    pixel[3] = alpha + pixel[3] * (1.0f - alpha);
                 }
             }
             continue;
@@ -309,13 +310,23 @@ void compositePixelWithMode(BlendMode mode, const float* source, float alpha, fl
         pixel[3] = backdropAlpha + (1.0f - backdropAlpha) * alpha;
         return;
     }
-    float blended[3];
-    blendColor(mode, backdrop, source, blended);
-    for (int c = 0; c < 3; ++c) {
-        // Where the backdrop is transparent the source shows as it is; where it is opaque the
-        // mode's result shows; source-over weighs that against what lies below.
-        const float shown = (1.0f - backdropAlpha) * source[c] + backdropAlpha * blended[c];
+    // Where the backdrop is transparent the source shows as it is; where it is opaque the mode's
+    // result shows; source-over weighs that against what lies below. Separable modes go channel by
+    // channel, without a colour in between.
+    const auto mix = [&](int c, float blended) {
+        const float shown = (1.0f - backdropAlpha) * source[c] + backdropAlpha * blended;
         pixel[c] = alpha * shown + (1.0f - alpha) * pixel[c];
+    };
+    if (isSeparable(mode)) {
+        for (int c = 0; c < 3; ++c) {
+            mix(c, blendChannel(mode, backdrop[c], source[c]));
+        }
+    } else {
+        float blended[3];
+        blendColor(mode, backdrop, source, blended);
+        for (int c = 0; c < 3; ++c) {
+            mix(c, blended[c]);
+        }
     }
     pixel[3] = alpha + backdropAlpha * (1.0f - alpha);
 }
