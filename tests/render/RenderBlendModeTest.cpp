@@ -64,24 +64,19 @@ TEST_P(RenderBlendModeTest, OpaquePixelOverOpaqueBackdropGivesTheHandWorkedColou
 {
     const BlendCase& c = GetParam();
     PSDWrapper document = rendertest::makeDocument(1, 1);
-    document.addLayerWrapper(rendertest::solidLayer(document, c.backdrop, {0, 0, 1, 1}));
-    auto top = rendertest::solidLayer(document, c.source, {0, 0, 1, 1});
-    top->blendMode = PSDFourCharCode(std::string(c.key));
-    document.addLayerWrapper(top);
-    const PSDRenderResult result = renderDocument(document);
-    EXPECT_EQ(rendertest::pixel8(*result.image, 0, 0), c.expected) << c.key;
+    rendertest::add(document, c.backdrop, {0, 0, 1, 1});
+    rendertest::add(document, c.source, {0, 0, 1, 1}, 1, c.key);
+    EXPECT_EQ(rendertest::pixel8(*renderDocument(document).image, 0, 0), c.expected) << c.key;
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, RenderBlendModeTest, ::testing::ValuesIn(blendCases));
 
 TEST(RenderDissolveTest, HalfOpaqueLayerShowsWholePixelsInTheSamePatternEveryTime)
 {
+    // Several tiles, drawn on one thread and on three.
     PSDWrapper document = rendertest::makeDocument(64, 64);
-    document.addLayerWrapper(rendertest::solidLayer(document, {0, 0, 0}, {0, 0, 64, 64}));
-    auto top = rendertest::solidLayer(document, {255, 255, 255}, {0, 0, 64, 64});
-    top->blendMode = "diss";
-    top->opacity = 0.5;
-    document.addLayerWrapper(top);
+    rendertest::add(document, {0, 0, 0}, {0, 0, 64, 64});
+    rendertest::add(document, {255, 255, 255}, {0, 0, 64, 64}, 0.5, "diss");
     const auto first =
         renderDocument(document, rendertest::renderOptions([](auto& o) { o.threadCount = 1; })).image;
     const auto second =

@@ -1,5 +1,6 @@
 #pragma once
 // Small documents built in memory for the renderer's tests: solid layers, masks, groups.
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -25,64 +26,63 @@ inline PSDWrapper makeDocument(std::int64_t width, std::int64_t height, std::int
     return document;
 }
 
-/// A pixel layer of one colour over `rect`, at the document's depth.
-inline std::shared_ptr<PSDLayerWrapper> solidLayer(const PSDWrapper& document, Rgba8 color, PSDMacRect rect)
+template <typename Pixel> void setContent(PSDLayerWrapper& layer, PSDMacRect rect, Pixel pixel)
+{
+    auto buffer = std::make_shared<image::PixelBuffer<Pixel>>(rect.size());
+    std::ranges::fill(buffer->pixels(), pixel);
+    layer.contentsRect = rect;
+    layer.setContentImage(buffer);
+}
+
+/// Adds a pixel layer of one colour over `rect` at the document's depth, with `opacity` and the
+/// blend mode `key`; returns it.
+inline std::shared_ptr<PSDLayerWrapper> add(PSDWrapper& document, Rgba8 c, PSDMacRect rect = {0, 0, 1, 2},
+                                            double opacity = 1, const char* key = "norm")
 {
     auto layer = std::make_shared<PSDLayerWrapper>(document.bitDepth);
-    layer->contentsRect = rect;
-    const image::IntegralSize size = rect.size();
+    const auto to16 = [](int v) { return static_cast<std::uint16_t>(v * 257); };
+    const auto to32 = [](int v) { return static_cast<float>(v) / 255.0f; };
     if (document.bitDepth == 16) {
-        auto buffer = std::make_shared<image::PixelBuffer<image::PixelRGBA16>>(size);
-        for (auto& p : buffer->pixels()) {
-            p = {static_cast<std::uint16_t>(color.r * 257), static_cast<std::uint16_t>(color.g * 257),
-                 static_cast<std::uint16_t>(color.b * 257), static_cast<std::uint16_t>(color.a * 257)};
-        }
-        layer->setContentImage(buffer);
+        setContent(*layer, rect, image::PixelRGBA16{to16(c.r), to16(c.g), to16(c.b), to16(c.a)});
     } else if (document.bitDepth == 32) {
-        auto buffer = std::make_shared<image::PixelBuffer<image::PixelRGBA32>>(size);
-        for (auto& p : buffer->pixels()) {
-            p = {static_cast<float>(color.r) / 255.0f, static_cast<float>(color.g) / 255.0f,
-                 static_cast<float>(color.b) / 255.0f, static_cast<float>(color.a) / 255.0f};
-        }
-        layer->setContentImage(buffer);
+        setContent(*layer, rect, image::PixelRGBA32{to32(c.r), to32(c.g), to32(c.b), to32(c.a)});
     } else {
-        auto buffer = std::make_shared<image::PixelBuffer<image::PixelARGB8>>(size);
-        for (auto& p : buffer->pixels()) {
-            p = {static_cast<std::uint8_t>(color.a), static_cast<std::uint8_t>(color.r),
-                 static_cast<std::uint8_t>(color.g), static_cast<std::uint8_t>(color.b)};
-        }
-        layer->setContentImage(buffer);
+        const auto to8 = [](int v) { return static_cast<std::uint8_t>(v); };
+        setContent(*layer, rect, image::PixelARGB8{to8(c.a), to8(c.r), to8(c.g), to8(c.b)});
     }
+    layer->opacity = opacity;
+    layer->blendMode = PSDFourCharCode(std::string(key));
+    document.addLayerWrapper(layer);
     return layer;
 }
 
-/// An 8-bit grey mask image with the given samples, row after row, placed at `rect`.
-inline void setMask(PSDLayerWrapper& layer, PSDMacRect rect, const std::vector<std::uint8_t>& samples)
-{
-    auto buffer = std::make_shared<image::PixelBuffer<image::PixelGray8>>(rect.size());
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        buffer->pixels()[i].v = samples[i];
-    }
-    layer.hasLayerMask = true;
-    layer.maskRect = rect;
-    layer.setMaskImage(buffer);
-}
-
-/// Opens a group: appends the divider now (it lies below the members); `closeGroup` appends the
-/// group's own record after the members.
-inline void openGroup(PSDWrapper& document)
+/// Adds a group of the members `members` adds, with the blend mode `key` and `opacity`; returns
+/// the group's record (the divider lies below the members, the record above them).
+template <typename Members>
+std::shared_ptr<PSDLayerWrapper> addGroup(PSDWrapper& document, const char* key, double opacity,
+                                          Members members)
 {
     document.addSectionDivider();
-}
-
-/// Appends the record that names a group over the members added since `openGroup`.
-inline std::shared_ptr<PSDLayerWrapper> closeGroup(PSDWrapper& document, const char* blendKey = "pass")
-{
+    members(document);
     auto group = std::make_shared<PSDLayerWrapper>(document.bitDepth);
     group->setType(PSDLayerType::group());
-    group->blendMode = PSDFourCharCode(std::string(blendKey));
+    group->blendMode = PSDFourCharCode(std::string(key));
+    group->opacity = opacity;
     document.addLayerWrapper(group);
     return group;
+}
+
+/// Gives `layer` a mask of one sample at (0, 0), with `defaultColor` elsewhere; returns the layer.
+inline PSDLayerWrapper& masked(std::shared_ptr<PSDLayerWrapper> layer, std::uint8_t sample,
+                               double defaultColor = 1)
+{
+    auto buffer = std::make_shared<image::PixelBuffer<image::PixelGray8>>(image::IntegralSize{1, 1});
+    buffer->pixels()[0].v = sample;
+    layer->hasLayerMask = true;
+    layer->maskRect = {0, 0, 1, 1};
+    layer->maskDefaultColor = defaultColor;
+    layer->setMaskImage(buffer);
+    return *layer;
 }
 
 /// Options with only the fields `set` changes.
