@@ -29,16 +29,6 @@ const std::map<std::string, const char*> knownShort = {
      "dissolve's own noise; dodge, burn and hard mix magnify the last level of the gradient fills"},
 };
 
-std::optional<PSDWrapper> readForRendering(const std::string& name)
-{
-    const auto bytes = readCorpusFile(name);
-    try {
-        return PSDWrapper(std::span<const std::uint8_t>(bytes), PSDReadOptions{.keepUnknownBlocks = true});
-    } catch (const std::exception&) {
-        return std::nullopt; // refused files are the reading tests' concern
-    }
-}
-
 /// False when the file's version information (resource 1057) says its composite is not a real
 /// rendering (documents saved without it store a placeholder). Read from the raw bytes: the
 /// reader drops that resource.
@@ -76,9 +66,14 @@ class RenderCorpusTest : public ::testing::TestWithParam<std::string> {};
 // Every file psdkit reads renders; 8-bit files with layers and a real stored composite match it.
 TEST_P(RenderCorpusTest, RendersAndMatchesTheStoredComposite)
 {
-    const auto document = readForRendering(GetParam());
+    const auto bytes = readCorpusFile(GetParam());
+    std::optional<PSDWrapper> document;
+    try {
+        document.emplace(std::span<const std::uint8_t>(bytes), PSDReadOptions{.keepUnknownBlocks = true});
+    } catch (const std::exception&) {
+    }
     if (!document || document->imageWidth <= 0 || document->imageHeight <= 0) {
-        GTEST_SKIP() << "not read by psdkit, or an empty canvas (refused: see the refusal test)";
+        GTEST_SKIP() << "not read by psdkit (the reading tests' concern), or an empty canvas (refused)";
     }
     // Without merged transparency the stored composite was made over white.
     PSDRenderOptions options;
@@ -86,8 +81,7 @@ TEST_P(RenderCorpusTest, RendersAndMatchesTheStoredComposite)
     const auto rendered = renderDocument(*document, options).image;
     ASSERT_EQ(rendered->size(), (image::IntegralSize{document->imageWidth, document->imageHeight}));
     const auto stored = document->compositeImage();
-    if (document->bitDepth != 8 || document->layers.empty() || !stored ||
-        !hasRealMergedData(readCorpusFile(GetParam()))) {
+    if (document->bitDepth != 8 || document->layers.empty() || !stored || !hasRealMergedData(bytes)) {
         return;
     }
     // A stored composite with merged transparency has its colours matted on white when the
