@@ -1,31 +1,118 @@
-// The layer model as the renderer draws it: opacity, masks, clipping, groups, blending ranges,
-// fill and adjustment layers, depths, region and scale, and refused requests. Each expected pixel
-// is worked out by hand in the row's comment.
+// The renderer on small documents built in memory: blend modes, opacity, masks, clipping, groups,
+// blending ranges, fill and adjustment layers, depths, region and scale, and refused requests.
+// Each expected pixel is worked out by hand in the row's comment.
 #include <gtest/gtest.h>
 
-#include "RenderTestDocuments.hpp"
+#include <algorithm>
+#include <memory>
+#include <vector>
+
 #include "psdkit/descriptors/ColorConversion.hpp"
 #include "psdkit/descriptors/PSDDescriptor.hpp"
+#include "psdkit/document/PSDWrapper.hpp"
+#include "psdkit/render/PSDRenderer.hpp"
 
 namespace psdkit {
 namespace {
 
-using rendertest::add;
-using rendertest::addGroup;
-using rendertest::masked;
-using rendertest::pixel8;
-using rendertest::Rgba8;
+/// An 8-bit colour with transparency.
+struct Rgba8 {
+    int r, g, b, a = 255;
+    friend bool operator==(const Rgba8&, const Rgba8&) = default;
+};
+
+/// A document of `width` × `height` at `depth` bits.
+inline PSDWrapper makeDocument(std::int64_t width, std::int64_t height, std::int64_t depth = 8)
+{
+    PSDWrapper document;
+    document.imageWidth = width;
+    document.imageHeight = height;
+    document.bitDepth = depth;
+    return document;
+}
+
+template <typename Pixel> void setContent(PSDLayerWrapper& layer, PSDMacRect rect, Pixel pixel)
+{
+    auto buffer = std::make_shared<image::PixelBuffer<Pixel>>(rect.size());
+    std::ranges::fill(buffer->pixels(), pixel);
+    layer.contentsRect = rect;
+    layer.setContentImage(buffer);
+}
+
+/// Adds a pixel layer of one colour over `rect` at the document's depth, with `opacity` and the
+/// blend mode `key`; returns it.
+inline std::shared_ptr<PSDLayerWrapper> add(PSDWrapper& document, Rgba8 c, PSDMacRect rect = {0, 0, 1, 2},
+                                            double opacity = 1, const char* key = "norm")
+{
+    auto layer = std::make_shared<PSDLayerWrapper>(document.bitDepth);
+    const auto to16 = [](int v) { return static_cast<std::uint16_t>(v * 257); };
+    const auto to32 = [](int v) { return static_cast<float>(v) / 255.0f; };
+    if (document.bitDepth == 16) {
+        setContent(*layer, rect, image::PixelRGBA16{to16(c.r), to16(c.g), to16(c.b), to16(c.a)});
+    } else if (document.bitDepth == 32) {
+        setContent(*layer, rect, image::PixelRGBA32{to32(c.r), to32(c.g), to32(c.b), to32(c.a)});
+    } else {
+        const auto to8 = [](int v) { return static_cast<std::uint8_t>(v); };
+        setContent(*layer, rect, image::PixelARGB8{to8(c.a), to8(c.r), to8(c.g), to8(c.b)});
+    }
+    layer->opacity = opacity;
+    layer->blendMode = PSDFourCharCode(std::string(key));
+    document.addLayerWrapper(layer);
+    return layer;
+}
+
+/// Adds a group of the members `members` adds, with the blend mode `key` and `opacity`; returns
+/// the group's record (the divider lies below the members, the record above them).
+template <typename Members>
+std::shared_ptr<PSDLayerWrapper> addGroup(PSDWrapper& document, const char* key, double opacity,
+                                          Members members)
+{
+    document.addSectionDivider();
+    members(document);
+    auto group = std::make_shared<PSDLayerWrapper>(document.bitDepth);
+    group->setType(PSDLayerType::group());
+    group->blendMode = PSDFourCharCode(std::string(key));
+    group->opacity = opacity;
+    document.addLayerWrapper(group);
+    return group;
+}
+
+/// Gives `layer` a mask of one sample at (0, 0), with `defaultColor` elsewhere; returns the layer.
+inline PSDLayerWrapper& masked(std::shared_ptr<PSDLayerWrapper> layer, std::uint8_t sample,
+                               double defaultColor = 1)
+{
+    auto buffer = std::make_shared<image::PixelBuffer<image::PixelGray8>>(image::IntegralSize{1, 1});
+    buffer->pixels()[0].v = sample;
+    layer->hasLayerMask = true;
+    layer->maskRect = {0, 0, 1, 1};
+    layer->maskDefaultColor = defaultColor;
+    layer->setMaskImage(buffer);
+    return *layer;
+}
+
+/// Options with only the fields `set` changes.
+template <typename Set> PSDRenderOptions renderOptions(Set set)
+{
+    PSDRenderOptions options;
+    set(options);
+    return options;
+}
+
+/// The pixel at (x, y) of an 8-bit render.
+inline Rgba8 pixel8(const image::PixelBufferType& image, std::int64_t x, std::int64_t y)
+{
+    const auto& p = static_cast<const image::PixelBuffer<image::PixelARGB8>&>(image).at(x, y);
+    return {p.r, p.g, p.b, p.a};
+}
+
 using enum PSDAdjustmentLayerType;
 
-constexpr Rgba8 black{0, 0, 0};
-constexpr Rgba8 white{255, 255, 255};
-constexpr Rgba8 grey153{153, 153, 153};
-constexpr Rgba8 grey51{51, 51, 51};
+constexpr Rgba8 black{0, 0, 0}, white{255, 255, 255}, grey153{153, 153, 153}, grey51{51, 51, 51};
 
 /// A 2 × 1 document: `background` under the layers `build` adds; the two rendered pixels.
 template <typename Build> std::pair<Rgba8, Rgba8> renderTwoPixels(Build build, Rgba8 background = black)
 {
-    PSDWrapper document = rendertest::makeDocument(2, 1);
+    PSDWrapper document = makeDocument(2, 1);
     add(document, background);
     build(document);
     const auto image = renderDocument(document).image;
@@ -43,15 +130,82 @@ std::shared_ptr<PSDLayerWrapper> addSettings(PSDWrapper& d, PSDAdjustmentLayerTy
     return layer;
 }
 
-// Grey and colour channels: source range 0…100 on grey, full elsewhere; backdrop full.
-std::vector<std::uint8_t> darkOnlyRanges()
+// Per channel (grey, red, green, blue) the source's and the backdrop's black and white ranges:
+// the source's grey only up to 100, everything else full.
+const std::vector<std::uint8_t> darkOnlyRanges = {0,   0,   100, 100, 0,   0,   255, 255, 0,   0,  255,
+                                                  255, 0,   0,   255, 255, 0,   0,   255, 255, 0,  0,
+                                                  255, 255, 0,   0,   255, 255, 0,   0,   255, 255};
+
+// Every blend mode on one opaque pixel over an opaque backdrop, against values worked out by hand
+// from the modes' published definitions (see the comment on each row).
+struct BlendCase {
+    const char* key;
+    Rgba8 backdrop, source, expected;
+};
+
+constexpr Rgba8 warm{153, 51, 51}; // 0.6, 0.2, 0.2: luminosity 0.32, saturation 0.4
+constexpr Rgba8 cool{51, 51, 204}; // 0.2, 0.2, 0.8: luminosity 0.266, saturation 0.6
+
+const BlendCase blendCases[] = {
+    // Separable rows: backdrop 0.6 (153), source 0.2 (51), in every channel.
+    {"norm", grey153, grey51, {51, 51, 51}},
+    {"mul ", grey153, grey51, {31, 31, 31}},    // 0.12
+    {"scrn", grey153, grey51, {173, 173, 173}}, // 0.68
+    {"dark", grey153, grey51, {51, 51, 51}},
+    {"lite", grey153, grey51, {153, 153, 153}},
+    {"diff", grey153, grey51, {102, 102, 102}}, // 0.4
+    {"smud", grey153, grey51, {143, 143, 143}}, // 0.8 - 0.24 = 0.56
+    {"lbrn", grey153, grey51, {0, 0, 0}},       // 0.6 + 0.2 - 1 < 0
+    {"lddg", grey153, grey51, {204, 204, 204}}, // 0.8
+    {"fsub", grey153, grey51, {102, 102, 102}}, // 0.4
+    {"fdiv", grey153, grey51, {255, 255, 255}}, // 0.6 / 0.2 > 1
+    {"idiv", grey153, grey51, {0, 0, 0}},       // 1 - 0.4 / 0.2 < 0
+    {"div ", grey153, grey51, {191, 191, 191}}, // 0.6 / 0.8 = 0.75
+    {"over", grey153, grey51, {92, 92, 92}},    // screen(0.2, 0.2) = 0.36
+    {"hLit", grey153, grey51, {61, 61, 61}},    // 0.6 × 0.4 = 0.24
+    {"sLit", grey153, grey51, {116, 116, 116}}, // 2·0.6·0.2 + 0.36·0.6 = 0.456
+    {"vLit", grey153, grey51, {0, 0, 0}},       // colour burn with 0.4: 1 - 0.4/0.4 = 0
+    {"lLit", grey153, grey51, {0, 0, 0}},       // 0.6 + 0.4 - 1 = 0
+    {"pLit", grey153, grey51, {102, 102, 102}}, // min(0.6, 0.4)
+    {"hMix", grey153, grey51, {0, 0, 0}},       // 0.6 + 0.2 < 1
+    {"hMix", grey153, {153, 153, 153}, {255, 255, 255}},
+    {"hMix", {0, 0, 0}, {255, 255, 255}, {0, 0, 0}},       // a black backdrop stays black
+    {"hMix", {255, 255, 255}, {0, 0, 0}, {255, 255, 255}}, // a white one white
+    {"vLit", {0, 0, 0}, {255, 255, 255}, {255, 255, 255}}, // a white source dodges to white
+    // Non-separable rows: backdrop warm, source cool.
+    {"dkCl", warm, cool, {51, 51, 204}}, // luminosity 0.266 < 0.32: the source
+    {"lgCl", warm, cool, {153, 51, 51}}, // the backdrop
+    {"lum ", warm, cool, {139, 37, 37}}, // warm shifted by 0.266 - 0.32
+    {"colr", warm, cool, {65, 65, 218}}, // cool shifted by 0.32 - 0.266
+    {"hue ", warm, cool, {70, 70, 172}}, // (0, 0, 0.4) then luminosity 0.32
+    {"sat ", warm, cool, {189, 36, 36}}, // (0.6, 0, 0) then luminosity 0.32
+    // Modes that only change coverage: fully opaque pixels show the source.
+    {"diss", grey153, grey51, {51, 51, 51}},
+};
+
+TEST(RenderBlendModeTest, OpaquePixelOverOpaqueBackdropGivesTheHandWorkedColour)
 {
-    std::vector<std::uint8_t> ranges;
-    for (int channel = 0; channel < 4; ++channel) {
-        const std::uint8_t top = channel == 0 ? 100 : 255;
-        ranges.insert(ranges.end(), {0, 0, top, top, 0, 0, 255, 255});
+    for (const BlendCase& c : blendCases) {
+        PSDWrapper document = makeDocument(1, 1);
+        add(document, c.backdrop, {0, 0, 1, 1});
+        add(document, c.source, {0, 0, 1, 1}, 1, c.key);
+        EXPECT_EQ(pixel8(*renderDocument(document).image, 0, 0), c.expected) << c.key;
     }
-    return ranges;
+}
+
+TEST(RenderDissolveTest, HalfOpaqueLayerShowsWholePixelsInTheSamePatternEveryTime)
+{
+    // Several tiles, drawn on one thread and on three.
+    PSDWrapper document = makeDocument(64, 64);
+    add(document, {0, 0, 0}, {0, 0, 64, 64});
+    add(document, {255, 255, 255}, {0, 0, 64, 64}, 0.5, "diss");
+    const auto first = renderDocument(document, renderOptions([](auto& o) { o.threadCount = 1; }));
+    const auto second = renderDocument(document, renderOptions([](auto& o) { o.threadCount = 3; }));
+    const auto bytes = first.image->bytes(); // alpha, red, green, blue
+    EXPECT_TRUE(std::ranges::all_of(bytes, [](std::uint8_t v) { return v == 0 || v == 255; }));
+    // Every pixel opaque, about half of them white.
+    EXPECT_NEAR(static_cast<double>(std::ranges::count(bytes, 255)), 64 * 64 * (1 + 3 * 0.5), 600);
+    EXPECT_TRUE(std::ranges::equal(bytes, second.image->bytes()));
 }
 
 /// A pattern block with one 2 × 1 RGB pattern, red then blue, raw, identified "p1".
@@ -124,8 +278,8 @@ const SceneCase sceneCases[] = {
      }},
     {"a source brighter than its blending range is not shown", black, black, grey51,
      [](PSDWrapper& d) {
-         add(d, grey153, {0, 0, 1, 1})->layerBlendingRanges = darkOnlyRanges();
-         add(d, grey51, {0, 1, 1, 2})->layerBlendingRanges = darkOnlyRanges();
+         add(d, grey153, {0, 0, 1, 1})->layerBlendingRanges = darkOnlyRanges;
+         add(d, grey51, {0, 1, 1, 2})->layerBlendingRanges = darkOnlyRanges;
      }},
     {"a solid colour fill covers the canvas under its mask", black, black, sky,
      [](PSDWrapper& d) {
@@ -248,7 +402,7 @@ TEST(RenderAdjustmentTest, AdjustsWhatLiesBelow)
 TEST(RenderDepthTest, SixteenAndThirtyTwoBitDocumentsBlendAtTheirDepth)
 {
     for (const std::int64_t depth : {16, 32}) {
-        PSDWrapper document = rendertest::makeDocument(1, 1, depth);
+        PSDWrapper document = makeDocument(1, 1, depth);
         add(document, black, {0, 0, 1, 1});
         add(document, white, {0, 0, 1, 1}, 0.25);
         const auto image = renderDocument(document).image;
@@ -263,14 +417,13 @@ TEST(RenderDepthTest, SixteenAndThirtyTwoBitDocumentsBlendAtTheirDepth)
 TEST(RenderGeometryTest, RegionScaleAndLayerSelection)
 {
     // 4 × 2 canvas: the left half white over grey, the right half grey.
-    PSDWrapper document = rendertest::makeDocument(4, 2);
+    PSDWrapper document = makeDocument(4, 2);
     add(document, grey51, {0, 0, 2, 4});
     add(document, white, {0, 0, 2, 2});
-    const auto quarter =
-        renderDocument(document, rendertest::renderOptions([](auto& o) { o.scale = 0.25; })).image;
+    const auto quarter = renderDocument(document, renderOptions([](auto& o) { o.scale = 0.25; })).image;
     ASSERT_EQ(quarter->size(), (image::IntegralSize{1, 1}));
     EXPECT_EQ(pixel8(*quarter, 0, 0), (Rgba8{153, 153, 153})); // (1 + 0.2) / 2 = 0.6
-    const auto region = renderDocument(document, rendertest::renderOptions([](auto& o) {
+    const auto region = renderDocument(document, renderOptions([](auto& o) {
                                            o.region = image::IntegralRect{1, 0, 2, 1};
                                        }))
                             .image;
@@ -278,8 +431,7 @@ TEST(RenderGeometryTest, RegionScaleAndLayerSelection)
     EXPECT_EQ(pixel8(*region, 0, 0), white);
     EXPECT_EQ(pixel8(*region, 1, 0), grey51);
     const auto bottomOnly =
-        renderDocument(document,
-                       rendertest::renderOptions([](auto& o) { o.layers = std::vector<std::size_t>{0}; }))
+        renderDocument(document, renderOptions([](auto& o) { o.layers = std::vector<std::size_t>{0}; }))
             .image;
     EXPECT_EQ(pixel8(*bottomOnly, 0, 0), grey51);
 }
@@ -314,8 +466,7 @@ TEST(RenderRefusalTest, RefusedRequestsThrowTheirError)
     };
     for (const RefusalCase& c : cases) {
         try {
-            (void)renderDocument(rendertest::makeDocument(c.width, c.height),
-                                 rendertest::renderOptions(c.set));
+            (void)renderDocument(makeDocument(c.width, c.height), renderOptions(c.set));
             ADD_FAILURE() << c.what << ": rendered";
         } catch (const PSDRenderException& e) {
             EXPECT_EQ(e.error(), c.expected) << c.what;
@@ -325,7 +476,7 @@ TEST(RenderRefusalTest, RefusedRequestsThrowTheirError)
 
 TEST(RenderEffectsTest, LayersWithEffectsAreReported)
 {
-    PSDWrapper document = rendertest::makeDocument(1, 1);
+    PSDWrapper document = makeDocument(1, 1);
     add(document, grey51, {0, 0, 1, 1});
     add(document, white, {0, 0, 1, 1})
         ->taggedData.insertOrAssign(PSDFourCharCode("lfx2"), std::vector<std::uint8_t>{0, 0, 0, 0});
