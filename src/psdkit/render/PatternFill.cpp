@@ -1,5 +1,6 @@
 #include "psdkit/render/PatternFill.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <optional>
 
@@ -141,10 +142,13 @@ class PatternFill final : public Fill {
     }
     void colorAt(std::int64_t x, std::int64_t y, float* rgba) const noexcept override
     {
+        // The pattern pixel under (v + ½ − origin) / scale, repeated; limited in floating point before
+        // the conversion, since far from the origin the remainder loses its precision.
         const auto wrapped = [this](std::int64_t v, double origin, std::int64_t side) {
             const double at = std::floor((static_cast<double>(v) + 0.5 - origin) / scale_);
-            const double inside = at - std::floor(at / static_cast<double>(side)) * static_cast<double>(side);
-            return std::clamp(static_cast<std::int64_t>(inside), std::int64_t{0}, side - 1);
+            const auto extent = static_cast<double>(side);
+            const double inside = at - std::floor(at / extent) * extent;
+            return static_cast<std::int64_t>(std::clamp(inside, 0.0, extent - 1));
         };
         const std::int64_t px = wrapped(x, originX_, pattern_->width);
         const std::int64_t py = wrapped(y, originY_, pattern_->height);
