@@ -476,6 +476,9 @@ class PlanBuilder {
                 node.fill = fill;
                 return true;
             }
+            if (isFill && preparePixels(layer, node)) {
+                return true; // settings that cannot be drawn (a pattern not in the document)
+            }
             if (const auto adjustment = makeAdjustment(layer, type)) {
                 node.kind = RenderNode::Kind::adjustment;
                 node.adjustment = adjustment;
