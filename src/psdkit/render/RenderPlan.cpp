@@ -88,6 +88,20 @@ void multiplyByDensity(float* out, std::int64_t count, float density, Value valu
     }
 }
 
+/// Multiplies the columns `x0 … x1` of a row (`out` starts at `x0`) that lie outside
+/// `inside0 … inside1` by `outside`; true when some lie inside.
+bool multiplyOutside(float* out, std::int64_t x0, std::int64_t x1, std::int64_t inside0, std::int64_t inside1,
+                     float outside) noexcept
+{
+    for (std::int64_t x = x0; x < inside0; ++x) {
+        out[x - x0] *= outside;
+    }
+    for (std::int64_t x = inside1; x < x1; ++x) {
+        out[x - x0] *= outside;
+    }
+    return inside1 > inside0;
+}
+
 } // namespace
 
 void PixelMask::multiplyRow(std::int64_t y, std::int64_t x0, std::int64_t x1, float* out) const noexcept
@@ -99,13 +113,7 @@ void PixelMask::multiplyRow(std::int64_t y, std::int64_t x0, std::int64_t x1, fl
         inside0 = std::clamp(rect.left, x0, x1);
         inside1 = std::clamp(std::min(rect.right, rect.left + image->size().width), inside0, x1);
     }
-    for (std::int64_t x = x0; x < inside0; ++x) {
-        out[x - x0] *= outside;
-    }
-    for (std::int64_t x = inside1; x < x1; ++x) {
-        out[x - x0] *= outside;
-    }
-    if (inside1 <= inside0) {
+    if (!multiplyOutside(out, x0, x1, inside0, inside1, outside)) {
         return;
     }
     const std::size_t first =
@@ -135,13 +143,7 @@ void CoverageMask::multiplyRow(std::int64_t y, std::int64_t x0, std::int64_t x1,
     const std::int64_t inside0 = rowInside ? std::clamp(rect.left, x0, x1) : x1;
     const std::int64_t inside1 = rowInside ? std::clamp(rect.right, inside0, x1) : x1;
     const float outside = 1.0f - density * (1.0f - (inverted ? 1.0f : 0.0f));
-    for (std::int64_t x = x0; x < inside0; ++x) {
-        out[x - x0] *= outside;
-    }
-    for (std::int64_t x = inside1; x < x1; ++x) {
-        out[x - x0] *= outside;
-    }
-    if (inside1 <= inside0) {
+    if (!multiplyOutside(out, x0, x1, inside0, inside1, outside)) {
         return;
     }
     const float* values = coverage.data() + (y - rect.top) * rect.width() + (inside0 - rect.left);
