@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <vector>
 
@@ -208,42 +210,6 @@ TEST(RenderDissolveTest, HalfOpaqueLayerShowsWholePixelsInTheSamePatternEveryTim
     EXPECT_TRUE(std::ranges::equal(bytes, second.image->bytes()));
 }
 
-/// A pattern block with one 2 × 1 RGB pattern, red then blue, raw, identified "p1".
-std::vector<std::uint8_t> patternBlock()
-{
-    std::vector<std::uint8_t> b;
-    const auto u32 = [&b](std::uint32_t v) {
-        b.insert(b.end(),
-                 {std::uint8_t(v >> 24), std::uint8_t(v >> 16), std::uint8_t(v >> 8), std::uint8_t(v)});
-    };
-    const auto rect = [&] { u32(0), u32(0), u32(1), u32(2); };      // top, left, bottom, right
-    u32(0);                                                         // the record's length, set below
-    u32(1), u32(3), u32(0x00010002), u32(0);                        // version, RGB, 1 × 2, no name
-    b.insert(b.end(), {2, 'p', '1'});                               // identifier
-    u32(3), u32(0), rect(), u32(3);                                 // channel list of 3 channels
-    const std::uint8_t planes[3][2] = {{255, 0}, {0, 0}, {0, 255}}; // red, green, blue of both pixels
-    for (const auto& plane : planes) {
-        u32(1), u32(25), u32(8), rect();                  // written, length, depth, rectangle
-        b.insert(b.end(), {0, 8, 0, plane[0], plane[1]}); // depth, raw, the samples
-    }
-    u32(0), u32(0); // no user mask, no sheet mask
-    b[3] = static_cast<std::uint8_t>(b.size() - 4);
-    return b;
-}
-
-/// The settings of a pattern fill naming "p1" with its origin at column 1.
-std::vector<std::uint8_t> patternFillBlock()
-{
-    PSDDescriptor settings;
-    auto named = std::make_shared<PSDDescriptor>(PSDFourCharCode("Ptrn"));
-    named->set(PSDFourCharCode("Idnt"), "p1");
-    auto phase = std::make_shared<PSDDescriptor>(PSDFourCharCode("Pnt "));
-    phase->set(PSDFourCharCode("Hrzn"), 1.0);
-    settings.set(PSDFourCharCode("Ptrn"), named);
-    settings.set(UnifiedStringValue::string("phase"), phase);
-    return settings.data();
-}
-
 struct SceneCase {
     const char* what;
     Rgba8 background, left, right;
@@ -251,7 +217,7 @@ struct SceneCase {
 };
 
 constexpr Rgba8 grey31{31, 31, 31}, grey64{64, 64, 64}, grey92{92, 92, 92}, grey128{128, 128, 128};
-constexpr Rgba8 grey166{166, 166, 166}, red{255, 0, 0}, blue{0, 0, 255}, sky{51, 153, 255}, clear{0, 0, 0, 0};
+constexpr Rgba8 grey166{166, 166, 166}, sky{51, 153, 255}, clear{0, 0, 0, 0};
 
 const SceneCase sceneCases[] = {
     // White at 50% × 50% over black: 0.25 → 64 (63.75 rounded).
@@ -286,12 +252,6 @@ const SceneCase sceneCases[] = {
          PSDDescriptor settings;
          settings.set(PSDFourCharCode("Clr "), rgbColorPSDDescriptor(0.2f, 0.6f, 1.0f));
          masked(addSettings(d, solidColor, settings.data()), 0);
-     }},
-    // The pattern's origin at column 1: column 0 shows the pattern's last pixel.
-    {"a pattern fill repeats its pattern from its phase", black, blue, red,
-     [](PSDWrapper& d) {
-         d.patternData = patternBlock();
-         addSettings(d, patternFill, patternFillBlock());
      }},
     {"an adjustment over transparency adds nothing", clear, clear, clear,
      [](PSDWrapper& d) { addSettings(d, invert, {}); }},
@@ -346,6 +306,20 @@ std::vector<std::uint8_t> selectiveColorBlock(std::size_t range, std::size_t ink
     block[3] = 1; // absolute
     block[4 + (range + 1) * 8 + ink * 2 + 1] = percent;
     return block;
+}
+
+// A pattern fill layer written by ag-psd, an independent writer: the 4 × 3 pattern "tile" (pixel i
+// is 20i, 255 − 20i, and 255 blue when i is odd) with its phase at (1, 2), over a 16 × 12 canvas.
+TEST(RenderPatternFillTest, RepeatsTheNamedPatternFromItsPhase)
+{
+    std::ifstream in(std::string(PSDKIT_SOURCE_DIR) + "/tests/render/data/agpsd-pattern-fill.psd",
+                     std::ios::binary);
+    const std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(in), {}};
+    const auto image = renderDocument(PSDWrapper(std::span<const std::uint8_t>(bytes))).image;
+    for (const auto& [x, y] : {std::pair{0, 0}, {1, 2}, {6, 4}, {15, 11}}) {
+        const int i = (y + 1) % 3 * 4 + (x + 3) % 4; // pattern row (y − 2) mod 3, column (x − 1) mod 4
+        EXPECT_EQ(pixel8(*image, x, y), (Rgba8{20 * i, 255 - 20 * i, i % 2 * 255})) << x << ", " << y;
+    }
 }
 
 struct AdjustmentCase {
