@@ -297,34 +297,58 @@ PixelMask makePixelMask(std::shared_ptr<const image::PixelBufferType> image, con
     return mask;
 }
 
+/// `a` ∩ `b`, where nothing stands for everywhere; an empty intersection is an empty rectangle.
+std::optional<PSDMacRect> intersection(const std::optional<PSDMacRect>& a, const std::optional<PSDMacRect>& b)
+{
+    if (!a || !b) {
+        return a ? a : b;
+    }
+    const std::int64_t left = std::max(a->left, b->left);
+    const std::int64_t top = std::max(a->top, b->top);
+    return PSDMacRect(top, left, std::max(top, std::min(a->bottom, b->bottom)),
+                      std::max(left, std::min(a->right, b->right)));
+}
+
 /// Where `node` can change what lies below it: its image's rectangle for a pixel layer, the union
-/// of its members' for a group; everywhere (nothing) for fills and adjustments. The layers clipped
-/// to a node show only where it does.
+/// of its members' for a group, everywhere (nothing) for fills and adjustments; and only inside a
+/// mask that is zero outside its rectangle (full density, no inversion, a black default). The
+/// layers clipped to a node show only where it does.
 std::optional<PSDMacRect> reachOf(const RenderNode& node)
 {
+    std::optional<PSDMacRect> reach;
     switch (node.kind) {
     case RenderNode::Kind::pixels: {
         const auto size = node.content->size();
         const PSDMacRect& r = node.contentRect;
-        return PSDMacRect(r.top, r.left, std::min(r.bottom, r.top + size.height),
-                          std::min(r.right, r.left + size.width));
+        reach = PSDMacRect(r.top, r.left, std::min(r.bottom, r.top + size.height),
+                           std::min(r.right, r.left + size.width));
+        break;
     }
-    case RenderNode::Kind::group: {
-        std::optional<PSDMacRect> reach;
-        for (const RenderNode& child : node.children) {
-            if (!child.reach) {
-                return std::nullopt;
+    case RenderNode::Kind::group:
+        for (auto child = node.children.begin(); child != node.children.end(); ++child) {
+            if (!child->reach) {
+                reach.reset();
+                break;
             }
-            const PSDMacRect& r = *child.reach;
-            reach = reach ? PSDMacRect(std::min(reach->top, r.top), std::min(reach->left, r.left),
-                                       std::max(reach->bottom, r.bottom), std::max(reach->right, r.right))
-                          : r;
+            const PSDMacRect& r = *child->reach;
+            reach = child == node.children.begin()
+                        ? r
+                        : PSDMacRect(std::min(reach->top, r.top), std::min(reach->left, r.left),
+                                     std::max(reach->bottom, r.bottom), std::max(reach->right, r.right));
         }
-        return reach;
-    }
+        break;
     default:
-        return std::nullopt;
+        break;
     }
+    for (const auto* mask : {node.mask ? &*node.mask : nullptr, node.realMask ? &*node.realMask : nullptr}) {
+        if (mask && mask->density >= 1.0f && mask->defaultValue <= 0.0f) {
+            reach = intersection(reach, mask->image ? mask->rect : PSDMacRect());
+        }
+    }
+    if (node.vectorMask && !node.vectorMask->inverted && node.vectorMask->density >= 1.0f) {
+        reach = intersection(reach, node.vectorMask->rect);
+    }
+    return reach;
 }
 
 bool opensGroup(const PSDLayerWrapper& layer)

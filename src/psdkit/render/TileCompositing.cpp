@@ -32,6 +32,23 @@ void unpremultiply(const float* pixel, float* rgb) noexcept
     }
 }
 
+/// The part of a tile (document pixels, right and bottom exclusive) a node can change.
+struct Area {
+    std::int64_t left, top, right, bottom;
+};
+
+Area areaOf(const RenderNode& node, const Tile& tile) noexcept
+{
+    Area area{tile.left, tile.top, tile.left + tile.width, tile.top + tile.height};
+    if (node.reach) {
+        area.left = std::max(area.left, node.reach->left);
+        area.top = std::max(area.top, node.reach->top);
+        area.right = std::max(area.left, std::min(area.right, node.reach->right));
+        area.bottom = std::max(area.top, std::min(area.bottom, node.reach->bottom));
+    }
+    return area;
+}
+
 /// Per tile pixel, how much of the layers clipped to a base may show (1 outside clipping).
 using Shape = std::vector<float>;
 
@@ -93,12 +110,8 @@ void drawPixels(const RenderNode& node, Tile& tile, const Shape* clip, Shape* sh
 {
     const image::PixelBufferType& content = *node.content;
     const auto size = content.size();
-    const std::int64_t left = std::max(tile.left, node.contentRect.left);
-    const std::int64_t top = std::max(tile.top, node.contentRect.top);
-    const std::int64_t right =
-        std::min({tile.left + tile.width, node.contentRect.right, node.contentRect.left + size.width});
-    const std::int64_t bottom =
-        std::min({tile.top + tile.height, node.contentRect.bottom, node.contentRect.top + size.height});
+    // The reach of a pixel layer lies inside its image.
+    const auto [left, top, right, bottom] = areaOf(node, tile);
     if (right <= left || bottom <= top) {
         return;
     }
@@ -143,13 +156,14 @@ void drawPixels(const RenderNode& node, Tile& tile, const Shape* clip, Shape* sh
 void drawFill(const RenderNode& node, Tile& tile, const Shape* clip, Shape* shapeOut)
 {
     const float weight = node.opacity * node.fillOpacity;
-    std::vector<float> maskRow(static_cast<std::size_t>(tile.width));
-    for (std::int64_t y = tile.top; y < tile.top + tile.height; ++y) {
-        node.maskRow(y, tile.left, tile.left + tile.width, maskRow.data());
-        for (std::int64_t x = tile.left; x < tile.left + tile.width; ++x) {
+    const Area area = areaOf(node, tile);
+    std::vector<float> maskRow(static_cast<std::size_t>(area.right - area.left));
+    for (std::int64_t y = area.top; y < area.bottom; ++y) {
+        node.maskRow(y, area.left, area.right, maskRow.data());
+        for (std::int64_t x = area.left; x < area.right; ++x) {
             float rgba[4];
             node.fill->colorAt(x, y, rgba);
-            const float shape = rgba[3] * maskRow[static_cast<std::size_t>(x - tile.left)];
+            const float shape = rgba[3] * maskRow[static_cast<std::size_t>(x - area.left)];
             blendPixel(node, tile, x, y, rgba, shape * weight, shape, clip, shapeOut);
         }
     }
@@ -158,11 +172,12 @@ void drawFill(const RenderNode& node, Tile& tile, const Shape* clip, Shape* shap
 void drawAdjustment(const RenderNode& node, Tile& tile, const Shape* clip, Shape* shapeOut)
 {
     const float weight = node.opacity * node.fillOpacity;
-    std::vector<float> maskRow(static_cast<std::size_t>(tile.width));
-    for (std::int64_t y = tile.top; y < tile.top + tile.height; ++y) {
-        node.maskRow(y, tile.left, tile.left + tile.width, maskRow.data());
-        for (std::int64_t x = tile.left; x < tile.left + tile.width; ++x) {
-            const float shape = maskRow[static_cast<std::size_t>(x - tile.left)];
+    const Area area = areaOf(node, tile);
+    std::vector<float> maskRow(static_cast<std::size_t>(area.right - area.left));
+    for (std::int64_t y = area.top; y < area.bottom; ++y) {
+        node.maskRow(y, area.left, area.right, maskRow.data());
+        for (std::int64_t x = area.left; x < area.right; ++x) {
+            const float shape = maskRow[static_cast<std::size_t>(x - area.left)];
             const std::size_t i = static_cast<std::size_t>((y - tile.top) * tile.width + (x - tile.left));
             if (shapeOut) {
                 (*shapeOut)[i] = shape;
@@ -212,16 +227,9 @@ void drawGroup(const RenderNode& node, Tile& tile, const Shape* clip, Shape* sha
         drawNodes(node.children, tile);
         return;
     }
-    // The members change nothing outside their reach (there the mix leaves the backdrop and the
-    // clip shape as they are), so only that part of the tile is drawn and mixed.
-    std::int64_t left = tile.left, top = tile.top;
-    std::int64_t right = tile.left + tile.width, bottom = tile.top + tile.height;
-    if (node.reach) {
-        left = std::max(left, node.reach->left);
-        top = std::max(top, node.reach->top);
-        right = std::min(right, node.reach->right);
-        bottom = std::min(bottom, node.reach->bottom);
-    }
+    // Outside the group's reach (its members', within a mask that is zero outside) the mix leaves
+    // the backdrop and the clip shape as they are, so only that part of the tile is drawn and mixed.
+    const auto [left, top, right, bottom] = areaOf(node, tile);
     Tile inner = subTile(tile, left, top, right - left, bottom - top, passThrough);
     drawNodes(node.children, inner);
     std::optional<Tile> isolated;
@@ -261,8 +269,8 @@ void drawGroup(const RenderNode& node, Tile& tile, const Shape* clip, Shape* sha
 /// Whether `node` can change anything on `tile`.
 bool reaches(const RenderNode& node, const Tile& tile) noexcept
 {
-    return !node.reach || (node.reach->right > tile.left && node.reach->left < tile.left + tile.width &&
-                           node.reach->bottom > tile.top && node.reach->top < tile.top + tile.height);
+    const Area area = areaOf(node, tile);
+    return area.right > area.left && area.bottom > area.top;
 }
 
 void drawNode(const RenderNode& node, Tile& tile, const Shape* clip, Shape* shapeOut)
