@@ -110,8 +110,14 @@ void drawPixels(const RenderNode& node, Tile& tile, const Shape* clip, Shape* sh
 {
     const image::PixelBufferType& content = *node.content;
     const auto size = content.size();
-    // The reach of a pixel layer lies inside its image.
-    const auto [left, top, right, bottom] = areaOf(node, tile);
+    // The reach of a pixel layer lies inside its image; the image bounds the loops all the same.
+    const Area area = areaOf(node, tile);
+    const std::int64_t left = std::max(area.left, node.contentRect.left);
+    const std::int64_t top = std::max(area.top, node.contentRect.top);
+    const std::int64_t right =
+        std::min({area.right, node.contentRect.right, node.contentRect.left + size.width});
+    const std::int64_t bottom =
+        std::min({area.bottom, node.contentRect.bottom, node.contentRect.top + size.height});
     if (right <= left || bottom <= top) {
         return;
     }
