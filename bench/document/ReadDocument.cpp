@@ -9,7 +9,8 @@
 //   psdkit_read_document FILE --structure      read the structure only, decode no image
 //   psdkit_read_document FILE --layer N        read on demand, then decode layer N's images only
 //   psdkit_read_document FILE --threads N      read (every image and the composite) on N threads
-//   psdkit_read_document FILE --render         read, then time renderDocument alone (best of three)
+//   psdkit_read_document FILE --render         read, then time renderDocument alone (best of three;
+//                                              elapsed and CPU time)
 //
 // --write and --widen16 print the read and write times (steady clock, and the CPU time of writing,
 // every thread's) on standard error.
@@ -218,17 +219,22 @@ int run(int argc, char** argv)
         return 0;
     }
     if (mode == "--render") {
-        // The compositor alone, best of three, on every core.
+        // The compositor alone, best of three, on every core; also the CPU time of every thread,
+        // which a busy machine inflates far less than the elapsed time.
         double best = 1e30;
+        double bestCpu = 1e30;
         for (int run = 0; run < 3; ++run) {
             const auto renderStart = Clock::now();
+            const std::clock_t cpuStart = std::clock();
             const PSDRenderResult rendered = renderDocument(document);
             best = std::min(best, secondsSince(renderStart));
+            bestCpu = std::min(bestCpu, static_cast<double>(std::clock() - cpuStart) / CLOCKS_PER_SEC);
             if (!rendered.image) {
                 return 1;
             }
         }
-        std::printf("read_seconds=%.3f\nrender_seconds=%.3f\n", readSeconds, best);
+        std::printf("read_seconds=%.3f\nrender_seconds=%.3f\nrender_cpu_seconds=%.3f\n", readSeconds, best,
+                    bestCpu);
         return 0;
     }
     if (!writes) {

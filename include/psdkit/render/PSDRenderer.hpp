@@ -6,12 +6,14 @@
 // (default colour, disabled flag, position, density, feather; the real user mask where the record
 // has both), vector masks (from the blocks `PSDReadOptions::keepUnknownBlocks` keeps; without them
 // shape and fill layers draw their stored pixels), blending ranges ("blend if", on 8-bit samples),
-// solid colour and gradient fill layers and the adjustment layers (levels, curves,
+// solid colour, gradient and pattern fill layers (a pattern from `PSDWrapper::patternData`, which
+// holds the file's last pattern block only) and the adjustment layers (levels, curves,
 // brightness/contrast, hue/saturation, invert, threshold, posterize, exposure, vibrance, colour
 // balance, black & white, channel mixer, photo filter, gradient map, selective colour). What is
 // not drawn: layer effects (the layers that carry them are listed in the result), text that has no
-// stored pixels, smart-object contents beyond their stored pixels, pattern fills beyond their
-// stored pixels, and the adjustment kinds `PSDRenderResult::layersNotDrawn` reports (colour lookup).
+// stored pixels, smart-object contents beyond their stored pixels, pattern fills whose pattern is
+// not in that block (their stored pixels are drawn where there are some), and the adjustment kinds
+// `PSDRenderResult::layersNotDrawn` reports (colour lookup).
 //
 // Samples are blended as floats. 8- and 16-bit documents blend gamma-encoded values in 0…1; 32-bit
 // documents blend their linear-light values unclamped, as stored.

@@ -48,50 +48,6 @@ bool isSeparable(BlendMode mode) noexcept
 
 namespace {
 
-float colorDodge(float b, float s) noexcept
-{
-    if (b <= 0.0f) {
-        return 0.0f;
-    }
-    return s >= 1.0f ? 1.0f : std::min(1.0f, b / (1.0f - s));
-}
-
-float colorBurn(float b, float s) noexcept
-{
-    if (b >= 1.0f) {
-        return 1.0f;
-    }
-    return s <= 0.0f ? 0.0f : 1.0f - std::min(1.0f, (1.0f - b) / s);
-}
-
-float hardLight(float b, float s) noexcept
-{
-    return s <= 0.5f ? b * 2.0f * s : b + (2.0f * s - 1.0f) - b * (2.0f * s - 1.0f);
-}
-
-// The soft light of the published editing-application definition: darkens with s below one half
-// by b²-weighting, lightens above it towards √b.
-float softLight(float b, float s) noexcept
-{
-    if (s <= 0.5f) {
-        return 2.0f * b * s + b * b * (1.0f - 2.0f * s);
-    }
-    return 2.0f * b * (1.0f - s) + std::sqrt(std::max(b, 0.0f)) * (2.0f * s - 1.0f);
-}
-
-// Vivid light is burn with 2s below one half and dodge with 2s − 1 above; the extremes of the
-// source decide alone (black burns to black, white dodges to white, whatever the backdrop).
-float vividLight(float b, float s) noexcept
-{
-    if (s <= 0.0f) {
-        return 0.0f;
-    }
-    if (s >= 1.0f) {
-        return 1.0f;
-    }
-    return s <= 0.5f ? colorBurn(b, 2.0f * s) : colorDodge(b, 2.0f * (s - 0.5f));
-}
-
 // Non-separable helpers: luminosity with weights 0.3, 0.59, 0.11.
 float lum(const float* c) noexcept
 {
@@ -153,57 +109,6 @@ void setSat(const float* c, float s, float* out) noexcept
 }
 
 } // namespace
-
-float blendChannel(BlendMode mode, float b, float s) noexcept
-{
-    switch (mode) {
-    case BlendMode::darken:
-        return std::min(b, s);
-    case BlendMode::multiply:
-        return b * s;
-    case BlendMode::colorBurn:
-        return colorBurn(b, s);
-    case BlendMode::linearBurn:
-        return std::max(0.0f, b + s - 1.0f);
-    case BlendMode::lighten:
-        return std::max(b, s);
-    case BlendMode::screen:
-        return b + s - b * s;
-    case BlendMode::colorDodge:
-        return colorDodge(b, s);
-    case BlendMode::linearDodge:
-        return std::min(1.0f, b + s);
-    case BlendMode::overlay:
-        return hardLight(s, b);
-    case BlendMode::softLight:
-        return softLight(b, s);
-    case BlendMode::hardLight:
-        return hardLight(b, s);
-    case BlendMode::vividLight:
-        return vividLight(b, s);
-    case BlendMode::linearLight:
-        return std::clamp(b + 2.0f * s - 1.0f, 0.0f, 1.0f);
-    case BlendMode::pinLight:
-        return s <= 0.5f ? std::min(b, 2.0f * s) : std::max(b, 2.0f * s - 1.0f);
-    case BlendMode::hardMix:
-        // Hard mix thresholds burn/dodge with 2s: b + s against 1, where a black backdrop stays
-        // black and a white one white.
-        return (s <= 0.5f ? colorBurn(b, 2.0f * s) : colorDodge(b, 2.0f * s - 1.0f)) >= 0.5f ? 1.0f : 0.0f;
-    case BlendMode::difference:
-        return std::fabs(b - s);
-    case BlendMode::exclusion:
-        return b + s - 2.0f * b * s;
-    case BlendMode::subtract:
-        return std::max(0.0f, b - s);
-    case BlendMode::divide:
-        if (s <= 0.0f) {
-            return b <= 0.0f ? 0.0f : 1.0f;
-        }
-        return std::min(1.0f, b / s);
-    default:
-        return s;
-    }
-}
 
 void blendColor(BlendMode mode, const float* b, const float* s, float* out) noexcept
 {

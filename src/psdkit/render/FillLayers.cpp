@@ -12,6 +12,7 @@
 #include "psdkit/document/PSDWrapper.hpp"
 #include "psdkit/platform/PlatformError.hpp"
 #include "psdkit/platform/image/ImageError.hpp"
+#include "psdkit/render/PatternFill.hpp"
 
 namespace psdkit::detail {
 
@@ -130,6 +131,12 @@ namespace {
 
 enum class GradientStyle { linear, radial, angle, reflected, diamond };
 
+/// How far (in pixels) a linear gradient's colours lie ahead of the pixel centres along its
+/// direction. Measured, not derived: on the corpus's rainbow fills (150°, 64 pixels) the saving
+/// application's colours sit 0.4 to 0.5 pixels further along than a gradient sampled at pixel
+/// centres, on every cell alike; 0.45 fits best (see docs/decisions.md, "Rendering").
+constexpr double linearLead = 0.45;
+
 class GradientFill final : public Fill {
   public:
     GradientFill(GradientTable table, GradientStyle style, double angleDegrees, double scale, double centerX,
@@ -159,7 +166,7 @@ class GradientFill final : public Fill {
         double t = 0;
         switch (style_) {
         case GradientStyle::linear:
-            t = along / length_ + 0.5;
+            t = (along + linearLead) / length_ + 0.5;
             break;
         case GradientStyle::reflected:
             t = std::fabs(along) / (length_ / 2);
@@ -248,7 +255,8 @@ std::shared_ptr<const Fill> gradientFill(const PSDDescriptor& settings, const PS
 std::shared_ptr<const Fill> makeFill(const PSDLayerWrapper& layer, PSDAdjustmentLayerType type,
                                      const PSDWrapper& document, const std::array<double, 4>* shapeBounds)
 {
-    if (type != PSDAdjustmentLayerType::solidColor && type != PSDAdjustmentLayerType::gradientFill) {
+    if (type != PSDAdjustmentLayerType::solidColor && type != PSDAdjustmentLayerType::gradientFill &&
+        type != PSDAdjustmentLayerType::patternFill) {
         return nullptr;
     }
     const auto settings = versionedDescriptor(findLayerBlock(layer, blockKey(type)));
@@ -259,6 +267,9 @@ std::shared_ptr<const Fill> makeFill(const PSDLayerWrapper& layer, PSDAdjustment
         if (type == PSDAdjustmentLayerType::solidColor) {
             const PSDDescriptor* color = settings->descriptorValue(PSDFourCharCode("Clr "));
             return color ? std::make_shared<SolidFill>(rgbaPixelFromPSDDescriptor(*color)) : nullptr;
+        }
+        if (type == PSDAdjustmentLayerType::patternFill) {
+            return document.patternData ? makePatternFill(*settings, *document.patternData) : nullptr;
         }
         return gradientFill(*settings, document, shapeBounds);
     } catch (const PSDException&) {

@@ -1,5 +1,6 @@
 #pragma once
-// Fill layers: solid colour ("SoCo") and gradient ("GdFl") settings read from the layer's block.
+// Fill layers: solid colour ("SoCo"), gradient ("GdFl") and pattern ("PtFl") settings read from
+// the layer's block.
 // Internal to the renderer.
 #include <array>
 #include <memory>

@@ -26,8 +26,10 @@ const char* errorText(PSDRenderError error)
 
 using namespace detail;
 
-/// Output tiles are this many pixels on a side.
-constexpr std::int64_t tileSize = 128;
+/// Output tiles are this many pixels wide and high: wide, so that each row of a layer image is
+/// read in long runs (a row of a large image spans pages of memory of its own).
+constexpr std::int64_t tileWidth = 1024;
+constexpr std::int64_t tileHeight = 16;
 
 struct Geometry {
     image::IntegralRect region; ///< Document pixels rendered.
@@ -114,25 +116,48 @@ std::uint16_t to16(float v)
     return static_cast<std::uint16_t>(unitClamped(v) * 65535.0f + 0.5f);
 }
 
-/// Stores one premultiplied pixel into the output, unpremultiplied, at the document's depth.
-void store(image::PixelBufferType& out, std::size_t index, const float* p)
+/// Stores `count` premultiplied pixels from `p` into the output from pixel `index` on,
+/// unpremultiplied, at the output's depth.
+void storeRow(image::PixelBufferType& out, std::size_t index, const float* p, std::int64_t count)
 {
-    const float a = std::clamp(p[3], 0.0f, 1.0f);
-    const float r = a > 0.0f ? p[0] / p[3] : 0.0f;
-    const float g = a > 0.0f ? p[1] / p[3] : 0.0f;
-    const float b = a > 0.0f ? p[2] / p[3] : 0.0f;
+    // Colour over alpha where alpha is positive, zero elsewhere; alpha itself limited to 0…1. The
+    // divisor is one where nothing is divided, so the four lanes need no branch.
+    const auto unpremultiplied = [](const float* pixel, float* rgba) {
+        const float a = std::clamp(pixel[3], 0.0f, 1.0f);
+        const bool shown = a > 0.0f;
+        const float divisor = shown ? pixel[3] : 1.0f;
+        for (int c = 0; c < 3; ++c) {
+            rgba[c] = (shown ? pixel[c] : 0.0f) / divisor;
+        }
+        rgba[3] = a;
+    };
+    const auto each = [&](auto&& write) {
+        for (std::int64_t i = 0; i < count; ++i, p += 4) {
+            float v[4];
+            unpremultiplied(p, v);
+            write(index + static_cast<std::size_t>(i), v);
+        }
+    };
     switch (out.format()) {
-    case image::PixelFormat::rgba16:
-        static_cast<image::PixelBuffer<image::PixelRGBA16>&>(out).pixels()[index] = {to16(r), to16(g),
-                                                                                     to16(b), to16(a)};
+    case image::PixelFormat::rgba16: {
+        auto pixels = static_cast<image::PixelBuffer<image::PixelRGBA16>&>(out).pixels();
+        each([&](std::size_t at, const float* v) {
+            pixels[at] = {to16(v[0]), to16(v[1]), to16(v[2]), to16(v[3])};
+        });
         break;
-    case image::PixelFormat::rgba32:
-        static_cast<image::PixelBuffer<image::PixelRGBA32>&>(out).pixels()[index] = {r, g, b, a};
+    }
+    case image::PixelFormat::rgba32: {
+        auto pixels = static_cast<image::PixelBuffer<image::PixelRGBA32>&>(out).pixels();
+        each([&](std::size_t at, const float* v) { pixels[at] = {v[0], v[1], v[2], v[3]}; });
         break;
-    default:
-        static_cast<image::PixelBuffer<image::PixelARGB8>&>(out).pixels()[index] = {to8(a), to8(r), to8(g),
-                                                                                    to8(b)};
+    }
+    default: {
+        auto pixels = static_cast<image::PixelBuffer<image::PixelARGB8>&>(out).pixels();
+        each([&](std::size_t at, const float* v) {
+            pixels[at] = {to8(v[3]), to8(v[0]), to8(v[1]), to8(v[2])};
+        });
         break;
+    }
     }
 }
 
@@ -155,13 +180,13 @@ PSDRenderResult renderDocument(const PSDWrapper& document, const PSDRenderOption
         {g.width, g.height});
     image::PixelBufferType& out = *result.image;
 
-    const std::int64_t columns = (g.width + tileSize - 1) / tileSize;
-    const std::int64_t rows = (g.height + tileSize - 1) / tileSize;
+    const std::int64_t columns = (g.width + tileWidth - 1) / tileWidth;
+    const std::int64_t rows = (g.height + tileHeight - 1) / tileHeight;
     forEachTile(static_cast<std::size_t>(columns * rows), options.threadCount, [&](std::size_t t) {
-        const std::int64_t ox = static_cast<std::int64_t>(t) % columns * tileSize;
-        const std::int64_t oy = static_cast<std::int64_t>(t) / columns * tileSize;
-        const std::int64_t ow = std::min(tileSize, g.width - ox);
-        const std::int64_t oh = std::min(tileSize, g.height - oy);
+        const std::int64_t ox = static_cast<std::int64_t>(t) % columns * tileWidth;
+        const std::int64_t oy = static_cast<std::int64_t>(t) / columns * tileHeight;
+        const std::int64_t ow = std::min(tileWidth, g.width - ox);
+        const std::int64_t oh = std::min(tileHeight, g.height - oy);
         const std::int64_t sx0 = g.sourceStart(ox, g.region.x, g.region.width);
         const std::int64_t sy0 = g.sourceStart(oy, g.region.y, g.region.height);
         const std::int64_t sx1 = g.sourceEnd(ox + ow - 1, g.region.x, g.region.width);
@@ -174,10 +199,7 @@ PSDRenderResult renderDocument(const PSDWrapper& document, const PSDRenderOption
         if (g.scale == 1.0) {
             // One document pixel per output pixel: no averaging.
             for (std::int64_t y = oy; y < oy + oh; ++y) {
-                for (std::int64_t x = ox; x < ox + ow; ++x) {
-                    store(out, static_cast<std::size_t>(y * g.width + x),
-                          tile.at(sx0 + x - ox, sy0 + y - oy));
-                }
+                storeRow(out, static_cast<std::size_t>(y * g.width + ox), tile.at(sx0, sy0 + y - oy), ow);
             }
             return;
         }
@@ -200,7 +222,7 @@ PSDRenderResult renderDocument(const PSDWrapper& document, const PSDRenderOption
                 for (float& s : sum) {
                     s /= count;
                 }
-                store(out, static_cast<std::size_t>(y * g.width + x), sum);
+                storeRow(out, static_cast<std::size_t>(y * g.width + x), sum, 1);
             }
         }
     });

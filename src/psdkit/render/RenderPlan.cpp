@@ -79,6 +79,80 @@ float CoverageMask::at(std::int64_t x, std::int64_t y) const noexcept
 
 namespace {
 
+/// Multiplies `out[i]` by `1 - density × (1 - f(i))` for `i` in `0 … count`.
+template <typename Value>
+void multiplyByDensity(float* out, std::int64_t count, float density, Value value) noexcept
+{
+    for (std::int64_t i = 0; i < count; ++i) {
+        out[i] *= 1.0f - density * (1.0f - value(i));
+    }
+}
+
+/// Multiplies the columns `x0 … x1` of a row (`out` starts at `x0`) that lie outside
+/// `inside0 … inside1` by `outside`; true when some lie inside.
+bool multiplyOutside(float* out, std::int64_t x0, std::int64_t x1, std::int64_t inside0, std::int64_t inside1,
+                     float outside) noexcept
+{
+    for (std::int64_t x = x0; x < inside0; ++x) {
+        out[x - x0] *= outside;
+    }
+    for (std::int64_t x = inside1; x < x1; ++x) {
+        out[x - x0] *= outside;
+    }
+    return inside1 > inside0;
+}
+
+} // namespace
+
+void PixelMask::multiplyRow(std::int64_t y, std::int64_t x0, std::int64_t x1, float* out) const noexcept
+{
+    const float outside = 1.0f - density * (1.0f - defaultValue);
+    std::int64_t inside0 = x1;
+    std::int64_t inside1 = x1;
+    if (image && y >= rect.top && y < rect.bottom && y - rect.top < image->size().height) {
+        inside0 = std::clamp(rect.left, x0, x1);
+        inside1 = std::clamp(std::min(rect.right, rect.left + image->size().width), inside0, x1);
+    }
+    if (!multiplyOutside(out, x0, x1, inside0, inside1, outside)) {
+        return;
+    }
+    const std::size_t first =
+        static_cast<std::size_t>((y - rect.top) * image->size().width + (inside0 - rect.left));
+    float* row = out + (inside0 - x0);
+    const std::int64_t count = inside1 - inside0;
+    const auto bytes = image->bytes();
+    switch (image->format()) {
+    case PixelFormat::gray8: {
+        const std::uint8_t* samples = bytes.data() + first;
+        multiplyByDensity(row, count, density, [samples](std::int64_t i) {
+            return std::clamp(samples[i] * (1.0f / 255.0f), 0.0f, 1.0f);
+        });
+        break;
+    }
+    default:
+        multiplyByDensity(row, count, density, [this, first](std::int64_t i) {
+            return std::clamp(sampleToFloat(*image, first + static_cast<std::size_t>(i)), 0.0f, 1.0f);
+        });
+        break;
+    }
+}
+
+void CoverageMask::multiplyRow(std::int64_t y, std::int64_t x0, std::int64_t x1, float* out) const noexcept
+{
+    const bool rowInside = y >= rect.top && y < rect.bottom;
+    const std::int64_t inside0 = rowInside ? std::clamp(rect.left, x0, x1) : x1;
+    const std::int64_t inside1 = rowInside ? std::clamp(rect.right, inside0, x1) : x1;
+    const float outside = 1.0f - density * (1.0f - (inverted ? 1.0f : 0.0f));
+    if (!multiplyOutside(out, x0, x1, inside0, inside1, outside)) {
+        return;
+    }
+    const float* values = coverage.data() + (y - rect.top) * rect.width() + (inside0 - rect.left);
+    multiplyByDensity(out + (inside0 - x0), inside1 - inside0, density,
+                      [values, this](std::int64_t i) { return inverted ? 1.0f - values[i] : values[i]; });
+}
+
+namespace {
+
 float rangeWeight(float value, const std::uint8_t* r) noexcept
 {
     const float v = value * 255.0f;
@@ -223,6 +297,60 @@ PixelMask makePixelMask(std::shared_ptr<const image::PixelBufferType> image, con
     return mask;
 }
 
+/// `a` ∩ `b`, where nothing stands for everywhere; an empty intersection is an empty rectangle.
+std::optional<PSDMacRect> intersection(const std::optional<PSDMacRect>& a, const std::optional<PSDMacRect>& b)
+{
+    if (!a || !b) {
+        return a ? a : b;
+    }
+    const std::int64_t left = std::max(a->left, b->left);
+    const std::int64_t top = std::max(a->top, b->top);
+    return PSDMacRect(top, left, std::max(top, std::min(a->bottom, b->bottom)),
+                      std::max(left, std::min(a->right, b->right)));
+}
+
+/// Where `node` can change what lies below it: its image's rectangle for a pixel layer, the union
+/// of its members' for a group, everywhere (nothing) for fills and adjustments; and only inside a
+/// mask that is zero outside its rectangle (full density, no inversion, a black default). The
+/// layers clipped to a node show only where it does.
+std::optional<PSDMacRect> reachOf(const RenderNode& node)
+{
+    std::optional<PSDMacRect> reach;
+    switch (node.kind) {
+    case RenderNode::Kind::pixels: {
+        const auto size = node.content->size();
+        const PSDMacRect& r = node.contentRect;
+        reach = PSDMacRect(r.top, r.left, std::min(r.bottom, r.top + size.height),
+                           std::min(r.right, r.left + size.width));
+        break;
+    }
+    case RenderNode::Kind::group:
+        for (auto child = node.children.begin(); child != node.children.end(); ++child) {
+            if (!child->reach) {
+                reach.reset();
+                break;
+            }
+            const PSDMacRect& r = *child->reach;
+            reach = child == node.children.begin()
+                        ? r
+                        : PSDMacRect(std::min(reach->top, r.top), std::min(reach->left, r.left),
+                                     std::max(reach->bottom, r.bottom), std::max(reach->right, r.right));
+        }
+        break;
+    default:
+        break;
+    }
+    for (const auto* mask : {node.mask ? &*node.mask : nullptr, node.realMask ? &*node.realMask : nullptr}) {
+        if (mask && mask->density >= 1.0f && mask->defaultValue <= 0.0f) {
+            reach = intersection(reach, mask->image ? mask->rect : PSDMacRect());
+        }
+    }
+    if (node.vectorMask && !node.vectorMask->inverted && node.vectorMask->density >= 1.0f) {
+        reach = intersection(reach, node.vectorMask->rect);
+    }
+    return reach;
+}
+
 bool opensGroup(const PSDLayerWrapper& layer)
 {
     const auto kind = layer.type().kind();
@@ -351,6 +479,7 @@ class PlanBuilder {
         if (layer.layerBlendingRanges) {
             node.ranges = BlendRanges::parse(*layer.layerBlendingRanges);
         }
+        node.reach = reachOf(node);
         return node;
     }
 
@@ -372,6 +501,9 @@ class PlanBuilder {
                 node.kind = RenderNode::Kind::fill;
                 node.fill = fill;
                 return true;
+            }
+            if (isFill && preparePixels(layer, node)) {
+                return true; // settings that cannot be drawn (a pattern not in the document)
             }
             if (const auto adjustment = makeAdjustment(layer, type)) {
                 node.kind = RenderNode::Kind::adjustment;

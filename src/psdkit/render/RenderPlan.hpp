@@ -2,6 +2,7 @@
 // What the renderer draws, prepared once before the tiles are drawn: the layer tree with every
 // layer's images, masks, fills and adjustments resolved. Internal to the renderer; everything here
 // is read-only while tiles are drawn on several threads.
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -51,6 +52,8 @@ struct PixelMask {
     float density = 1.0f;                                ///< 0: no effect, 1: full effect.
     /// The mask's value at document pixel (x, y), density applied.
     [[nodiscard]] float at(std::int64_t x, std::int64_t y) const noexcept;
+    /// Multiplies `out[0 … x1 - x0)` by the values `at` gives on row `y` from column `x0`.
+    void multiplyRow(std::int64_t y, std::int64_t x0, std::int64_t x1, float* out) const noexcept;
 };
 
 /// A coverage image (0…1) rasterised from a vector path, placed at `rect`; zero outside.
@@ -64,6 +67,8 @@ struct CoverageMask {
     std::array<double, 4> pathBounds{};
     /// The mask's value at document pixel (x, y).
     [[nodiscard]] float at(std::int64_t x, std::int64_t y) const noexcept;
+    /// Multiplies `out[0 … x1 - x0)` by the values `at` gives on row `y` from column `x0`.
+    void multiplyRow(std::int64_t y, std::int64_t x0, std::int64_t x1, float* out) const noexcept;
 };
 
 /// "Blend if" ranges on 8-bit values: per channel (grey, red, green, blue) a source and a
@@ -110,6 +115,11 @@ struct RenderNode {
     std::shared_ptr<const Adjustment> adjustment;
     std::vector<RenderNode> children; ///< group: its members, bottom first.
     std::vector<RenderNode> clipped;  ///< Layers clipped to this one, bottom first.
+    /// Outside this rectangle (document pixels) the node and the layers clipped to it change
+    /// nothing; absent when they may reach everywhere (fills, adjustments).
+    std::optional<PSDMacRect> reach;
+
+    [[nodiscard]] bool hasMask() const noexcept { return mask || realMask || vectorMask; }
 
     /// The product of the masks at document pixel (x, y).
     [[nodiscard]] float maskAt(std::int64_t x, std::int64_t y) const noexcept
@@ -122,6 +132,20 @@ struct RenderNode {
             m *= vectorMask->at(x, y);
         }
         return m;
+    }
+    /// `maskAt` for row `y`, columns `x0` to `x1` (exclusive), into `out`.
+    void maskRow(std::int64_t y, std::int64_t x0, std::int64_t x1, float* out) const noexcept
+    {
+        std::fill(out, out + (x1 - x0), 1.0f);
+        if (mask) {
+            mask->multiplyRow(y, x0, x1, out);
+        }
+        if (realMask) {
+            realMask->multiplyRow(y, x0, x1, out);
+        }
+        if (vectorMask) {
+            vectorMask->multiplyRow(y, x0, x1, out);
+        }
     }
 };
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 
 #include "psdkit/render/BlendFunctions.hpp"
 
@@ -31,6 +32,23 @@ void unpremultiply(const float* pixel, float* rgb) noexcept
     }
 }
 
+/// The part of a tile (document pixels, right and bottom exclusive) a node can change.
+struct Area {
+    std::int64_t left, top, right, bottom;
+};
+
+Area areaOf(const RenderNode& node, const Tile& tile) noexcept
+{
+    Area area{tile.left, tile.top, tile.left + tile.width, tile.top + tile.height};
+    if (node.reach) {
+        area.left = std::max(area.left, node.reach->left);
+        area.top = std::max(area.top, node.reach->top);
+        area.right = std::max(area.left, std::min(area.right, node.reach->right));
+        area.bottom = std::max(area.top, std::min(area.bottom, node.reach->bottom));
+    }
+    return area;
+}
+
 /// Per tile pixel, how much of the layers clipped to a base may show (1 outside clipping).
 using Shape = std::vector<float>;
 
@@ -51,38 +69,92 @@ void blendPixel(const RenderNode& node, Tile& tile, std::int64_t x, std::int64_t
     }
 }
 
+/// Row `y` of a layer image from column `first`, `count` pixels, as unpremultiplied red, green,
+/// blue, alpha floats (alpha limited to 0…1).
+void readContentRow(const image::PixelBufferType& content, std::size_t first, std::int64_t count,
+                    float* rgba) noexcept
+{
+    const auto bytes = content.bytes();
+    switch (content.format()) {
+    case image::PixelFormat::argb8: {
+        const std::uint8_t* p = bytes.data() + first * 4;
+        for (std::int64_t i = 0; i < count; ++i, p += 4, rgba += 4) {
+            rgba[3] = static_cast<float>(p[0]) * (1.0f / 255.0f);
+            rgba[0] = static_cast<float>(p[1]) * (1.0f / 255.0f);
+            rgba[1] = static_cast<float>(p[2]) * (1.0f / 255.0f);
+            rgba[2] = static_cast<float>(p[3]) * (1.0f / 255.0f);
+        }
+        break;
+    }
+    case image::PixelFormat::rgba16: {
+        const std::uint8_t* p = bytes.data() + first * 8;
+        for (std::int64_t i = 0; i < count * 4; ++i, p += 2) {
+            std::uint16_t v;
+            std::memcpy(&v, p, 2);
+            rgba[i] = v * (1.0f / 65535.0f);
+        }
+        break;
+    }
+    default:
+        for (std::int64_t i = 0; i < count; ++i, rgba += 4) {
+            for (std::size_t c = 0; c < 4; ++c) {
+                rgba[c] = sampleToFloat(content, (first + static_cast<std::size_t>(i)) * 4 + c);
+            }
+            rgba[3] = std::clamp(rgba[3], 0.0f, 1.0f);
+        }
+        break;
+    }
+}
+
 void drawPixels(const RenderNode& node, Tile& tile, const Shape* clip, Shape* shapeOut)
 {
     const image::PixelBufferType& content = *node.content;
     const auto size = content.size();
-    const std::int64_t left = std::max(tile.left, node.contentRect.left);
-    const std::int64_t top = std::max(tile.top, node.contentRect.top);
+    // The reach of a pixel layer lies inside its image; the image bounds the loops all the same.
+    const Area area = areaOf(node, tile);
+    const std::int64_t left = std::max(area.left, node.contentRect.left);
+    const std::int64_t top = std::max(area.top, node.contentRect.top);
     const std::int64_t right =
-        std::min({tile.left + tile.width, node.contentRect.right, node.contentRect.left + size.width});
+        std::min({area.right, node.contentRect.right, node.contentRect.left + size.width});
     const std::int64_t bottom =
-        std::min({tile.top + tile.height, node.contentRect.bottom, node.contentRect.top + size.height});
+        std::min({area.bottom, node.contentRect.bottom, node.contentRect.top + size.height});
+    if (right <= left || bottom <= top) {
+        return;
+    }
     const float weight = node.opacity * node.fillOpacity;
-    const std::uint8_t* bytes8 =
-        content.format() == image::PixelFormat::argb8 ? content.bytes().data() : nullptr;
-    const bool masked = node.mask || node.realMask || node.vectorMask;
+    const bool masked = node.hasMask();
+    // Plain source-over, the common case, runs without the per-pixel dispatch.
+    const bool sourceOver = node.mode == BlendMode::normal && !node.ranges && !clip && !shapeOut;
+    const std::int64_t count = right - left;
+    std::vector<float> rgbaRow(static_cast<std::size_t>(count * 4));
+    std::vector<float> maskRow(masked ? static_cast<std::size_t>(count) : 0);
     for (std::int64_t y = top; y < bottom; ++y) {
-        for (std::int64_t x = left; x < right; ++x) {
-            const auto base = static_cast<std::size_t>(
-                ((y - node.contentRect.top) * size.width + (x - node.contentRect.left)) * 4);
-            float rgba[4];
-            if (bytes8) {
-                rgba[3] = static_cast<float>(bytes8[base]) * (1.0f / 255.0f);
-                rgba[0] = static_cast<float>(bytes8[base + 1]) * (1.0f / 255.0f);
-                rgba[1] = static_cast<float>(bytes8[base + 2]) * (1.0f / 255.0f);
-                rgba[2] = static_cast<float>(bytes8[base + 3]) * (1.0f / 255.0f);
-            } else {
-                for (std::size_t c = 0; c < 4; ++c) {
-                    rgba[c] = sampleToFloat(content, base + c);
+        readContentRow(content,
+                       static_cast<std::size_t>((y - node.contentRect.top) * size.width +
+                                                (left - node.contentRect.left)),
+                       count, rgbaRow.data());
+        if (masked) {
+            node.maskRow(y, left, right, maskRow.data());
+        }
+        const float* rgba = rgbaRow.data();
+        if (sourceOver) {
+            float* pixel = tile.at(left, y);
+            for (std::int64_t i = 0; i < count; ++i, rgba += 4, pixel += 4) {
+                const float shape = masked ? rgba[3] * maskRow[static_cast<std::size_t>(i)] : rgba[3];
+                const float alpha = shape * weight;
+                // Alpha mixes like a colour whose source value is one: one formula for all four.
+                const float source[4] = {rgba[0], rgba[1], rgba[2], 1.0f};
+                if (alpha > 0.0f) {
+                    for (int c = 0; c < 4; ++c) {
+                        pixel[c] = alpha * source[c] + (1.0f - alpha) * pixel[c];
+                    }
                 }
-                rgba[3] = std::clamp(rgba[3], 0.0f, 1.0f);
             }
-            const float shape = masked ? rgba[3] * node.maskAt(x, y) : rgba[3];
-            blendPixel(node, tile, x, y, rgba, shape * weight, shape, clip, shapeOut);
+            continue;
+        }
+        for (std::int64_t i = 0; i < count; ++i, rgba += 4) {
+            const float shape = masked ? rgba[3] * maskRow[static_cast<std::size_t>(i)] : rgba[3];
+            blendPixel(node, tile, left + i, y, rgba, shape * weight, shape, clip, shapeOut);
         }
     }
 }
@@ -90,11 +162,14 @@ void drawPixels(const RenderNode& node, Tile& tile, const Shape* clip, Shape* sh
 void drawFill(const RenderNode& node, Tile& tile, const Shape* clip, Shape* shapeOut)
 {
     const float weight = node.opacity * node.fillOpacity;
-    for (std::int64_t y = tile.top; y < tile.top + tile.height; ++y) {
-        for (std::int64_t x = tile.left; x < tile.left + tile.width; ++x) {
+    const Area area = areaOf(node, tile);
+    std::vector<float> maskRow(static_cast<std::size_t>(area.right - area.left));
+    for (std::int64_t y = area.top; y < area.bottom; ++y) {
+        node.maskRow(y, area.left, area.right, maskRow.data());
+        for (std::int64_t x = area.left; x < area.right; ++x) {
             float rgba[4];
             node.fill->colorAt(x, y, rgba);
-            const float shape = rgba[3] * node.maskAt(x, y);
+            const float shape = rgba[3] * maskRow[static_cast<std::size_t>(x - area.left)];
             blendPixel(node, tile, x, y, rgba, shape * weight, shape, clip, shapeOut);
         }
     }
@@ -103,9 +178,12 @@ void drawFill(const RenderNode& node, Tile& tile, const Shape* clip, Shape* shap
 void drawAdjustment(const RenderNode& node, Tile& tile, const Shape* clip, Shape* shapeOut)
 {
     const float weight = node.opacity * node.fillOpacity;
-    for (std::int64_t y = tile.top; y < tile.top + tile.height; ++y) {
-        for (std::int64_t x = tile.left; x < tile.left + tile.width; ++x) {
-            const float shape = node.maskAt(x, y);
+    const Area area = areaOf(node, tile);
+    std::vector<float> maskRow(static_cast<std::size_t>(area.right - area.left));
+    for (std::int64_t y = area.top; y < area.bottom; ++y) {
+        node.maskRow(y, area.left, area.right, maskRow.data());
+        for (std::int64_t x = area.left; x < area.right; ++x) {
+            const float shape = maskRow[static_cast<std::size_t>(x - area.left)];
             const std::size_t i = static_cast<std::size_t>((y - tile.top) * tile.width + (x - tile.left));
             if (shapeOut) {
                 (*shapeOut)[i] = shape;
@@ -130,33 +208,52 @@ void drawAdjustment(const RenderNode& node, Tile& tile, const Shape* clip, Shape
     }
 }
 
+/// A tile of the same place as `tile`'s rows `top`… and columns `left`… (`width` × `height`),
+/// copied from it or transparent.
+Tile subTile(const Tile& tile, std::int64_t left, std::int64_t top, std::int64_t width, std::int64_t height,
+             bool copied)
+{
+    Tile part(left, top, width, height);
+    if (copied) {
+        for (std::int64_t y = top; y < top + height; ++y) {
+            const float* from =
+                tile.samples.data() +
+                static_cast<std::size_t>(((y - tile.top) * tile.width + (left - tile.left)) * 4);
+            std::copy(from, from + width * 4, part.at(left, y));
+        }
+    }
+    return part;
+}
+
 void drawGroup(const RenderNode& node, Tile& tile, const Shape* clip, Shape* shapeOut)
 {
     const bool passThrough = node.mode == BlendMode::passThrough;
-    if (passThrough && !shapeOut && !clip && !node.mask && !node.realMask && !node.vectorMask &&
-        node.opacity >= 1.0f) {
+    if (passThrough && !shapeOut && !clip && !node.hasMask() && node.opacity >= 1.0f) {
         // Nothing to mix the members' result with: they draw straight onto the backdrop.
         drawNodes(node.children, tile);
         return;
     }
-    Tile inner = passThrough ? tile : Tile(tile.left, tile.top, tile.width, tile.height);
+    // Outside the group's reach (its members', within a mask that is zero outside) the mix leaves
+    // the backdrop and the clip shape as they are, so only that part of the tile is drawn and mixed.
+    const auto [left, top, right, bottom] = areaOf(node, tile);
+    Tile inner = subTile(tile, left, top, right - left, bottom - top, passThrough);
     drawNodes(node.children, inner);
-    if (shapeOut) {
-        Tile isolated = passThrough ? Tile(tile.left, tile.top, tile.width, tile.height) : Tile(0, 0, 0, 0);
-        if (passThrough) {
-            drawNodes(node.children, isolated);
-        }
-        const Tile& alphaSource = passThrough ? isolated : inner;
-        for (std::size_t i = 0; i < shapeOut->size(); ++i) {
-            (*shapeOut)[i] = alphaSource.samples[i * 4 + 3];
-        }
+    std::optional<Tile> isolated;
+    if (shapeOut && passThrough) {
+        isolated.emplace(left, top, right - left, bottom - top);
+        drawNodes(node.children, *isolated);
     }
-    for (std::int64_t y = tile.top; y < tile.top + tile.height; ++y) {
-        for (std::int64_t x = tile.left; x < tile.left + tile.width; ++x) {
+    const Tile& alphaSource = isolated ? *isolated : inner;
+    std::vector<float> maskRow(static_cast<std::size_t>(right - left));
+    for (std::int64_t y = top; y < bottom; ++y) {
+        node.maskRow(y, left, right, maskRow.data());
+        for (std::int64_t x = left; x < right; ++x) {
             const std::size_t i = static_cast<std::size_t>((y - tile.top) * tile.width + (x - tile.left));
-            const float mask = node.maskAt(x, y);
+            const float mask = maskRow[static_cast<std::size_t>(x - left)];
             if (shapeOut) {
-                (*shapeOut)[i] *= mask;
+                (*shapeOut)[i] = alphaSource.samples[static_cast<std::size_t>(
+                                     ((y - top) * (right - left) + (x - left)) * 4 + 3)] *
+                                 mask;
             }
             const float weight = node.opacity * mask * (clip ? (*clip)[i] : 1.0f);
             float* pixel = tile.at(x, y);
@@ -175,8 +272,18 @@ void drawGroup(const RenderNode& node, Tile& tile, const Shape* clip, Shape* sha
     }
 }
 
+/// Whether `node` can change anything on `tile`.
+bool reaches(const RenderNode& node, const Tile& tile) noexcept
+{
+    const Area area = areaOf(node, tile);
+    return area.right > area.left && area.bottom > area.top;
+}
+
 void drawNode(const RenderNode& node, Tile& tile, const Shape* clip, Shape* shapeOut)
 {
+    if (!reaches(node, tile)) {
+        return;
+    }
     switch (node.kind) {
     case RenderNode::Kind::pixels:
         drawPixels(node, tile, clip, shapeOut);
@@ -217,13 +324,23 @@ void compositePixelWithMode(BlendMode mode, const float* source, float alpha, fl
         pixel[3] = backdropAlpha + (1.0f - backdropAlpha) * alpha;
         return;
     }
-    float blended[3];
-    blendColor(mode, backdrop, source, blended);
-    for (int c = 0; c < 3; ++c) {
-        // Where the backdrop is transparent the source shows as it is; where it is opaque the
-        // mode's result shows; source-over weighs that against what lies below.
-        const float shown = (1.0f - backdropAlpha) * source[c] + backdropAlpha * blended[c];
+    // Where the backdrop is transparent the source shows as it is; where it is opaque the mode's
+    // result shows; source-over weighs that against what lies below. Separable modes go channel by
+    // channel, without a colour in between.
+    const auto mix = [&](int c, float blended) {
+        const float shown = (1.0f - backdropAlpha) * source[c] + backdropAlpha * blended;
         pixel[c] = alpha * shown + (1.0f - alpha) * pixel[c];
+    };
+    if (isSeparable(mode)) {
+        for (int c = 0; c < 3; ++c) {
+            mix(c, blendChannel(mode, backdrop[c], source[c]));
+        }
+    } else {
+        float blended[3];
+        blendColor(mode, backdrop, source, blended);
+        for (int c = 0; c < 3; ++c) {
+            mix(c, blended[c]);
+        }
     }
     pixel[3] = alpha + backdropAlpha * (1.0f - alpha);
 }
@@ -231,6 +348,9 @@ void compositePixelWithMode(BlendMode mode, const float* source, float alpha, fl
 void drawNodes(const std::vector<RenderNode>& nodes, Tile& tile)
 {
     for (const RenderNode& node : nodes) {
+        if (!reaches(node, tile)) {
+            continue; // nor can the layers clipped to it
+        }
         if (node.clipped.empty()) {
             drawNode(node, tile, nullptr, nullptr);
             continue;
