@@ -82,17 +82,16 @@ TEST(PixelBufferTest, EveryCodingDepthAndSizeRoundTrips)
 {
     const IntegralSize sizes[] = {{1, 1},   {8, 8}, {9, 9}, {13, 7}, {1000, 1},
                                   {1, 300}, {0, 0}, {0, 4}, {5, 0},  {1024, 1030}};
+    const auto inEveryFormat = []<typename... P>(IntegralSize size, P...) {
+        (expectRoundTrips<P>(size), ...);
+    };
     for (const IntegralSize size : sizes) {
-        expectRoundTrips<PixelARGB8>(size);
-        expectRoundTrips<PixelRGBA16>(size);
-        expectRoundTrips<PixelRGBA32>(size);
-        expectRoundTrips<PixelGray8>(size);
-        expectRoundTrips<PixelGray16>(size);
-        expectRoundTrips<PixelGray32>(size);
+        inEveryFormat(size, PixelARGB8{}, PixelRGBA16{}, PixelRGBA32{}, PixelGray8{}, PixelGray16{},
+                      PixelGray32{});
     }
 }
 
-TEST(PixelBufferTest, LittleEndianChannelsDecodeByTheirFlag)
+TEST(PixelBufferTest, SixteenBitSamplesDecodeByTheirByteOrderAndExpandTheirRangeOnlyWhenAsked)
 {
     // Samples 0x0102 and 0x0304, little-endian; predicted: differences 0x0102 and 0x0202.
     const V raw{0x02, 0x01, 0x04, 0x03};
@@ -107,10 +106,8 @@ TEST(PixelBufferTest, LittleEndianChannelsDecodeByTheirFlag)
         EXPECT_EQ(buffer.at(0, 0).v, 0x0102);
         EXPECT_EQ(buffer.at(1, 0).v, 0x0304);
     }
-}
 
-TEST(PixelBufferTest, ExpandingTheSixteenBitRangeScalesOnlyWhenAsked)
-{
+    // The 15-bit range of 16-bit samples is expanded only when asked.
     const V samples = ByteBuilder().u16(0).u16(16384).u16(32768).u16(40000).u16(1);
     const std::vector<AnyChannelData> channels{
         ChannelData<std::uint16_t>(samples, true, Compression::none, PredictionType::none)};
@@ -126,7 +123,7 @@ TEST(PixelBufferTest, ExpandingTheSixteenBitRangeScalesOnlyWhenAsked)
     EXPECT_EQ(decoded<PixelGray8>({1, 1}, bytes, true).at(0, 0).v, 200);
 }
 
-TEST(PixelBufferTest, ChannelsThatDoNotFitTheirPlaneAreRefusedWithTheirError)
+TEST(PixelBufferTest, ChannelsThatDoNotFitTheirPlaneAndUnknownCodingsAreRefusedWithTheirError)
 {
     const auto u8 = [](V data, Compression compression = Compression::none, PredictionType prediction = {}) {
         return AnyChannelData(SampleType::uint8, std::move(data), true, compression, prediction);
@@ -184,10 +181,7 @@ TEST(PixelBufferTest, ChannelsThatDoNotFitTheirPlaneAreRefusedWithTheirError)
     const auto invalid = [] { (void)makePixelBuffer(PixelFormat::gray16, {1, -1}); };
     EXPECT_EQ(thrownError(invalid), ImageError::invalidSize);
     EXPECT_EQ(colorPixelFormatForDepth(1), std::nullopt);
-}
-
-TEST(PixelBufferTest, SplittingRefusesCompressionsAndPredictionsItDoesNotKnow)
-{
+    // Splitting refuses compressions and predictions it does not know.
     const PixelBuffer<PixelRGBA16> buffer({2, 2});
     const auto split = [&](Compression c, PredictionType p) {
         return buffer.makeChannelData(false, c, p, false);
