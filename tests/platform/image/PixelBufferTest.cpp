@@ -52,28 +52,25 @@ PixelBuffer<P> decoded(IntegralSize size, const std::vector<AnyChannelData>& cha
     return PixelBuffer<P>(size, list, expand, "decoded", mayUseWorkerThread);
 }
 
-struct Coding {
-    Compression compression;
-    PredictionType prediction;
-};
-constexpr Coding everyCoding[] = {{Compression::none, PredictionType::none},
-                                  {Compression::rle, PredictionType::none},
-                                  {Compression::zip, PredictionType::none},
-                                  {Compression::zip, PredictionType::prediction}};
+constexpr std::pair<Compression, PredictionType> everyCoding[] = {
+    {Compression::none, PredictionType::none},
+    {Compression::rle, PredictionType::none},
+    {Compression::zip, PredictionType::none},
+    {Compression::zip, PredictionType::prediction}};
 
 template <typename P> void expectRoundTrips(IntegralSize size)
 {
     PixelBuffer<P> original(size, "original");
     fillMixed(original.mutableBytes(), static_cast<std::uint32_t>(size.width * 31 + size.height));
-    for (const Coding& coding : everyCoding) {
+    for (const auto& [compression, prediction] : everyCoding) {
         // Large images are split and decoded with a worker thread when allowed; the result is the same.
-        const auto channels = original.makeChannelData(false, coding.compression, coding.prediction, false);
-        EXPECT_EQ(original.makeChannelData(false, coding.compression, coding.prediction, true), channels);
+        const auto channels = original.makeChannelData(false, compression, prediction, false);
+        EXPECT_EQ(original.makeChannelData(false, compression, prediction, true), channels);
         const auto before = channels;
         const PixelBuffer<P> back = decoded<P>(size, channels, false, true);
         EXPECT_TRUE(std::ranges::equal(back.bytes(), original.bytes()))
-            << size.width << "x" << size.height << " " << rawText(coding.compression) << " "
-            << static_cast<int>(coding.prediction);
+            << size.width << "x" << size.height << " " << rawText(compression) << " "
+            << static_cast<int>(prediction);
         EXPECT_EQ(channels, before) << "decoding must leave the stored channels as they were";
     }
 }
