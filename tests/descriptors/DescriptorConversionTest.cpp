@@ -1,7 +1,11 @@
-// The conversions between descriptors and the model's blend modes, colours, gradients and rectangles.
+// The conversions between descriptors and the model's blend modes, colours, gradients (also those of the
+// corpus files) and rectangles.
 #include <cmath>
+#include <fstream>
 #include <functional>
 #include <limits>
+#include <map>
+#include <sstream>
 #include <tuple>
 
 #include <gtest/gtest.h>
@@ -10,6 +14,9 @@
 #include "psdkit/descriptors/ColorConversion.hpp"
 #include "psdkit/descriptors/GradientConversion.hpp"
 #include "psdkit/descriptors/RectConversion.hpp"
+#include "psdkit/document/PSDWrapper.hpp"
+#include "psdkit/layers/PSDLayerContent.hpp"
+#include "support/CorpusFiles.hpp"
 #include "support/DiagnosticsCapture.hpp"
 #include "support/ThrownError.hpp"
 
@@ -49,24 +56,20 @@ std::shared_ptr<PSDDescriptor> descriptorOf(UnifiedStringValue classID, Items it
     }
     return d;
 }
-std::shared_ptr<PSDDescriptor> colorDescriptor(const char* classCode, Items items)
-{
-    return descriptorOf(Code(std::string(classCode)), std::move(items));
-}
 
 TEST(ColorConversionTest, ComponentsScaleBy255InSinglePrecisionAndOtherFormsAreRefused)
 {
-    const auto rgb = colorDescriptor("RGBC", {{"Rd  ", 255.0}, {"Grn ", 0.0}, {"Bl  ", 127.5}});
+    const auto rgb = descriptorOf(Code("RGBC"), {{"Rd  ", 255.0}, {"Grn ", 0.0}, {"Bl  ", 127.5}});
     EXPECT_EQ(rgbaPixelFromPSDDescriptor(*rgb), RGBAPixel(1, 0, 0.5f, 1));
     const auto written = psdDescriptor(RGBAPixel(1, 0, 0.5f, 0.25f));
     EXPECT_TRUE(written->hasSameContent(*rgb)); // alpha is not stored
 
-    const auto gray = colorDescriptor("Grsc", {{"Gry ", 50.0}});
+    const auto gray = descriptorOf(Code("Grsc"), {{"Gry ", 50.0}});
     EXPECT_EQ(pixelFromPSDDescriptor<RGBAPixel>(*gray), RGBAPixel(0.5f, 0.5f, 0.5f, 1));
 
     for (int v = 0; v <= 255; ++v) {
         const auto d =
-            colorDescriptor("RGBC", {{"Rd  ", double(v)}, {"Grn ", double(v)}, {"Bl  ", double(v)}});
+            descriptorOf(Code("RGBC"), {{"Rd  ", double(v)}, {"Grn ", double(v)}, {"Bl  ", double(v)}});
         const auto back = psdDescriptor(rgbaPixelFromPSDDescriptor(*d));
         EXPECT_EQ(*back->valueAs<double>(Code("Rd  ")), double(v));
     }
@@ -74,13 +77,14 @@ TEST(ColorConversionTest, ComponentsScaleBy255InSinglePrecisionAndOtherFormsAreR
     // Unknown classes and missing components are refused.
     using E = PSDError;
     const std::tuple<const char*, std::shared_ptr<PSDDescriptor>, std::error_code> cases[] = {
-        {"HSB colour", colorDescriptor("HSBC", {{"H   ", 0.0}}), E::readUnsupportedContentType},
+        {"HSB colour", descriptorOf(Code("HSBC"), {{"H   ", 0.0}}), E::readUnsupportedContentType},
         {"string class ID", std::make_shared<PSDDescriptor>(UnifiedStringValue::string("RGBC")),
          E::readUnsupportedContentType},
-        {"integer red", colorDescriptor("RGBC", {{"Rd  ", std::int32_t{255}}, {"Grn ", 0.0}, {"Bl  ", 0.0}}),
+        {"integer red",
+         descriptorOf(Code("RGBC"), {{"Rd  ", std::int32_t{255}}, {"Grn ", 0.0}, {"Bl  ", 0.0}}),
          E::readCorruptFile},
-        {"no blue", colorDescriptor("RGBC", {{"Rd  ", 1.0}, {"Grn ", 0.0}}), E::readCorruptFile},
-        {"grey as unit float", colorDescriptor("Grsc", {{"Gry ", PSDUnitFloat{Unit::percent, 5}}}),
+        {"no blue", descriptorOf(Code("RGBC"), {{"Rd  ", 1.0}, {"Grn ", 0.0}}), E::readCorruptFile},
+        {"grey as unit float", descriptorOf(Code("Grsc"), {{"Gry ", PSDUnitFloat{Unit::percent, 5}}}),
          E::readCorruptFile},
     };
     for (const auto& [what, d, error] : cases) {
@@ -145,29 +149,22 @@ TEST(GradientConversionTest, MalformedGradientsAreRefused)
         return d.valueAs<List>(key(list))->front().descriptor();
     };
     using Edit = std::function<void(PSDDescriptor&)>;
+    const auto set = [&](const char* k, std::optional<PSDDescriptorPropertyValue> v) {
+        return Edit([=](PSDDescriptor& d) { d.set(key(k), v); });
+    };
+    const auto setInStop = [&](const char* list, const char* k, PSDDescriptorPropertyValue v) {
+        return Edit([=](PSDDescriptor& d) { stop(d, list)->set(key(k), v); });
+    };
     using E = PSDError;
     const std::tuple<const char*, Edit, std::error_code> cases[] = {
         {"class", [&](PSDDescriptor& d) { d.classID = key("Grdx"); }, E::readUnsupportedContentType},
-        {"noise form", [&](PSDDescriptor& d) { d.set(key("GrdF"), Enumerated(key("GrdF"), key("ClNs"))); },
+        {"noise form", set("GrdF", Enumerated(key("GrdF"), key("ClNs"))), E::readUnsupportedContentType},
+        {"no form", set("GrdF", std::nullopt), E::readUnsupportedContentType},
+        {"no colour stops", set("Clrs", std::nullopt), E::readCorruptFile},
+        {"stop not a descriptor", set("Trns", List{1.0, 2.0}), E::readCorruptFile},
+        {"stop colour in CMYK", setInStop("Clrs", "Clr ", std::make_shared<PSDDescriptor>(key("CMYC"))),
          E::readUnsupportedContentType},
-        {"no form", [&](PSDDescriptor& d) { d.set(key("GrdF"), std::nullopt); },
-         E::readUnsupportedContentType},
-        {"no colour stops", [&](PSDDescriptor& d) { d.set(key("Clrs"), std::nullopt); }, E::readCorruptFile},
-        {"stop not a descriptor",
-         [&](PSDDescriptor& d) {
-             d.set(key("Trns"), List{1.0, 2.0});
-         },
-         E::readCorruptFile},
-        {"stop colour in CMYK",
-         [&](PSDDescriptor& d) {
-             stop(d, "Clrs")->set(key("Clr "), std::make_shared<PSDDescriptor>(key("CMYC")));
-         },
-         E::readUnsupportedContentType},
-        {"opacity in pixels",
-         [&](PSDDescriptor& d) {
-             stop(d, "Trns")->set(key("Opct"), PSDUnitFloat{Unit::pixels, 100});
-         },
-         E::readCorruptFile},
+        {"opacity in pixels", setInStop("Trns", "Opct", PSDUnitFloat{Unit::pixels, 100}), E::readCorruptFile},
         {"one colour stop", [&](PSDDescriptor& d) { d.valueAs<List>(key("Clrs"))->pop_back(); },
          E::readCorruptFile},
     };
@@ -188,6 +185,62 @@ TEST(GradientConversionTest, StopsThatDoNotFitTheFieldsAreRefusedOnWriting)
     auto midpoint = ColorGradient::make({{}, {}}, {{1, 0, 3e7}, {}});
     EXPECT_EQ(thrownError([&] { (void)psdDescriptor(*midpoint); }), PSDError::writeParameterError);
     EXPECT_EQ(ColorGradient::make({{}}, {{}, {}}), std::nullopt);
+}
+
+// Gradient fills of real files convert to the stops an independent reader (psd-tools, see
+// data/gradient_fill_stops.py) sees: every one of the RGB files, which the document reader reads.
+// Each line of data/gradient-fill-stops.txt holds the stops of one gradient fill record; its raw
+// numbers are scaled here as the conversions scale them. That every descriptor of the corpus reads,
+// writes and reads back equal is the descriptor fuzz target's promise, checked by its seed replay.
+TEST(GradientConversionTest, GradientFillsOfTheCorpusConvertToTheStopsAnIndependentReaderSees)
+{
+    std::ifstream in(std::string(PSDKIT_SOURCE_DIR) + "/tests/descriptors/data/gradient-fill-stops.txt");
+    std::map<std::string, std::vector<std::uint8_t>> files; // kept while their documents are read
+    std::map<std::string, PSDWrapper> documents;
+    std::size_t compared = 0;
+    for (std::string line; std::getline(in, line);) {
+        if (line.find(" RGBC ") == std::string::npos) {
+            continue; // grey and CMYK stop colours are the unit tests' cases
+        }
+        std::istringstream fields(line);
+        std::string file, marker, colorClass;
+        std::size_t record = 0, count = 0;
+        fields >> file >> record >> marker >> count;
+        SCOPED_TRACE(file + " record " + std::to_string(record));
+        std::vector<image::ColorStop> colorStops(count);
+        for (auto& stop : colorStops) {
+            double location = 0, midpoint = 0, red = 0, green = 0, blue = 0;
+            fields >> location >> midpoint >> colorClass >> red >> green >> blue;
+            const auto component = [](double value) { return static_cast<float>(value) / 255.0f; };
+            stop = {{component(red), component(green), component(blue), 1}, location / 4096, midpoint / 100};
+        }
+        fields >> marker >> count;
+        std::vector<image::OpacityStop> opacityStops(count);
+        for (auto& stop : opacityStops) {
+            double location = 0, midpoint = 0, opacity = 0;
+            fields >> location >> midpoint >> opacity;
+            stop = {opacity / 100, location / 4096, midpoint / 100};
+        }
+        if (!documents.contains(file)) {
+            files[file] = testing::readCorpusFile(file);
+            documents.emplace(file, PSDWrapper(files[file]));
+        }
+        const auto& layers = documents.at(file).layers;
+        ASSERT_LT(record, layers.size());
+        const auto block = findLayerBlock(*layers[record], PSDFourCharCode("GdFl"));
+        ASSERT_TRUE(block.has_value());
+        PSDScanner scanner(*block);
+        PSDDescriptor fill;
+        fill.read(scanner, false);
+        const PSDDescriptor* gradientDescriptor = fill.descriptorValue(PSDFourCharCode("Grad"));
+        ASSERT_NE(gradientDescriptor, nullptr);
+        const auto gradient = gradientFromPSDDescriptor(*gradientDescriptor);
+        EXPECT_EQ(gradient.colorStops(), colorStops);
+        EXPECT_EQ(gradient.opacityStops(), opacityStops);
+        EXPECT_TRUE(gradient.name.has_value() && (gradient.name->empty() || gradient.name->back() != '\0'));
+        ++compared;
+    }
+    EXPECT_EQ(compared, 55u);
 }
 
 TEST(RectConversionTest, EdgesAreTruncatedTowardZeroAndOtherClassesAndBadEdgesAreRefused)
@@ -222,7 +275,7 @@ TEST(RectConversionTest, EdgesAreTruncatedTowardZeroAndOtherClassesAndBadEdgesAr
 }
 
 // Every mode but pass-through and behind has a descriptor form, a code or a string.
-TEST(BlendModeConversionTest, EveryModeWithADescriptorFormRoundTrips)
+TEST(BlendModeConversionTest, EveryModeWithADescriptorFormRoundTripsAndOtherNamesAreNotModes)
 {
     int modes = 0;
     for (const BlendMode mode : image::allBlendModes) {
@@ -235,10 +288,8 @@ TEST(BlendModeConversionTest, EveryModeWithADescriptorFormRoundTrips)
     EXPECT_EQ(psdEnum(BlendMode::hue), Enumerated(blendModeType, Code("H   ")));
     EXPECT_EQ(psdEnum(BlendMode::subtract),
               Enumerated(blendModeType, UnifiedStringValue::string("blendSubtraction")));
-}
 
-TEST(BlendModeConversionTest, NamesOfTheWrongKindOrTypeAreNotModesAndSomeModesHaveNoName)
-{
+    // Names of the wrong kind or type are not modes, and pass-through and behind have no name.
     const auto text = UnifiedStringValue::string;
     const std::tuple<Enumerated, std::optional<BlendMode>, std::vector<std::string>> cases[] = {
         {{blendModeType, Code("H   ")}, BlendMode::hue, {}},

@@ -128,7 +128,7 @@ TEST(DescriptorTest, EveryValueKindReadsPrintsAndWritesBackAndEveryTruncationIsA
     }
 }
 
-TEST(DescriptorTest, KeysAreStringsOrCodesByTheirLengthWordAndKeepTheirFirstPlace)
+TEST(DescriptorTest, KeysAreStringsOrCodesByTheirLengthWordCompareCanonicallyAndKeepTheirFirstPlace)
 {
     ByteBuilder ids;
     stringID(ids, "Clr ").ascii("long").i32(1);
@@ -139,6 +139,15 @@ TEST(DescriptorTest, KeysAreStringsOrCodesByTheirLengthWordAndKeepTheirFirstPlac
     EXPECT_EQ(*read->valueAs<std::int32_t>(UnifiedStringValue::string("Clr ")), 1);
     EXPECT_EQ(*read->valueAs<std::int32_t>(Code("Clr ")), 2);
     EXPECT_EQ(*read->valueAs<std::int32_t>(UnifiedStringValue::string("")), 3);
+    // String keys compare in canonical form: composed and decomposed text find each other.
+    const auto composed = UnifiedStringValue::string("caf\xC3\xA9");
+    const auto decomposed = UnifiedStringValue::string("cafe\xCC\x81");
+    EXPECT_EQ(composed, decomposed);
+    EXPECT_EQ(composed.hash(), decomposed.hash());
+    PSDDescriptorProperties map;
+    map.set(composed, true);
+    EXPECT_NE(map.find(decomposed), nullptr);
+    EXPECT_EQ(decomposed.text(), "cafe\xCC\x81"); // kept as given
 
     // Keys keep their first place, whether set or read.
     PSDDescriptor d;
@@ -263,18 +272,18 @@ TEST(DescriptorTest, NestingIsLimitedInsteadOfExhaustingTheStack)
     loop->properties.clear();                       // break the cycle
 }
 
-TEST(DescriptorTest, ItemsAreWrittenInTheFormatsLayout)
+TEST(DescriptorTest, ItemsAreWrittenInTheFormatsLayoutAndValuesOutsideItAreRefused)
 {
     const auto item = [](std::uint32_t keyLength, std::string_view key, std::string_view tag) {
         return ByteBuilder().u32(keyLength).ascii(key).ascii(tag);
     };
     // The writer's own choices; the other kinds are covered by the rich descriptor's write-back.
-    const std::tuple<const char*, UnifiedStringValue, PSDDescriptorPropertyValue, ByteBuilder> cases[] = {
+    const std::tuple<const char*, UnifiedStringValue, PSDDescriptorPropertyValue, ByteBuilder> written[] = {
         {"terminated text", Code("Nm  "), "ab", item(0, "Nm  ", "TEXT").u32(3).raw({0, 0x61, 0, 0x62, 0, 0})},
         {"percent", Code("Opct"), PSDUnitFloat{PSDUnitFloat::Unit::percent, 50},
          item(0, "Opct", "UntF").ascii("#Prc").raw({0x40, 0x49, 0, 0, 0, 0, 0, 0})},
     };
-    for (const auto& [what, key, value, bytes] : cases) {
+    for (const auto& [what, key, value, bytes] : written) {
         PSDDescriptor d;
         d.set(key, value);
         EXPECT_EQ(d.data(), descriptorWith(1, bytes.bytes())) << what;
@@ -284,6 +293,28 @@ TEST(DescriptorTest, ItemsAreWrittenInTheFormatsLayout)
     EXPECT_EQ(writer.data(), (Bytes{0x7F, 0xFF, 0xFF, 0xFF}));
     EXPECT_EQ(thrownError([&] { detail::appendDescriptorCount(writer, 0x80000000u); }),
               PSDError::writeParameterError);
+
+    // Values outside the format are refused.
+    using E = PSDError;
+    const std::tuple<const char*, UnifiedStringValue, PSDDescriptorPropertyValue, std::error_code> refused[] =
+        {
+            {"string key outside Mac OS Roman", UnifiedStringValue::string("\xE2\x86\x92"), true,
+             E::writeUnknownError},
+            {"code key outside Mac OS Roman", Code(std::string("ab\xE2\x86\x92") + "c"), true,
+             E::writeUnknownError},
+            {"enumerated half outside Mac OS Roman", Code("Md  "),
+             Enumerated(Code("BlnM"), UnifiedStringValue::string("\xE4\xB8\xAD")), E::writeUnknownError},
+            {"null handle in a list", Code("List"), List{std::shared_ptr<PSDDescriptor>()},
+             E::writeParameterError},
+        };
+    for (const auto& [what, key, value, error] : refused) {
+        PSDDescriptor d;
+        d.set(key, value);
+        EXPECT_EQ(thrownError([&] { (void)d.data(); }), error) << what;
+    }
+    PSDDescriptor badName;
+    badName.name = "\xFF";
+    EXPECT_EQ(thrownError([&] { (void)badName.data(); }), E::writeUnknownError);
 }
 
 TEST(DescriptorTest, WritingMarksEveryNestedDescriptorAndTheMarkStays)
@@ -309,42 +340,6 @@ TEST(DescriptorTest, WritingMarksEveryNestedDescriptorAndTheMarkStays)
     failing.set(Code("Two "), std::shared_ptr<PSDDescriptor>());
     EXPECT_EQ(thrownError([&] { (void)failing.data(); }), PSDError::writeParameterError);
     EXPECT_TRUE(marked->isNested);
-}
-
-TEST(DescriptorTest, ValuesOutsideTheFormatAreRefusedOnWriting)
-{
-    using E = PSDError;
-    const std::tuple<const char*, UnifiedStringValue, PSDDescriptorPropertyValue, std::error_code> cases[] = {
-        {"string key outside Mac OS Roman", UnifiedStringValue::string("\xE2\x86\x92"), true,
-         E::writeUnknownError},
-        {"code key outside Mac OS Roman", Code(std::string("ab\xE2\x86\x92") + "c"), true,
-         E::writeUnknownError},
-        {"enumerated half outside Mac OS Roman", Code("Md  "),
-         Enumerated(Code("BlnM"), UnifiedStringValue::string("\xE4\xB8\xAD")), E::writeUnknownError},
-        {"null handle in a list", Code("List"), List{std::shared_ptr<PSDDescriptor>()},
-         E::writeParameterError},
-    };
-    for (const auto& [what, key, value, error] : cases) {
-        PSDDescriptor d;
-        d.set(key, value);
-        EXPECT_EQ(thrownError([&] { (void)d.data(); }), error) << what;
-    }
-    PSDDescriptor badName;
-    badName.name = "\xFF";
-    EXPECT_EQ(thrownError([&] { (void)badName.data(); }), E::writeUnknownError);
-}
-
-TEST(DescriptorTextTest, UnifiedStringValuesCompareByCanonicalEquivalence)
-{
-    const auto composed = UnifiedStringValue::string("caf\xC3\xA9");
-    const auto decomposed = UnifiedStringValue::string("cafe\xCC\x81");
-    EXPECT_EQ(composed, decomposed);
-    EXPECT_EQ(composed.hash(), decomposed.hash());
-    EXPECT_NE(UnifiedStringValue::string("abcd"), UnifiedStringValue(Code("abcd")));
-    PSDDescriptorProperties map;
-    map.set(composed, true);
-    EXPECT_NE(map.find(decomposed), nullptr);
-    EXPECT_EQ(decomposed.text(), "cafe\xCC\x81"); // kept as given
 }
 
 } // namespace

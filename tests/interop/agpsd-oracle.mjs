@@ -81,14 +81,10 @@ function smallDocument() {
     const children = [
         { name: 'Background', left: 0, top: 0, imageData: background },
         { name: 'Glass ½', left: 5, top: 7, opacity: 0.5, imageData: glass },
-        {
-            name: 'Group',
-            opened: true,
-            children: [
-                { name: 'Disc', left: 30, top: 12, imageData: disc, mask: discMask },
-                { name: 'Empty', left: 0, top: 0 },
-            ],
-        },
+        { name: 'Group', opened: true, children: [
+            { name: 'Disc', left: 30, top: 12, imageData: disc, mask: discMask },
+            { name: 'Empty', left: 0, top: 0 },
+        ] },
         { name: 'Hidden', left: 2, top: 30, hidden: true, imageData: pixels(10, 10, () => [1, 2, 3, 255]) },
         { name: 'Past the edge', left: 55, top: 35, imageData: outside },
     ];
@@ -102,8 +98,8 @@ function patternDocument() {
     const id = '6a7c2e10-4b1d-11ee-9c1a-0242ac120002';
     const bounds = { x: 0, y: 0, w: 9, h: 7 };
     const pattern = { name: 'Woven', id, x: 0, y: 0, bounds, data: new Uint8Array(data.buffer) };
-    const children = [{ name: 'Paper', left: 0, top: 0, imageData: image }];
-    return { width: 16, height: 12, children, imageData: image, patterns: [pattern] };
+    return { width: 16, height: 12, children: [{ name: 'Paper', left: 0, top: 0, imageData: image }], imageData: image,
+        patterns: [pattern] };
 }
 
 function write(folder) {
@@ -126,9 +122,9 @@ function layerKind(layer) {
 
 function trees(files) {
     const result = {};
+    const skip = { skipLayerImageData: true, skipCompositeImageData: true, skipThumbnail: true };
     for (const file of files) {
         try {
-            const skip = { skipLayerImageData: true, skipCompositeImageData: true, skipThumbnail: true };
             const psd = readPsd(readFileSync(file), skip);
             const entries = [];
             const visit = (children, depth) => {

@@ -8,7 +8,8 @@ high-level images are 8-bit, while the records give every depth's samples unchan
 
 For the tool tests (tests/tool), on the small documents they make: `rendered` gives psd-tools'
 layers and its own rendering ({"depth", "layers": [{"name", "kind", "bbox": [left, top, right,
-bottom], "visible", "rgba": flat 0-255 samples of pixel layers}], "composite": flat RGBA 0-255},
+bottom], "visible", "opacity" 0-255, "parent" name, "rgba": flat 0-255 samples of pixel layers}],
+"composite": flat RGBA 0-255},
 layers bottom first), `stored` the stored merged image freed of its white matte ({"mode", "rgba"})."""
 import logging
 import warnings
@@ -87,6 +88,7 @@ def _rgba255(array):
 def rendered(path):
     psd = PSDImage.open(path)
     layers = [{"name": layer.name, "kind": layer.kind, "bbox": list(layer.bbox), "visible": bool(layer.visible),
+               "opacity": layer.opacity, "parent": None if layer.parent is psd else layer.parent.name,
                **({"rgba": _rgba255(layer.numpy())} if layer.kind == "pixel" else {})} for layer in psd.descendants()]
     composite = psd.composite(force=True).convert("RGBA")
     return {"depth": psd.depth, "layers": layers, "composite": [int(v) for v in np.asarray(composite).reshape(-1)]}

@@ -22,24 +22,6 @@ Bytes bytesOf(std::string_view text)
     return {text.begin(), text.end()};
 }
 
-TEST(PropertyValueTest, ConstructionPicksTheKindAndEqualityNeedsTheSameKindAndContents)
-{
-    EXPECT_TRUE(PropertyValue("text").isString()) << "a literal is text, not a boolean";
-    EXPECT_EQ(PropertyValue(std::uint64_t{0xFFFFFFFFFFFFFFFF}), PropertyValue(-1));
-    EXPECT_NE(PropertyValue(1), PropertyValue(1.0));
-    EXPECT_NE(PropertyValue(1), PropertyValue(true));
-    EXPECT_NE(PropertyValue("norm"), PropertyValue(PSDFourCharCode("norm")));
-    EXPECT_EQ(PropertyValue(PSDFourCharCode("norm")), PropertyValue(PSDFourCharCode("norm")));
-    const PropertyValue nested =
-        PropertyDictionary{{"a", PropertyArray{1, "x", PropertyDictionary{{"b", 2.5}}}}};
-    PropertyValue changed = nested;
-    EXPECT_EQ(changed, nested);
-    (*changed.asDictionary())["a"].asArray()->at(2).asDictionary()->at("b") = 2.6;
-    EXPECT_NE(changed, nested);
-    EXPECT_EQ(nested.asDictionary()->at("a").asArray()->at(2).asDictionary()->at("b"), PropertyValue(2.5))
-        << "copies are independent";
-}
-
 constexpr std::string_view kHostList = R"(<?xml version="1.0" encoding="UTF-8"?>
 <!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
 <plist version="1.0">
@@ -65,7 +47,7 @@ constexpr std::string_view kHostList = R"(<?xml version="1.0" encoding="UTF-8"?>
 </plist>
 )";
 
-TEST(PropertyListTest, XmlRoundTripKeepsEveryKindOfValue)
+TEST(PropertyListTest, XmlRoundTripKeepsEveryKindOfValueAndValuesCompareByKindAndContents)
 {
     const PropertyValue parsed = parsePropertyList(bytesOf(kHostList));
     const PropertyValue expected = PropertyDictionary{
@@ -87,6 +69,21 @@ TEST(PropertyListTest, XmlRoundTripKeepsEveryKindOfValue)
     const PropertyValue reparsed = parsePropertyList(written);
     EXPECT_EQ(reparsed, parsed) << reparsed.debugDescription();
     EXPECT_EQ(xmlPropertyList(*reparsed.asDictionary()), written) << "writing is deterministic";
+
+    // Values are of the kind they were made as, equal only with the same kind and contents, and
+    // copies are independent.
+    EXPECT_TRUE(PropertyValue("text").isString()) << "a literal is text, not a boolean";
+    EXPECT_EQ(PropertyValue(std::uint64_t{0xFFFFFFFFFFFFFFFF}), PropertyValue(-1));
+    EXPECT_NE(PropertyValue(1), PropertyValue(1.0));
+    EXPECT_NE(PropertyValue(1), PropertyValue(true));
+    EXPECT_NE(PropertyValue("norm"), PropertyValue(PSDFourCharCode("norm")));
+    const PropertyValue nested =
+        PropertyDictionary{{"a", PropertyArray{1, "x", PropertyDictionary{{"b", 2.5}}}}};
+    PropertyValue changed = nested;
+    (*changed.asDictionary())["a"].asArray()->at(2).asDictionary()->at("b") = 2.6;
+    EXPECT_NE(changed, nested);
+    EXPECT_EQ(nested.asDictionary()->at("a").asArray()->at(2).asDictionary()->at("b"), PropertyValue(2.5))
+        << "copies are independent";
 }
 
 TEST(PropertyListTest, NumbersSurviveTheXmlFormDatesLoseTheirFractionAndIntegersAreTwosComplement)

@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """Writes gradient-fill-stops.txt: the stops of every gradient fill ("GdFl") layer of the corpus, as
-psd-tools (Debian python3-psd-tools) reads them, for DescriptorCorpusTest.
+psd-tools (Debian python3-psd-tools) reads them, for the gradient conversion tests of
+DescriptorConversionTest.cpp.
 
 One line per gradient fill:  <file> <record index> C <n> (<Lctn> <Mdpn> <colour>)*n
                              O <m> (<Lctn> <Mdpn> <Opct>)*m

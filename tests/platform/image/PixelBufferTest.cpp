@@ -52,28 +52,25 @@ PixelBuffer<P> decoded(IntegralSize size, const std::vector<AnyChannelData>& cha
     return PixelBuffer<P>(size, list, expand, "decoded", mayUseWorkerThread);
 }
 
-struct Coding {
-    Compression compression;
-    PredictionType prediction;
-};
-constexpr Coding everyCoding[] = {{Compression::none, PredictionType::none},
-                                  {Compression::rle, PredictionType::none},
-                                  {Compression::zip, PredictionType::none},
-                                  {Compression::zip, PredictionType::prediction}};
+constexpr std::pair<Compression, PredictionType> everyCoding[] = {
+    {Compression::none, PredictionType::none},
+    {Compression::rle, PredictionType::none},
+    {Compression::zip, PredictionType::none},
+    {Compression::zip, PredictionType::prediction}};
 
 template <typename P> void expectRoundTrips(IntegralSize size)
 {
     PixelBuffer<P> original(size, "original");
     fillMixed(original.mutableBytes(), static_cast<std::uint32_t>(size.width * 31 + size.height));
-    for (const Coding& coding : everyCoding) {
+    for (const auto& [compression, prediction] : everyCoding) {
         // Large images are split and decoded with a worker thread when allowed; the result is the same.
-        const auto channels = original.makeChannelData(false, coding.compression, coding.prediction, false);
-        EXPECT_EQ(original.makeChannelData(false, coding.compression, coding.prediction, true), channels);
+        const auto channels = original.makeChannelData(false, compression, prediction, false);
+        EXPECT_EQ(original.makeChannelData(false, compression, prediction, true), channels);
         const auto before = channels;
         const PixelBuffer<P> back = decoded<P>(size, channels, false, true);
         EXPECT_TRUE(std::ranges::equal(back.bytes(), original.bytes()))
-            << size.width << "x" << size.height << " " << rawText(coding.compression) << " "
-            << static_cast<int>(coding.prediction);
+            << size.width << "x" << size.height << " " << rawText(compression) << " "
+            << static_cast<int>(prediction);
         EXPECT_EQ(channels, before) << "decoding must leave the stored channels as they were";
     }
 }
@@ -82,17 +79,16 @@ TEST(PixelBufferTest, EveryCodingDepthAndSizeRoundTrips)
 {
     const IntegralSize sizes[] = {{1, 1},   {8, 8}, {9, 9}, {13, 7}, {1000, 1},
                                   {1, 300}, {0, 0}, {0, 4}, {5, 0},  {1024, 1030}};
+    const auto inEveryFormat = []<typename... P>(IntegralSize size, P...) {
+        (expectRoundTrips<P>(size), ...);
+    };
     for (const IntegralSize size : sizes) {
-        expectRoundTrips<PixelARGB8>(size);
-        expectRoundTrips<PixelRGBA16>(size);
-        expectRoundTrips<PixelRGBA32>(size);
-        expectRoundTrips<PixelGray8>(size);
-        expectRoundTrips<PixelGray16>(size);
-        expectRoundTrips<PixelGray32>(size);
+        inEveryFormat(size, PixelARGB8{}, PixelRGBA16{}, PixelRGBA32{}, PixelGray8{}, PixelGray16{},
+                      PixelGray32{});
     }
 }
 
-TEST(PixelBufferTest, LittleEndianChannelsDecodeByTheirFlag)
+TEST(PixelBufferTest, SixteenBitSamplesDecodeByTheirByteOrderAndExpandTheirRangeOnlyWhenAsked)
 {
     // Samples 0x0102 and 0x0304, little-endian; predicted: differences 0x0102 and 0x0202.
     const V raw{0x02, 0x01, 0x04, 0x03};
@@ -107,10 +103,8 @@ TEST(PixelBufferTest, LittleEndianChannelsDecodeByTheirFlag)
         EXPECT_EQ(buffer.at(0, 0).v, 0x0102);
         EXPECT_EQ(buffer.at(1, 0).v, 0x0304);
     }
-}
 
-TEST(PixelBufferTest, ExpandingTheSixteenBitRangeScalesOnlyWhenAsked)
-{
+    // The 15-bit range of 16-bit samples is expanded only when asked.
     const V samples = ByteBuilder().u16(0).u16(16384).u16(32768).u16(40000).u16(1);
     const std::vector<AnyChannelData> channels{
         ChannelData<std::uint16_t>(samples, true, Compression::none, PredictionType::none)};
@@ -126,7 +120,7 @@ TEST(PixelBufferTest, ExpandingTheSixteenBitRangeScalesOnlyWhenAsked)
     EXPECT_EQ(decoded<PixelGray8>({1, 1}, bytes, true).at(0, 0).v, 200);
 }
 
-TEST(PixelBufferTest, ChannelsThatDoNotFitTheirPlaneAreRefusedWithTheirError)
+TEST(PixelBufferTest, ChannelsThatDoNotFitTheirPlaneAndUnknownCodingsAreRefusedWithTheirError)
 {
     const auto u8 = [](V data, Compression compression = Compression::none, PredictionType prediction = {}) {
         return AnyChannelData(SampleType::uint8, std::move(data), true, compression, prediction);
@@ -138,8 +132,6 @@ TEST(PixelBufferTest, ChannelsThatDoNotFitTheirPlaneAreRefusedWithTheirError)
     };
     const V plane4 = {1, 2, 3, 4};
     const V deflated = detail::zlibDeflate(plane4);
-    V trailing = deflated;
-    trailing.push_back(0);
     std::vector<std::int64_t> hugeCounts(300000, 0);
     hugeCounts[0] = 10;
     using E = ImageError;
@@ -158,12 +150,8 @@ TEST(PixelBufferTest, ChannelsThatDoNotFitTheirPlaneAreRefusedWithTheirError)
         {"negative row count", two, rle({0x01, 1, 2}, {4, -1}), E::rowByteCountMismatch},
         {"row counts beyond the data", two, rle({0x01, 1, 2, 0x01, 3}, {3, 3}), E::rowByteCountMismatch},
         {"data beyond the row counts", two, rle({1, 1, 2, 1, 3, 4, 0}, {3, 3}), E::rowByteCountMismatch},
-        {"short PackBits row", two, rle({0x00, 1, 0x01, 3, 4}, {2, 3}), E::corruptPackBits},
-        {"overlong PackBits row", two, rle({0x02, 1, 2, 3, 0x01, 3, 4}, {4, 3}), E::corruptPackBits},
+        // Rows and streams the codecs refuse (their own tests hold the cases) fail the buffer too.
         {"PackBits huge from ten bytes", huge, rle(V(10), hugeCounts), E::corruptPackBits},
-        {"zip inflating to less", {3, 2}, u8(deflated, Compression::zip), E::corruptZip},
-        {"zip inflating to more", {3, 1}, u8(deflated, Compression::zip), E::corruptZip},
-        {"zip with trailing bytes", two, u8(trailing, Compression::zip), E::corruptZip},
         {"zip huge from ten bytes", huge, u8(V(10), Compression::zip), E::corruptZip},
         {"prediction 2", two, u8(deflated, Compression::zip, PredictionType{2}), E::unsupportedPrediction},
         {"compression 3", two, u8(plane4, ChannelDataCompressionType{3}), E::unsupportedCompression},
@@ -184,10 +172,7 @@ TEST(PixelBufferTest, ChannelsThatDoNotFitTheirPlaneAreRefusedWithTheirError)
     const auto invalid = [] { (void)makePixelBuffer(PixelFormat::gray16, {1, -1}); };
     EXPECT_EQ(thrownError(invalid), ImageError::invalidSize);
     EXPECT_EQ(colorPixelFormatForDepth(1), std::nullopt);
-}
-
-TEST(PixelBufferTest, SplittingRefusesCompressionsAndPredictionsItDoesNotKnow)
-{
+    // Splitting refuses compressions and predictions it does not know.
     const PixelBuffer<PixelRGBA16> buffer({2, 2});
     const auto split = [&](Compression c, PredictionType p) {
         return buffer.makeChannelData(false, c, p, false);
