@@ -90,49 +90,35 @@ TEST(PSDWriterSinkTest, EverySinkReceivesTheBytesAWriterInMemoryKeeps)
     EXPECT_EQ(pieces.position(), 0U);
 }
 
-// Fails with its own exception once `limit` bytes were received, or on the first patch.
-class FailingSink final : public PSDOutputSink {
-  public:
+// Throws its own exception once `limit` bytes were received, or on the first patch.
+struct FailingSink final : PSDOutputSink {
     struct Failure {};
-    explicit FailingSink(std::uint64_t limit, bool failPatches) : limit_(limit), failPatches_(failPatches) {}
+    FailingSink(std::uint64_t byteLimit, bool failOnPatch) : limit(byteLimit), failPatches(failOnPatch) {}
     void write(std::span<const std::uint8_t> bytes) override
     {
-        if (position_ + bytes.size() > limit_) {
+        if (bytes.size() > limit - at) {
             throw Failure{};
         }
-        position_ += bytes.size();
+        at += bytes.size();
     }
     void patch(std::uint64_t, std::span<const std::uint8_t>) override
     {
-        if (failPatches_) {
+        if (failPatches) {
             throw Failure{};
         }
     }
-    [[nodiscard]] std::uint64_t position() const noexcept override { return position_; }
-
-  private:
-    std::uint64_t position_ = 0;
-    std::uint64_t limit_;
-    bool failPatches_;
+    [[nodiscard]] std::uint64_t position() const noexcept override { return at; }
+    std::uint64_t limit, at = 0;
+    bool failPatches;
 };
 
 TEST(PSDWriterSinkTest, ASinkFailureReachesTheCallerUnchanged)
 {
     const std::uint64_t total = inMemory().size();
-    const struct {
-        const char* name;
-        std::uint64_t limit;
-        bool failPatches;
-    } cases[] = {
-        {"first write", 0, false},
-        {"half-way", total / 2, false},
-        {"last write", total - 1, false},
-        {"first patch", total, true},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        FailingSink sink(c.limit, c.failPatches);
-        EXPECT_THROW(writeSampleTo(sink), FailingSink::Failure);
+    for (const auto& [limit, failPatches] :
+         {std::pair{0ULL, false}, {total / 2, false}, {total - 1, false}, {total, true}}) {
+        FailingSink sink(limit, failPatches);
+        EXPECT_THROW(writeSampleTo(sink), FailingSink::Failure) << limit;
     }
 }
 

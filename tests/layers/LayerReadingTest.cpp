@@ -14,12 +14,12 @@ namespace {
 using namespace psdkit::testing;
 using V = std::vector<std::uint8_t>;
 
-// One tagged block's bytes.
+// One tagged block's bytes, its length not padded (odd lengths get one pad byte after the data).
 V block(const std::string& key, const V& data, const std::string& signature = "8BIM")
 {
     ByteBuilder b;
-    appendBlock(b, key, data, signature);
-    return b.bytes();
+    b.ascii(signature).ascii(key).begin(signature == "8B64").raw(data).end();
+    return b.zeros(data.size() % 2);
 }
 
 // Extra data of a record: no mask, no blending ranges, an empty name, then `blocks`.
@@ -31,15 +31,12 @@ V withBlocks(const V& blocks)
 // Extra data of a record whose mask data is `size` bytes: the rectangle, then `tail`.
 V withMask(std::int64_t size, std::array<std::int32_t, 4> rect, const V& tail)
 {
-    return ByteBuilder()
-        .i32(size)
-        .i32(rect[0])
-        .i32(rect[1])
-        .i32(rect[2])
-        .i32(rect[3])
-        .raw(tail)
-        .u32(0)
-        .pascal("", 4);
+    ByteBuilder b;
+    b.i32(size);
+    for (const std::int32_t side : rect) {
+        b.i32(side);
+    }
+    return b.raw(tail).u32(0).pascal("", 4);
 }
 
 // A file of one layer record of the given extra data; with channels, the record is one pixel tall

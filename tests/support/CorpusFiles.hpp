@@ -66,13 +66,10 @@ inline std::vector<std::string> rgbCorpusFileNames()
 struct CorpusTestName {
     std::string operator()(const ::testing::TestParamInfo<std::string>& param) const
     {
-        std::string n = param.param;
-        for (char& c : n) {
-            if (!std::isalnum(static_cast<unsigned char>(c))) {
-                c = '_';
-            }
-        }
-        return n;
+        std::string name = param.param;
+        std::replace_if(
+            name.begin(), name.end(), [](unsigned char c) { return !std::isalnum(c); }, '_');
+        return name;
     }
 };
 

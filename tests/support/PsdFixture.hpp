@@ -93,23 +93,6 @@ inline std::vector<std::uint8_t> fileWithLayers(const std::vector<RecordFields>&
     return buildFile(s);
 }
 
-/// A layer-level tagged block with `data`, length not padded (as the reader expects it: odd lengths get one
-/// pad byte).
-inline void appendBlock(ByteBuilder& b, const std::string& key, const std::vector<std::uint8_t>& data,
-                        const std::string& signature = "8BIM")
-{
-    b.ascii(signature).ascii(key);
-    if (signature == "8B64") {
-        b.i64(static_cast<std::int64_t>(data.size()));
-    } else {
-        b.u32(data.size());
-    }
-    b.raw(data);
-    if (data.size() % 2 != 0) {
-        b.u8(0);
-    }
-}
-
 /// How many times `needle` occurs in `bytes`, overlaps included.
 inline std::size_t occurrences(const std::vector<std::uint8_t>& bytes,
                                const std::vector<std::uint8_t>& needle)

@@ -3,12 +3,14 @@
 // compared with what an independent reader decodes (expected.json).
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <openssl/sha.h>
+
+#include <algorithm>
 
 #include "psdkit/document/PSDWrapper.hpp"
 #include "psdkit/platform/image/PixelTypes.hpp"
 #include "support/CorpusFiles.hpp"
 #include "support/DocumentExpectations.hpp"
-#include "support/Sha256.hpp"
 
 namespace psdkit {
 namespace {
@@ -39,6 +41,18 @@ bool readBySecondAttempt(const std::string& name)
 bool opensNestedGroups(const std::string& name)
 {
     return name == "agpsd-nested.psd";
+}
+
+// The SHA-256 of `bytes` in lower-case hex, as the independent reader lists its samples.
+std::string sha256Hex(std::span<const std::uint8_t> bytes)
+{
+    unsigned char digest[SHA256_DIGEST_LENGTH];
+    SHA256(bytes.data(), bytes.size(), digest);
+    std::string hex;
+    for (const unsigned char byte : digest) {
+        hex += {"0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
+    }
+    return hex;
 }
 
 template <typename T> json sizeOf(const std::optional<T>& value)
@@ -215,14 +229,9 @@ TEST_P(CorpusReadingTest, DecodesTheSamplesAnIndependentReaderDecodes)
     ASSERT_TRUE(composite);
     if (oracleUsesChannel3 == doc.compositeImageHasAlphaChannel) {
         std::vector<std::uint8_t> rgba(composite->bytes().begin(), composite->bytes().end());
-        if (composite->format() == image::PixelFormat::argb8) {
-            for (std::size_t p = 0; p + 3 < rgba.size(); p += 4) {
-                const std::uint8_t a = rgba[p];
-                rgba[p] = rgba[p + 1];
-                rgba[p + 1] = rgba[p + 2];
-                rgba[p + 2] = rgba[p + 3];
-                rgba[p + 3] = a;
-            }
+        for (auto p = rgba.begin(); composite->format() == image::PixelFormat::argb8 && p != rgba.end();
+             p += 4) {
+            std::rotate(p, p + 1, p + 4); // ARGB to RGBA
         }
         EXPECT_EQ(sha256Hex(rgba), oracle["composite_rgba_sha256"].get<std::string>());
     }
