@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "psdkit/core/PSDScanner.hpp"
 #include "support/ByteBuilder.hpp"
 
 namespace psdkit::testing {
@@ -105,33 +106,24 @@ inline std::size_t occurrences(const std::vector<std::uint8_t>& bytes,
     return n;
 }
 
-/// The data of the first image resource `identifier` of a PSD or PSB file, read independently
-/// of the library; absent when the file has none.
+/// The data of the first image resource `identifier` of a PSD or PSB file, found by walking the
+/// resource section with the scanner alone; absent when the file has none.
 inline std::optional<std::vector<std::uint8_t>> firstResource(const std::vector<std::uint8_t>& file,
-                                                              std::uint16_t identifier)
+                                                              std::int64_t identifier)
 {
-    auto be = [&](std::size_t at, std::size_t width) {
-        std::uint64_t v = 0;
-        for (std::size_t i = 0; i < width; ++i) {
-            v = (v << 8) | file.at(at + i);
-        }
-        return v;
-    };
-    std::size_t at = 26;
-    at += 4 + be(at, 4);
-    const std::size_t end = at + 4 + be(at, 4);
-    at += 4;
-    while (at + 12 <= end) {
-        const auto id = be(at + 4, 2);
-        const std::size_t nameBytes = (1 + file.at(at + 6) + 1) & ~std::size_t{1};
-        at += 6 + nameBytes;
-        const std::size_t size = be(at, 4);
-        at += 4;
+    PSDScanner s(file);
+    s.seek(26);
+    s.skip(s.scanInt32()); // colour mode data
+    const std::int64_t end = s.scanInt32() + s.offset();
+    while (s.offset() < end) {
+        s.skip(4); // signature
+        const std::int64_t id = s.scanUInt16();
+        s.skip((s.scanUInt8() + 2) / 2 * 2 - 1); // the rest of the name, padded to even
+        const std::int64_t size = s.scanInt32();
         if (id == identifier) {
-            return std::vector<std::uint8_t>(file.begin() + static_cast<std::ptrdiff_t>(at),
-                                             file.begin() + static_cast<std::ptrdiff_t>(at + size));
+            return s.scanData(size);
         }
-        at += size + size % 2;
+        s.skip(size + size % 2);
     }
     return std::nullopt;
 }
