@@ -12,21 +12,13 @@ namespace {
 using namespace psdkit::testing;
 using V = std::vector<std::uint8_t>;
 
-std::function<void(ByteBuilder&)> resources(std::function<void(ByteBuilder&)> blocks)
-{
-    return [blocks](ByteBuilder& b) {
-        b.begin();
-        blocks(b);
-        b.end();
-    };
-}
-
 // What real files do not show: repeated blocks (the last wins), resolutions just under a whole
 // number, unknown blocks kept with their names; the corpus tests check every field of real files.
 TEST(DocumentResourcesTest, RepeatedBlocksRoundedResolutionAndKeptBlocks)
 {
     FileSections s;
-    s.resources = resources([](ByteBuilder& b) {
+    s.resources = [](ByteBuilder& b) {
+        b.begin();
         appendResource(b, 1005, ByteBuilder().u32(0x00480000).i16(1).i16(3).u32(0x0047FFFF).i16(2).i16(1));
         appendResource(b, 1069, ByteBuilder().u16(0));
         appendResource(b, 1069, ByteBuilder().u16(2).i32(7).i32(9));
@@ -34,7 +26,8 @@ TEST(DocumentResourcesTest, RepeatedBlocksRoundedResolutionAndKeptBlocks)
         appendResource(b, 1006, ByteBuilder().pascal("a").pascal("bc"));
         appendResource(b, 4000, {1, 2, 3}, "ab");
         appendResource(b, 4001, {9}, "");
-    });
+        b.end();
+    };
     PSDWrapper doc(buildFile(s));
     EXPECT_EQ(doc.vRes, 72.0);
     EXPECT_EQ(doc.selectedLayerIDs, (std::vector<std::int64_t>{7, 9}));
@@ -123,7 +116,6 @@ TEST(DocumentReadingTest, MalformedFilesAreRefusedWithTheirError)
         {"reserved bytes cut short", ByteBuilder().ascii("8BPS").i16(1).zeros(3), end},
         {"version 3", withHeader({.version = 3}), PSDError::readUnknownFileVersion},
         {"grayscale", withHeader({.mode = 1}), PSDError::readUnsupportedColorMode},
-        {"CMYK", withHeader({.mode = 4}), PSDError::readUnsupportedColorMode},
         {"colour mode 5", withHeader({.mode = 5}), corrupt},
         {"colour mode -1", withHeader({.mode = -1}), corrupt},
         {"depth 7", withHeader({.depth = 7}), corrupt},
@@ -145,7 +137,6 @@ TEST(DocumentReadingTest, MalformedFilesAreRefusedWithTheirError)
          withLayersAndMasks(ByteBuilder().u32(20).u32(0).u32(0).ascii("8BIXPatt").u32(0)), corrupt},
         {"negative layer and mask section", withLayersAndMasks(ByteBuilder().i32(-4)), corrupt},
         {"image compression 2", withImageData({}, ByteBuilder().u16(2).zeros(20)), corrupt},
-        {"image compression 4", withImageData({}, ByteBuilder().u16(4)), corrupt},
         {"row counts cut short", withImageData({}, ByteBuilder().u16(1).i16(2)), end},
         {"negative row count",
          withImageData({.height = 1, .width = 1}, ByteBuilder().u16(1).i16(-2).i16(1).i16(1)), parameter},
