@@ -15,11 +15,6 @@ namespace {
 using namespace psdkit::testing;
 using V = std::vector<std::uint8_t>;
 
-template <typename P> std::shared_ptr<image::PixelBuffer<P>> blank(std::int64_t width, std::int64_t height)
-{
-    return std::make_shared<image::PixelBuffer<P>>(image::IntegralSize{width, height});
-}
-
 std::shared_ptr<image::PixelBufferType> compositeFor(const PSDWrapper& doc)
 {
     const auto format = image::colorPixelFormatForDepth(doc.bitDepth).value_or(image::PixelFormat::argb8);
@@ -190,7 +185,7 @@ TEST(DocumentWritingTest, ValuesThatDoNotFitAreRefused)
         [](PSDWrapper& d) { d.layers[0]->contentsRect = PSDMacRect(0, 0, 2, 2); },
         [](PSDWrapper& d) {
             d.layers[0]->contentsRect = PSDMacRect(0, 0, 2, 2);
-            d.layers[0]->setContentImage(blank<image::PixelARGB8>(3, 2));
+            d.layers[0]->setContentImage(image::makePixelBuffer(image::PixelFormat::argb8, {3, 2}));
         },
         [](PSDWrapper& d) {
             d.layers[0]->hasLayerMask = true;
@@ -207,10 +202,12 @@ TEST(DocumentWritingTest, ValuesThatDoNotFitAreRefused)
         [](PSDWrapper& d) { d.layers[0]->contentsRect = PSDMacRect(0, 0, std::int64_t{1} << 33, 1); },
         [](PSDWrapper& d) { d.hRes = 70000; },
         [](PSDWrapper& d) { d.imageWidth = std::int64_t{1} << 31; },
-        [](PSDWrapper& d) { d.layers[0]->setContentImage(blank<image::PixelARGB8>(3, 3)); },
+        [](PSDWrapper& d) {
+            d.layers[0]->setContentImage(image::makePixelBuffer(image::PixelFormat::argb8, {3, 3}));
+        },
         [](PSDWrapper& d) {
             auto alpha = std::make_shared<PSDAlphaChannel>();
-            alpha->image = blank<image::PixelGray8>(1, 1);
+            alpha->image = image::makePixelBuffer(image::PixelFormat::gray8, {1, 1});
             d.addAlphaChannel(alpha);
         },
         [](PSDWrapper& d) {
