@@ -43,17 +43,14 @@ V withMask(std::int64_t size, std::array<std::int32_t, 4> rect, const V& tail)
     return b.raw(tail).u32(0).pascal("", 4);
 }
 
-// A file of one layer record of the given extra data; with channels, the record is one pixel tall
-// (`bottom`) and wide and `channelData` follows it.
-V layerFile(const V& extraData, std::vector<std::pair<std::int16_t, std::int64_t>> channels = {},
-            const V& channelData = {}, std::int32_t bottom = 0)
+// A file of one layer record of the given extra data; with channels (id, stored bytes), the record
+// is one pixel tall (`bottom`) and wide.
+V layerFile(const V& extraData, std::vector<std::pair<std::int16_t, V>> channels = {},
+            std::int32_t bottom = 0)
 {
-    RecordFields r;
-    r.bottom = bottom;
-    r.right = bottom == 0 ? 0 : 1;
-    r.channels = std::move(channels);
+    RecordFields r{.bottom = bottom, .right = bottom == 0 ? 0 : 1, .channels = std::move(channels)};
     r.extra = [&](ByteBuilder& b) { b.raw(extraData); };
-    return fileWithLayers({r}, [&](ByteBuilder& b) { b.raw(channelData); });
+    return fileWithLayers({r});
 }
 
 TEST(LayerRecordTest, NamesPadByStoredBytesAndRepeatedBlocksKeepTheirFirstPlace)
@@ -130,12 +127,12 @@ TEST(LayerRecordTest, MalformedRecordsFailWithTheirErrorAndMaskSizesAsRead)
         {"negative kept block length",
          layerFile(withBlocks(ByteBuilder().ascii("8BIMSoCo").i32(-4).zeros(8))),
          PSDError::readParameterError},
-        {"inverted bounds", layerFile(withBlocks({}), {}, {}, -1), corrupt},
-        {"one colour channel", layerFile(withBlocks({}), {{0, 3}}, {0, 0, 1}, 1),
+        {"inverted bounds", layerFile(withBlocks({}), {}, -1), corrupt},
+        {"one colour channel", layerFile(withBlocks({}), {{0, {0, 0, 1}}}, 1),
          PSDError::readInvalidImageData},
-        {"compression 4", layerFile(withBlocks({}), {{0, 3}}, {0, 4, 1}, 1),
+        {"compression 4", layerFile(withBlocks({}), {{0, {0, 4, 1}}}, 1),
          PSDError::readUnsupportedImageCompression},
-        {"channel shorter than its compression code", layerFile(withBlocks({}), {{0, 1}}, {0, 0}, 1),
+        {"channel shorter than its compression code", layerFile(withBlocks({}), {{0, {0}}}, 1),
          PSDError::readParameterError},
     };
     for (const auto& c : cases) {

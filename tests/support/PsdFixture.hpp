@@ -63,17 +63,17 @@ inline std::vector<std::uint8_t> buildFile(const FileSections& s)
     return b.bytes();
 }
 
-/// Fields of one layer record (normal blending, opaque, visible); the extra data is built by `extra`
-/// (mask, ranges, name, blocks), its length added.
+/// Fields of one layer record (normal blending, opaque, visible): bounds, channels with their stored
+/// bytes (compression code included), and the extra data built by `extra` (mask, ranges, name,
+/// blocks), its length added.
 struct RecordFields {
     std::int32_t top = 0, left = 0, bottom = 0, right = 0;
-    std::vector<std::pair<std::int16_t, std::int64_t>> channels; // id, length
+    std::vector<std::pair<std::int16_t, std::vector<std::uint8_t>>> channels; // id, stored bytes
     std::function<void(ByteBuilder&)> extra = [](ByteBuilder& b) { b.u32(0).u32(0).pascal("", 4); };
 };
 
-/// A file whose layer information holds the given records, then `channelData`.
-inline std::vector<std::uint8_t> fileWithLayers(const std::vector<RecordFields>& records,
-                                                const std::function<void(ByteBuilder&)>& channelData)
+/// A file whose layer information holds the given records, then their channels' bytes.
+inline std::vector<std::uint8_t> fileWithLayers(const std::vector<RecordFields>& records)
 {
     FileSections s;
     s.layersAndMasks = [&](ByteBuilder& b) {
@@ -81,14 +81,18 @@ inline std::vector<std::uint8_t> fileWithLayers(const std::vector<RecordFields>&
         for (const auto& r : records) {
             b.i32(r.top).i32(r.left).i32(r.bottom).i32(r.right).i16(
                 static_cast<std::int64_t>(r.channels.size()));
-            for (const auto& [id, length] : r.channels) {
-                b.i16(id).i32(length);
+            for (const auto& [id, bytes] : r.channels) {
+                b.i16(id).u32(bytes.size());
             }
             b.ascii("8BIMnorm").u8(255).u8(0).u8(0).u8(0).begin();
             r.extra(b);
             b.end();
         }
-        channelData(b);
+        for (const auto& r : records) {
+            for (const auto& channel : r.channels) {
+                b.raw(channel.second);
+            }
+        }
         b.end().u32(0).end();
     };
     return buildFile(s);

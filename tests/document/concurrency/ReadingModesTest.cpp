@@ -132,21 +132,14 @@ INSTANTIATE_TEST_SUITE_P(Corpus, CorpusReadingModes, ::testing::ValuesIn(corpusF
 // vector per channel 0, 1, 2 of each layer.
 V fileWithLayers(const std::vector<std::vector<V>>& layers)
 {
-    RecordFields twoByTwo;
-    twoByTwo.bottom = twoByTwo.right = 2;
-    std::vector<RecordFields> records(layers.size(), twoByTwo);
+    std::vector<RecordFields> records(layers.size());
     for (std::size_t i = 0; i < layers.size(); ++i) {
+        records[i].bottom = records[i].right = 2;
         for (std::size_t c = 0; c < layers[i].size(); ++c) {
-            records[i].channels.emplace_back(static_cast<std::int16_t>(c), layers[i][c].size());
+            records[i].channels.emplace_back(static_cast<std::int16_t>(c), layers[i][c]);
         }
     }
-    return testing::fileWithLayers(records, [&](ByteBuilder& b) {
-        for (const auto& channels : layers) {
-            for (const auto& channel : channels) {
-                b.raw(channel);
-            }
-        }
-    });
+    return testing::fileWithLayers(records);
 }
 
 const V kRaw = {0, 0, 1, 2, 3, 4};
