@@ -178,17 +178,12 @@ TEST(LayerContentKind, FollowsTypeThenBlocks)
         std::vector<std::string> keys;
         K expected;
     } cases[] = {
-        {PSDLayerType::regular(), {}, K::pixel},
         {PSDLayerType::regular(), {"vmsk"}, K::pixel}, // a pixel layer with a vector mask
-        {PSDLayerType::regular(), {"TySh"}, K::text},
-        {PSDLayerType::regular(), {"SoLd"}, K::smartObject},
         {PSDLayerType::regular(), {"PlLd"}, K::smartObject},
         {PSDLayerType::regular(), {"vogk"}, K::shape},
-        {solid, {}, K::fill},
         {solid, {"vsms"}, K::shape},
         {levels, {}, K::adjustment},
         {levels, {"vmsk"}, K::adjustment},
-        {PSDLayerType::group(), {}, K::group},
         {PSDLayerType::sceneGroup(), {}, K::group},
         {PSDLayerType::artboard(), {}, K::artboard},
         {PSDLayerType::sectionDivider(), {"TySh"}, K::groupEnd},
@@ -199,17 +194,15 @@ TEST(LayerContentKind, FollowsTypeThenBlocks)
     }
 }
 
-TEST(LayerText, ReadsTheStringOfTheTextDescriptor)
+TEST(LayerText, ReadsTheStringOfTheTextDescriptorAndNothingOfADamagedOne)
 {
+    V bytes = textBlock("Hello\rWorld \xD0\xA4\xD0\xBE\xD0\xBD");
     PSDLayerWrapper layer;
-    addBlock(layer, "TySh", textBlock("Hello\rWorld \xD0\xA4\xD0\xBE\xD0\xBD"));
+    addBlock(layer, "TySh", bytes);
     EXPECT_EQ(layerText(layer), std::optional<std::string>("Hello\nWorld \xD0\xA4\xD0\xBE\xD0\xBD"));
-
-    PSDLayerWrapper truncated;
-    V bytes = textBlock("Hello");
     bytes.resize(bytes.size() - 3);
-    addBlock(truncated, "TySh", bytes);
-    EXPECT_EQ(layerText(truncated), std::nullopt);
+    layer.uninterpretedBlocks[0].data = PSDSharedBytes(bytes);
+    EXPECT_EQ(layerText(layer), std::nullopt);
     EXPECT_EQ(layerText(PSDLayerWrapper()), std::nullopt);
 }
 
