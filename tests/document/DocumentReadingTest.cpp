@@ -13,8 +13,9 @@ using namespace psdkit::testing;
 using V = std::vector<std::uint8_t>;
 
 // What real files do not show: repeated blocks (the last wins), resolutions just under a whole
-// number, unknown blocks kept with their names; the corpus tests check every field of real files.
-TEST(DocumentResourcesTest, RepeatedBlocksRoundedResolutionAndKeptBlocks)
+// number, unknown blocks kept with their names, a section end that wins over its last block; the
+// corpus tests check every field of real files.
+TEST(DocumentResourcesTest, RepeatedBlocksRoundedResolutionKeptBlocksAndTheSectionEnd)
 {
     FileSections s;
     s.resources = [](ByteBuilder& b) {
@@ -34,18 +35,11 @@ TEST(DocumentResourcesTest, RepeatedBlocksRoundedResolutionAndKeptBlocks)
     EXPECT_EQ(doc.alphaChannelsPascalNames, (std::vector<std::string>{"a", "bc"}));
     EXPECT_EQ(doc.imageResources,
               (std::vector<PSDImageResourceBlock>{{4000, "ab", {1, 2, 3}}, {4001, "", {9}}}));
-}
 
-TEST(DocumentResourcesTest, SectionEndWinsOverTheLastBlock)
-{
-    FileSections s;
-    // The section ends inside the block's pad byte: reading goes on at the declared end.
-    s.resources = [](ByteBuilder& b) {
-        b.u32(12);
-        appendResource(b, 1042, {0});
-    };
-    PSDWrapper doc(buildFile(s));
-    EXPECT_FALSE(doc.enableLayerEffects);
+    // A section that ends inside its last block's pad byte: reading goes on at the declared end.
+    const PSDWrapper padded(
+        buildFile({.resources = [](ByteBuilder& b) { appendResource(b.u32(12), 1042, {0}); }}));
+    EXPECT_FALSE(padded.enableLayerEffects);
 }
 
 TEST(DocumentLayerSectionTest, EmptySectionsAndDocumentBlocks)
