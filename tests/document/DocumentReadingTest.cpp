@@ -201,7 +201,7 @@ V fileWithLr16(bool big, int lengthWidth, const V& body)
     return buildFile(s);
 }
 
-TEST(BigFileBlocksTest, EightByteLengthsReadInBigFilesOnlyAndWriteBackWithLongSignatures)
+TEST(BigFileBlocksTest, EightByteLengthsReadInBigFilesOnlyWriteBackWithLongSignaturesAndFailCleanly)
 {
     PSDWrapper doc(fileWithLr16(true, 8, layerInformation(3)));
     ASSERT_EQ(doc.layers.size(), 3u);
@@ -218,12 +218,9 @@ TEST(BigFileBlocksTest, EightByteLengthsReadInBigFilesOnlyAndWriteBackWithLongSi
     const V written = doc.serializedRepresentationWithCompositeImage(composite.get());
     EXPECT_EQ(occurrences(written, ByteBuilder().ascii("8B64Lr16")), 1u);
     EXPECT_EQ(PSDWrapper(written).layers.size(), 3u);
-}
 
-TEST(BigFileBlocksTest, FailingBothWaysReportsTheFirstAttemptsError)
-{
-    // Under the rule the block overruns (readUnknownError); with the 8-byte length its record has a
-    // bad blend signature (readCorruptFile).
+    // Failing both ways reports the first attempt's error: under the rule the block overruns
+    // (readUnknownError); with the 8-byte length its record has a bad blend signature (readCorruptFile).
     EXPECT_EQ(thrownError([] { PSDWrapper d(fileWithLr16(true, 8, layerInformation(1, "8BIX"))); }),
               PSDError::readUnknownError);
 
