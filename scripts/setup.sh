@@ -7,7 +7,7 @@ packages=(
   cmake ninja-build g++ pkg-config
   libdeflate-dev liblcms2-dev libplist-dev libexiv2-dev libutf8proc-dev
   libspng-dev nlohmann-json3-dev
-  libgtest-dev libgmock-dev libbenchmark-dev clang-format
+  libgtest-dev libgmock-dev libbenchmark-dev libssl-dev clang-format
   python3-psd-tools imagemagick
   chromium
   python3-dev python3-pybind11 pybind11-dev python3-numpy python3-pytest python3-setuptools python3-wheel python3-venv

@@ -2,6 +2,7 @@
 // the texts that name it, and nothing for errors of other domains or before initialize().
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -17,50 +18,43 @@ TEST(PSDErrorTest, TextsOfEveryCase)
         << "before initialize()";
     PSDError::initialize();
 
-    const std::string corrupt = "This file is corrupt.";
-    const std::string unsupported = "This document contains content that is not supported by \"";
-    struct Case {
-        PSDError::Code code;
-        std::optional<std::string> text; // for texts naming the application: the part before the name
+    using E = PSDError;
+    // Each failure reason and the cases that give it; for a text that names the application, the
+    // part before the name.
+    const std::pair<std::optional<std::string>, std::vector<PSDError::Code>> texts[] = {
+        {std::nullopt,
+         {E::readUnknownError, E::writeUnknownError, E::writeUnableToCreateMetaData, E::writeParameterError}},
+        {"This document is saved in an unknown file version.", {E::readUnknownFileVersion}},
+        {"This document is saved in a color model that is not supported by \"",
+         {E::readUnsupportedColorMode}},
+        {"This document is saved with an unknown image compression type.",
+         {E::readUnsupportedImageCompression}},
+        {"This file is corrupt.", {E::readCorruptFile, E::readUnexpectedEndOfFile, E::readInvalidImageData}},
+        {"An internal error occurred.", {E::readParameterError}},
+        {"This document contains content that is not supported by \"",
+         {E::readUnsupportedDescriptorVersion, E::readUnsupportedDescriptorValueType,
+          E::readUnsupportedContentVersion, E::readUnsupportedContentType}},
     };
-    const Case cases[] = {
-        {PSDError::readUnknownError, std::nullopt},
-        {PSDError::readUnknownFileVersion, "This document is saved in an unknown file version."},
-        {PSDError::readUnsupportedColorMode,
-         "This document is saved in a color model that is not supported by \""},
-        {PSDError::readUnsupportedImageCompression,
-         "This document is saved with an unknown image compression type."},
-        {PSDError::readCorruptFile, corrupt},
-        {PSDError::readUnexpectedEndOfFile, corrupt},
-        {PSDError::readInvalidImageData, corrupt},
-        {PSDError::readParameterError, "An internal error occurred."},
-        {PSDError::readUnsupportedDescriptorVersion, unsupported},
-        {PSDError::readUnsupportedDescriptorValueType, unsupported},
-        {PSDError::readUnsupportedContentVersion, unsupported},
-        {PSDError::readUnsupportedContentType, unsupported},
-        {PSDError::writeUnknownError, std::nullopt},
-        {PSDError::writeUnableToCreateMetaData, std::nullopt},
-        {PSDError::writeParameterError, std::nullopt},
-    };
-    ASSERT_EQ(std::size(cases), static_cast<std::size_t>(PSDError::caseCount));
-    for (const auto& c : cases) {
-        const auto text = PSDError(c.code).userInfoValue(reason);
-        const auto name = PSDError(c.code).name();
-        ASSERT_EQ(text.has_value(), c.text.has_value()) << name;
-        if (!text) {
-            continue;
+    std::size_t cases = 0;
+    for (const auto& [expected, codes] : texts) {
+        for (const auto code : codes) {
+            ++cases;
+            const auto text = PSDError(code).userInfoValue(reason);
+            const auto name = PSDError(code).name();
+            ASSERT_EQ(text.has_value(), expected.has_value()) << name;
+            if (text && expected->ends_with('"')) {
+                EXPECT_TRUE(text->starts_with(*expected) && text->ends_with("\".") &&
+                            text->size() > expected->size() + 2)
+                    << name << ": " << *text;
+            } else if (text) {
+                EXPECT_EQ(*text, *expected) << name;
+            }
+            EXPECT_EQ(PSDError::userInfoValue(make_error_code(code), reason), text) << name;
+            const auto suggestion = PSDError(code).userInfoValue(PSDErrorTextKey::recoverySuggestion);
+            EXPECT_EQ(suggestion.has_value(), code == PSDError::readParameterError) << name;
         }
-        if (c.text->ends_with('"')) {
-            EXPECT_TRUE(text->starts_with(*c.text) && text->ends_with("\".") &&
-                        text->size() > c.text->size() + 2)
-                << name << ": " << *text;
-        } else {
-            EXPECT_EQ(*text, *c.text) << name;
-        }
-        EXPECT_EQ(PSDError::userInfoValue(make_error_code(c.code), reason), text) << name;
-        const auto suggestion = PSDError(c.code).userInfoValue(PSDErrorTextKey::recoverySuggestion);
-        EXPECT_EQ(suggestion.has_value(), c.code == PSDError::readParameterError) << name;
     }
+    EXPECT_EQ(cases, static_cast<std::size_t>(PSDError::caseCount));
     EXPECT_EQ(PSDError::userInfoValue(std::make_error_code(std::errc::io_error), reason), std::nullopt);
 }
 

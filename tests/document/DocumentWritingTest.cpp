@@ -15,11 +15,6 @@ namespace {
 using namespace psdkit::testing;
 using V = std::vector<std::uint8_t>;
 
-template <typename P> std::shared_ptr<image::PixelBuffer<P>> blank(std::int64_t width, std::int64_t height)
-{
-    return std::make_shared<image::PixelBuffer<P>>(image::IntegralSize{width, height});
-}
-
 std::shared_ptr<image::PixelBufferType> compositeFor(const PSDWrapper& doc)
 {
     const auto format = image::colorPixelFormatForDepth(doc.bitDepth).value_or(image::PixelFormat::argb8);
@@ -31,70 +26,66 @@ V serialize(PSDWrapper& doc)
     return doc.serializedRepresentationWithCompositeImage(compositeFor(doc).get());
 }
 
-// Walks a written file to the sections tests look into.
-struct WrittenFile {
-    explicit WrittenFile(V written) : bytes(std::move(written)), scanner(bytes)
-    {
-        scanner.seek(26);
-        scanner.skip(scanner.scanInt32()); // colour mode data
-        scanner.skip(scanner.scanInt32()); // image resources
-        layerSectionStart = scanner.offset();
-    }
-    V bytes; // owned: the scanner borrows them
-    PSDScanner scanner;
-    std::int64_t layerSectionStart = 0;
-};
-
-TEST(LayerWritingTest, DefaultRecordIs138BytesWithFourEmptyChannels)
+// A 2 × 2 document with a default layer for each ID, bottom first.
+PSDWrapper documentWithLayers(std::initializer_list<std::int64_t> layerIDs, bool selected = false)
 {
-    PSDLayerWrapper layer;
-    PSDWriter writer;
-    layer.writeLayerRecord(writer, false);
-    ASSERT_EQ(writer.size(), 138);
-    PSDScanner s(writer.data());
-    s.skip(16);
-    EXPECT_EQ(s.scanInt16(), 4);
-    for (const std::int64_t id : {0, 1, 2, -1}) {
-        EXPECT_EQ(s.scanInt16(), id);
-        EXPECT_EQ(s.scanInt32(), 2);
+    PSDWrapper doc;
+    doc.imageWidth = doc.imageHeight = 2;
+    for (const std::int64_t id : layerIDs) {
+        auto layer = std::make_shared<PSDLayerWrapper>();
+        layer->layerID = id;
+        layer->selected = selected;
+        doc.addLayerWrapper(layer);
     }
-    s.skip(12);
-    EXPECT_EQ(s.scanInt32(), 80);
-    PSDWriter data;
-    layer.writeChannelImageData(data, false);
-    EXPECT_EQ(data.data(), V(8, 0));
-    EXPECT_TRUE(layer.channelDataPreparedForExport.empty());
+    return doc;
 }
 
-TEST(LayerWritingTest, CompressionFollowsSizeAndDepth)
+// Which compression the writer picks for a layer's content, its mask and the composite.
+TEST(DocumentWritingTest, CompressionFollowsSizeAndDepth)
 {
+    enum Plane { content, mask, composite };
     struct Case {
-        std::int64_t depth, width, height;
-        bool mask;
-        std::int64_t expected;
+        Plane plane;
+        std::int64_t depth, width, height, expected;
     };
     const Case cases[] = {
-        {8, 8, 8, false, 0},  {8, 9, 1, false, 1}, {16, 8, 8, false, 0}, {16, 9, 9, false, 3},
-        {32, 9, 9, false, 3}, {8, 2, 2, true, 0},  {8, 9, 2, true, 1},   {16, 2, 2, true, 3},
+        {content, 8, 8, 8, 0},   {content, 8, 9, 1, 1},   {content, 16, 8, 8, 0},   {content, 16, 9, 9, 3},
+        {content, 32, 9, 9, 3},  {mask, 8, 2, 2, 0},      {mask, 8, 9, 2, 1},       {mask, 16, 2, 2, 3},
+        {composite, 8, 8, 8, 0}, {composite, 8, 9, 8, 1}, {composite, 16, 9, 9, 0}, {composite, 32, 1, 20, 0},
     };
     for (const auto& c : cases) {
-        PSDLayerWrapper layer(c.depth);
         const image::IntegralSize size{c.width, c.height};
-        if (c.mask) {
+        const PSDMacRect bounds(0, 0, c.height, c.width);
+        PSDWrapper doc;
+        doc.bitDepth = c.depth;
+        doc.imageWidth = c.width;
+        doc.imageHeight = c.height;
+        if (c.plane == composite) {
+            const V written = serialize(doc);
+            PSDScanner file(written);
+            file.seek(26);
+            for (int section = 0; section < 3; ++section) { // colour mode data, resources, layers
+                file.skip(file.scanInt32());
+            }
+            EXPECT_EQ(file.scanUInt16(), c.expected) << "composite " << c.depth << " " << c.width;
+            continue;
+        }
+        PSDLayerWrapper layer(c.depth);
+        if (c.plane == mask) {
             layer.hasLayerMask = true;
-            layer.maskRect = PSDMacRect(0, 0, c.height, c.width);
+            layer.maskRect = bounds;
             layer.setMaskImage(image::makePixelBuffer(*image::grayPixelFormatForDepth(c.depth), size));
         } else {
-            layer.contentsRect = PSDMacRect(0, 0, c.height, c.width);
+            layer.contentsRect = bounds;
             layer.setContentImage(image::makePixelBuffer(*image::colorPixelFormatForDepth(c.depth), size));
         }
         PSDWriter record, data;
         layer.writeLayerRecord(record, false);
         layer.writeChannelImageData(data, false);
         PSDScanner s(data.data());
-        s.seek(c.mask ? 8 : 0); // a mask follows the four empty channels
+        s.seek(c.plane == mask ? 8 : 0); // a mask follows the four empty channels
         EXPECT_EQ(s.scanUInt16(), c.expected)
-            << c.depth << " " << c.width << "x" << c.height << (c.mask ? " mask" : "");
+            << c.plane << " " << c.depth << " " << c.width << "x" << c.height;
     }
 }
 
@@ -102,12 +93,9 @@ TEST(LayerWritingTest, CompressionFollowsSizeAndDepth)
 // WriteReadPropertyTest; these are the rules they do not show.
 TEST(LayerWritingTest, FillOpacityRoundsDownKeptBlocksSetTheTypeAndDeepBlendModesGoToProperties)
 {
-    PSDWrapper doc;
-    doc.imageWidth = doc.imageHeight = 4;
-    auto layer = std::make_shared<PSDLayerWrapper>();
-    layer->fillOpacity = 0.5;
-    layer->taggedData.insertOrAssign(PSDFourCharCode("SoCo"), V{1, 2, 3, 4, 5});
-    doc.addLayerWrapper(layer);
+    PSDWrapper doc = documentWithLayers({0});
+    doc.layers[0]->fillOpacity = 0.5;
+    doc.layers[0]->taggedData.insertOrAssign(PSDFourCharCode("SoCo"), V{1, 2, 3, 4, 5});
     PSDWrapper back(serialize(doc));
     const auto& m = *back.layers[0];
     EXPECT_EQ(m.fillOpacity, 127.0 / 255.0);
@@ -127,14 +115,7 @@ TEST(LayerWritingTest, FillOpacityRoundsDownKeptBlocksSetTheTypeAndDeepBlendMode
 
 TEST(DocumentWritingTest, LayerIDRepairAndLateCompositeCheck)
 {
-    PSDWrapper doc;
-    doc.imageWidth = doc.imageHeight = 2;
-    for (const std::int64_t id : {5, 5}) {
-        auto layer = std::make_shared<PSDLayerWrapper>();
-        layer->layerID = id;
-        layer->selected = true;
-        doc.addLayerWrapper(layer);
-    }
+    PSDWrapper doc = documentWithLayers({5, 5}, true);
     EXPECT_EQ(thrownError([&] { (void)doc.serializedRepresentationWithCompositeImage(nullptr); }),
               PSDError::writeParameterError);
     EXPECT_EQ(doc.layers[0]->layerID, 6);
@@ -142,23 +123,16 @@ TEST(DocumentWritingTest, LayerIDRepairAndLateCompositeCheck)
     EXPECT_EQ(doc.minimumNewLayerID, 7);
     EXPECT_EQ(doc.selectedLayerIDs, (std::vector<std::int64_t>{6, 5}));
 
-    PSDWrapper other;
-    other.imageWidth = other.imageHeight = 2;
-    for (const std::int64_t id : {3, 0, 9}) {
-        auto layer = std::make_shared<PSDLayerWrapper>();
-        layer->layerID = id;
-        other.addLayerWrapper(layer);
-    }
+    PSDWrapper other = documentWithLayers({3, 0, 9});
     other.layers[1]->targeted = true;
     other.layers[2]->targeted = true;
-    WrittenFile file(serialize(other));
+    const V written = serialize(other);
     EXPECT_EQ(other.layers[1]->layerID, 10);
-    EXPECT_EQ(firstResource(file.bytes, 1044), (V{0, 0, 0, 11}));
-    EXPECT_EQ(firstResource(file.bytes, 1024), (V{0, 2}));
-    EXPECT_FALSE(firstResource(file.bytes, 1069));
+    EXPECT_EQ(firstResource(written, 1044), (V{0, 0, 0, 11}));
+    EXPECT_EQ(firstResource(written, 1024), (V{0, 2}));
+    EXPECT_FALSE(firstResource(written, 1069));
 
-    PSDWrapper twice; // the same layer object listed twice is not a clash
-    twice.imageWidth = twice.imageHeight = 2;
+    PSDWrapper twice = documentWithLayers({}); // the same layer object listed twice is not a clash
     twice.addLayerWrapper(other.layers[0]);
     twice.addLayerWrapper(other.layers[0]);
     (void)serialize(twice);
@@ -167,48 +141,19 @@ TEST(DocumentWritingTest, LayerIDRepairAndLateCompositeCheck)
 
 TEST(DocumentWritingTest, GeneratedResources)
 {
-    PSDWrapper doc;
-    doc.imageWidth = doc.imageHeight = 2;
+    PSDWrapper doc = documentWithLayers({4, 7}, true);
     doc.enableLayerEffects = false;
     doc.imageResources = {{4000, "ab", {1, 2, 3}}};
-    for (const std::int64_t id : {4, 7}) {
-        auto layer = std::make_shared<PSDLayerWrapper>();
-        layer->layerID = id;
-        layer->selected = true;
-        doc.addLayerWrapper(layer);
-    }
     const V bytes = serialize(doc);
-    WrittenFile file(bytes);
-    EXPECT_EQ(firstResource(file.bytes, 1005), (V{0, 0x48, 0, 0, 0, 1, 0, 3, 0, 0x48, 0, 0, 0, 1, 0, 3}));
-    EXPECT_EQ(firstResource(file.bytes, 1006), V(ByteBuilder().pascal("Transparency")));
-    EXPECT_EQ(firstResource(file.bytes, 1045)->size(), 4u + 26u);
-    EXPECT_EQ(firstResource(file.bytes, 1042), (V{0}));
-    EXPECT_EQ(firstResource(file.bytes, 1069), (V{0, 2, 0, 0, 0, 4, 0, 0, 0, 7}));
-    EXPECT_FALSE(firstResource(file.bytes, 1039)) << "device RGB has no profile";
-    const auto xmp = firstResource(file.bytes, 1060);
-    ASSERT_TRUE(xmp);
-    EXPECT_FALSE(xmp->empty());
+    EXPECT_EQ(firstResource(bytes, 1005), (V{0, 0x48, 0, 0, 0, 1, 0, 3, 0, 0x48, 0, 0, 0, 1, 0, 3}));
+    EXPECT_EQ(firstResource(bytes, 1006), V(ByteBuilder().pascal("Transparency")));
+    EXPECT_EQ(firstResource(bytes, 1045)->size(), 4u + 26u);
+    EXPECT_EQ(firstResource(bytes, 1042), (V{0}));
+    EXPECT_EQ(firstResource(bytes, 1069), (V{0, 2, 0, 0, 0, 4, 0, 0, 0, 7}));
+    EXPECT_FALSE(firstResource(bytes, 1039)) << "device RGB has no profile";
     EXPECT_EQ(
         occurrences(bytes, ByteBuilder().ascii("8BIM").u16(4000).pascal("ab", 2).u32(3).raw({1, 2, 3}).u8(0)),
         1u);
-    EXPECT_EQ(serialize(doc), bytes) << "writing twice gives the same bytes";
-}
-
-TEST(DocumentWritingTest, CompositeCompressionFollowsSizeAndDepth)
-{
-    struct Case {
-        std::int64_t depth, width, height, code;
-    };
-    for (const Case c : {Case{8, 8, 8, 0}, Case{8, 9, 8, 1}, Case{16, 9, 9, 0}, Case{32, 1, 20, 0}}) {
-        PSDWrapper doc;
-        doc.bitDepth = c.depth;
-        doc.imageWidth = c.width;
-        doc.imageHeight = c.height;
-        WrittenFile file(serialize(doc));
-        file.scanner.seek(file.layerSectionStart);
-        file.scanner.skip(file.scanner.scanInt32());
-        EXPECT_EQ(file.scanner.scanUInt16(), c.code);
-    }
 }
 
 TEST(DocumentWritingTest, BigFilesSignLargeBlocksWithLongLengths)
@@ -216,9 +161,8 @@ TEST(DocumentWritingTest, BigFilesSignLargeBlocksWithLongLengths)
     auto host = HostApplication::current();
     host.bundleIdentifier = "io.psdkit.tests";
     HostApplication::setCurrent(host);
-    PSDWrapper doc;
+    PSDWrapper doc = documentWithLayers({});
     doc.bigFile = true;
-    doc.imageWidth = doc.imageHeight = 2;
     doc.patternData = V{1, 2, 3};
     doc.propertiesDictionary["answer"] = PropertyValue(42);
     const V bytes = serialize(doc);
@@ -241,7 +185,7 @@ TEST(DocumentWritingTest, ValuesThatDoNotFitAreRefused)
         [](PSDWrapper& d) { d.layers[0]->contentsRect = PSDMacRect(0, 0, 2, 2); },
         [](PSDWrapper& d) {
             d.layers[0]->contentsRect = PSDMacRect(0, 0, 2, 2);
-            d.layers[0]->setContentImage(blank<image::PixelARGB8>(3, 2));
+            d.layers[0]->setContentImage(image::makePixelBuffer(image::PixelFormat::argb8, {3, 2}));
         },
         [](PSDWrapper& d) {
             d.layers[0]->hasLayerMask = true;
@@ -258,10 +202,12 @@ TEST(DocumentWritingTest, ValuesThatDoNotFitAreRefused)
         [](PSDWrapper& d) { d.layers[0]->contentsRect = PSDMacRect(0, 0, std::int64_t{1} << 33, 1); },
         [](PSDWrapper& d) { d.hRes = 70000; },
         [](PSDWrapper& d) { d.imageWidth = std::int64_t{1} << 31; },
-        [](PSDWrapper& d) { d.layers[0]->setContentImage(blank<image::PixelARGB8>(3, 3)); },
+        [](PSDWrapper& d) {
+            d.layers[0]->setContentImage(image::makePixelBuffer(image::PixelFormat::argb8, {3, 3}));
+        },
         [](PSDWrapper& d) {
             auto alpha = std::make_shared<PSDAlphaChannel>();
-            alpha->image = blank<image::PixelGray8>(1, 1);
+            alpha->image = image::makePixelBuffer(image::PixelFormat::gray8, {1, 1});
             d.addAlphaChannel(alpha);
         },
         [](PSDWrapper& d) {
@@ -278,9 +224,7 @@ TEST(DocumentWritingTest, ValuesThatDoNotFitAreRefused)
         },
     };
     for (const auto& change : changes) {
-        PSDWrapper doc;
-        doc.imageWidth = doc.imageHeight = 2;
-        doc.addLayerWrapper(std::make_shared<PSDLayerWrapper>());
+        PSDWrapper doc = documentWithLayers({0});
         const auto composite = compositeFor(doc);
         change(doc);
         EXPECT_EQ(thrownError([&] { (void)doc.serializedRepresentationWithCompositeImage(composite.get()); }),
@@ -290,10 +234,7 @@ TEST(DocumentWritingTest, ValuesThatDoNotFitAreRefused)
 
 TEST(DocumentWritingTest, RefusalsNameTheLayerBeforeAnyByteIsWritten)
 {
-    PSDWrapper doc;
-    doc.imageWidth = doc.imageHeight = 2;
-    doc.addLayerWrapper(std::make_shared<PSDLayerWrapper>());
-    doc.addLayerWrapper(std::make_shared<PSDLayerWrapper>());
+    PSDWrapper doc = documentWithLayers({0, 0});
     doc.layers[1]->name = "Ink";
     doc.layers[1]->contentsRect = PSDMacRect(0, 0, 1, 1);
     try {
@@ -308,9 +249,7 @@ TEST(DocumentWritingTest, RefusalsNameTheLayerBeforeAnyByteIsWritten)
 
 TEST(DocumentWritingTest, KeptBlocksGoBackAfterTheGeneratedOnesAndNeverTwice)
 {
-    PSDWrapper doc;
-    doc.imageWidth = doc.imageHeight = 2;
-    doc.addLayerWrapper(std::make_shared<PSDLayerWrapper>());
+    PSDWrapper doc = documentWithLayers({0});
     doc.layers[0]->uninterpretedBlocks = {{"8BIM", "shmd", false, PSDSharedBytes(V{1, 2, 3})},
                                           {"8BIM", "luni", false, PSDSharedBytes(V{0, 0, 0, 0})}};
     doc.uninterpretedBlocks = {{"8BIM", "Pat2", false, PSDSharedBytes(V{9})},

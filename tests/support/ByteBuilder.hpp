@@ -2,7 +2,6 @@
 // A small builder of big-endian byte fixtures for tests, so that fixtures read as the structure
 // they encode rather than as walls of hex.
 #include <cstdint>
-#include <initializer_list>
 #include <string_view>
 #include <vector>
 
@@ -20,11 +19,6 @@ class ByteBuilder {
     ByteBuilder& ascii(std::string_view s)
     {
         bytes_.insert(bytes_.end(), s.begin(), s.end());
-        return *this;
-    }
-    ByteBuilder& raw(std::initializer_list<std::uint8_t> b)
-    {
-        bytes_.insert(bytes_.end(), b.begin(), b.end());
         return *this;
     }
     ByteBuilder& raw(const std::vector<std::uint8_t>& b)

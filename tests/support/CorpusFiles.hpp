@@ -47,32 +47,14 @@ inline std::vector<std::string> corpusFileNames()
     return names;
 }
 
-/// The corpus files whose header says RGB (colour mode 3), the only mode psdkit writes. Only the
-/// header is read, so listing the tests stays cheap.
-inline std::vector<std::string> rgbCorpusFileNames()
-{
-    std::vector<std::string> names;
-    for (const auto& name : corpusFileNames()) {
-        std::ifstream in(corpusDir() / name, std::ios::binary);
-        char header[26] = {};
-        if (in.read(header, sizeof header) && header[24] == 0 && header[25] == 3) {
-            names.push_back(name);
-        }
-    }
-    return names;
-}
-
 /// A GoogleTest parameter name for a corpus file name.
 struct CorpusTestName {
     std::string operator()(const ::testing::TestParamInfo<std::string>& param) const
     {
-        std::string n = param.param;
-        for (char& c : n) {
-            if (!std::isalnum(static_cast<unsigned char>(c))) {
-                c = '_';
-            }
-        }
-        return n;
+        std::string name = param.param;
+        std::replace_if(
+            name.begin(), name.end(), [](unsigned char c) { return !std::isalnum(c); }, '_');
+        return name;
     }
 };
 

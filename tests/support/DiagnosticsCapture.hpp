@@ -1,6 +1,5 @@
 #pragma once
-// Takes the library's diagnostic lines while it lives (keeping them in `lines`, or dropping them
-// when `keep` is false), then restores the previous sink.
+// Takes the library's diagnostic lines into `lines` while it lives, then restores the previous sink.
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,10 +10,8 @@ namespace psdkit::testing {
 
 class DiagnosticsCapture {
   public:
-    explicit DiagnosticsCapture(bool keep = true)
-        : previous_(setDiagnosticsSink(
-              keep ? DiagnosticsSink([this](std::string_view line) { lines.emplace_back(line); })
-                   : DiagnosticsSink()))
+    DiagnosticsCapture()
+        : previous_(setDiagnosticsSink([this](std::string_view line) { lines.emplace_back(line); }))
     {
     }
     ~DiagnosticsCapture() { setDiagnosticsSink(std::move(previous_)); }

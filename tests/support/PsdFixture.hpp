@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "psdkit/core/PSDScanner.hpp"
 #include "support/ByteBuilder.hpp"
 
 namespace psdkit::testing {
@@ -62,17 +63,17 @@ inline std::vector<std::uint8_t> buildFile(const FileSections& s)
     return b.bytes();
 }
 
-/// Fields of one layer record (normal blending, opaque, visible); the extra data is built by `extra`
-/// (mask, ranges, name, blocks), its length added.
+/// Fields of one layer record (normal blending, opaque, visible): bounds, channels with their stored
+/// bytes (compression code included), and the extra data built by `extra` (mask, ranges, name,
+/// blocks), its length added.
 struct RecordFields {
     std::int32_t top = 0, left = 0, bottom = 0, right = 0;
-    std::vector<std::pair<std::int16_t, std::int64_t>> channels; // id, length
+    std::vector<std::pair<std::int16_t, std::vector<std::uint8_t>>> channels; // id, stored bytes
     std::function<void(ByteBuilder&)> extra = [](ByteBuilder& b) { b.u32(0).u32(0).pascal("", 4); };
 };
 
-/// A file whose layer information holds the given records, then `channelData`.
-inline std::vector<std::uint8_t> fileWithLayers(const std::vector<RecordFields>& records,
-                                                const std::function<void(ByteBuilder&)>& channelData)
+/// A file whose layer information holds the given records, then their channels' bytes.
+inline std::vector<std::uint8_t> fileWithLayers(const std::vector<RecordFields>& records)
 {
     FileSections s;
     s.layersAndMasks = [&](ByteBuilder& b) {
@@ -80,34 +81,21 @@ inline std::vector<std::uint8_t> fileWithLayers(const std::vector<RecordFields>&
         for (const auto& r : records) {
             b.i32(r.top).i32(r.left).i32(r.bottom).i32(r.right).i16(
                 static_cast<std::int64_t>(r.channels.size()));
-            for (const auto& [id, length] : r.channels) {
-                b.i16(id).i32(length);
+            for (const auto& [id, bytes] : r.channels) {
+                b.i16(id).u32(bytes.size());
             }
             b.ascii("8BIMnorm").u8(255).u8(0).u8(0).u8(0).begin();
             r.extra(b);
             b.end();
         }
-        channelData(b);
+        for (const auto& r : records) {
+            for (const auto& channel : r.channels) {
+                b.raw(channel.second);
+            }
+        }
         b.end().u32(0).end();
     };
     return buildFile(s);
-}
-
-/// A layer-level tagged block with `data`, length not padded (as the reader expects it: odd lengths get one
-/// pad byte).
-inline void appendBlock(ByteBuilder& b, const std::string& key, const std::vector<std::uint8_t>& data,
-                        const std::string& signature = "8BIM")
-{
-    b.ascii(signature).ascii(key);
-    if (signature == "8B64") {
-        b.i64(static_cast<std::int64_t>(data.size()));
-    } else {
-        b.u32(data.size());
-    }
-    b.raw(data);
-    if (data.size() % 2 != 0) {
-        b.u8(0);
-    }
 }
 
 /// How many times `needle` occurs in `bytes`, overlaps included.
@@ -122,33 +110,24 @@ inline std::size_t occurrences(const std::vector<std::uint8_t>& bytes,
     return n;
 }
 
-/// The data of the first image resource `identifier` of a PSD or PSB file, read independently
-/// of the library; absent when the file has none.
+/// The data of the first image resource `identifier` of a PSD or PSB file, found by walking the
+/// resource section with the scanner alone; absent when the file has none.
 inline std::optional<std::vector<std::uint8_t>> firstResource(const std::vector<std::uint8_t>& file,
-                                                              std::uint16_t identifier)
+                                                              std::int64_t identifier)
 {
-    auto be = [&](std::size_t at, std::size_t width) {
-        std::uint64_t v = 0;
-        for (std::size_t i = 0; i < width; ++i) {
-            v = (v << 8) | file.at(at + i);
-        }
-        return v;
-    };
-    std::size_t at = 26;
-    at += 4 + be(at, 4);
-    const std::size_t end = at + 4 + be(at, 4);
-    at += 4;
-    while (at + 12 <= end) {
-        const auto id = be(at + 4, 2);
-        const std::size_t nameBytes = (1 + file.at(at + 6) + 1) & ~std::size_t{1};
-        at += 6 + nameBytes;
-        const std::size_t size = be(at, 4);
-        at += 4;
+    PSDScanner s(file);
+    s.seek(26);
+    s.skip(s.scanInt32()); // colour mode data
+    const std::int64_t end = s.scanInt32() + s.offset();
+    while (s.offset() < end) {
+        s.skip(4); // signature
+        const std::int64_t id = s.scanUInt16();
+        s.skip((s.scanUInt8() + 2) / 2 * 2 - 1); // the rest of the name, padded to even
+        const std::int64_t size = s.scanInt32();
         if (id == identifier) {
-            return std::vector<std::uint8_t>(file.begin() + static_cast<std::ptrdiff_t>(at),
-                                             file.begin() + static_cast<std::ptrdiff_t>(at + size));
+            return s.scanData(size);
         }
-        at += size + size % 2;
+        s.skip(size + size % 2);
     }
     return std::nullopt;
 }

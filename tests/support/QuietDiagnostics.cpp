@@ -1,23 +1,8 @@
 // The library traces every block it reads; keep the test output readable by dropping the
-// diagnostics in every test program. Tests that check trace lines capture them themselves.
-#include <optional>
-
-#include <gtest/gtest.h>
-
-#include "support/DiagnosticsCapture.hpp"
+// diagnostics in every test program, from its start. Tests that check trace lines capture them
+// themselves (DiagnosticsCapture).
+#include "psdkit/platform/support/Diagnostics.hpp"
 
 namespace {
-
-class QuietDiagnostics : public ::testing::Environment {
-  public:
-    void SetUp() override { quiet_.emplace(false); }
-    void TearDown() override { quiet_.reset(); }
-
-  private:
-    std::optional<psdkit::testing::DiagnosticsCapture> quiet_;
-};
-
-[[maybe_unused]] ::testing::Environment* const quietDiagnostics =
-    ::testing::AddGlobalTestEnvironment(new QuietDiagnostics);
-
+[[maybe_unused]] const bool quietDiagnostics = (psdkit::setDiagnosticsSink({}), true);
 } // namespace

@@ -5,27 +5,22 @@
 //
 //     EXPECT_EQ(thrownError([&] { PSDWrapper doc(bytes); }), PSDError::readCorruptFile);
 //
-// When `f` throws nothing the result is a code of the "nothing thrown" category, which equals no
-// error of the library; any exception that is not a std::system_error propagates and fails the test.
+// When `f` throws nothing the result is `nothingThrown()`, which equals no error of the library; any
+// exception that is not a std::system_error propagates and fails the test.
 #include <string>
 #include <system_error>
 
 namespace psdkit::testing {
 
-inline const std::error_category& nothingThrownCategory() noexcept
-{
-    struct Category : std::error_category {
-        const char* name() const noexcept override { return "nothing thrown"; }
-        std::string message(int) const override { return "the call threw nothing"; }
-    };
-    static const Category category;
-    return category;
-}
+struct NothingThrownCategory : std::error_category {
+    const char* name() const noexcept override { return "nothing thrown"; }
+    std::string message(int) const override { return "the call threw nothing"; }
+};
 
-/// What `thrownError` returns when the call threw nothing.
 [[nodiscard]] inline std::error_code nothingThrown() noexcept
 {
-    return {0, nothingThrownCategory()};
+    static const NothingThrownCategory category;
+    return {0, category};
 }
 
 template <typename F> [[nodiscard]] std::error_code thrownError(F&& f)

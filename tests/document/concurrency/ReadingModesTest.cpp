@@ -21,9 +21,8 @@ using V = std::vector<std::uint8_t>;
 struct Observed {
     std::optional<std::error_code> error;
     std::vector<std::vector<image::AnyChannelData>> channels;
-    std::vector<V> contents;
-    std::vector<V> masks;
     std::vector<image::AnyChannelData> composite;
+    std::vector<V> images; // each layer's content, then its mask
 };
 
 template <typename Read> Observed observe(Read&& read)
@@ -33,8 +32,8 @@ template <typename Read> Observed observe(Read&& read)
         PSDWrapper doc = read();
         seen.composite = doc.imageDataChannelData;
         for (const auto& layer : doc.layers) {
-            seen.contents.push_back(bytesOf(layer->contentImage()));
-            seen.masks.push_back(bytesOf(layer->maskImage()));
+            seen.images.push_back(bytesOf(layer->contentImage()));
+            seen.images.push_back(bytesOf(layer->maskImage()));
             seen.channels.push_back(layer->channelInfo);
         }
     } catch (const std::system_error& e) {
@@ -49,8 +48,7 @@ void expectSame(const Observed& expected, const Observed& actual, bool imagesToo
     EXPECT_EQ(expected.channels, actual.channels);
     EXPECT_EQ(expected.composite, actual.composite);
     if (imagesToo) {
-        EXPECT_EQ(expected.contents, actual.contents);
-        EXPECT_EQ(expected.masks, actual.masks);
+        EXPECT_EQ(expected.images, actual.images);
     }
 }
 
@@ -61,7 +59,7 @@ PSDReadOptions options(PSDImageDecoding decoding, unsigned threads = 0)
 
 class CorpusReadingModes : public ::testing::TestWithParam<std::string> {};
 
-TEST_P(CorpusReadingModes, EveryModeSeesWhatEagerReadingOnOneThreadSees)
+TEST_P(CorpusReadingModes, EveryModeSeesAndWritesWhatEagerReadingOnOneThreadDoes)
 {
     const V file = readCorpusFile(GetParam());
     const PSDSharedBytes shared = PSDSharedBytes::copyOf(file);
@@ -76,8 +74,8 @@ TEST_P(CorpusReadingModes, EveryModeSeesWhatEagerReadingOnOneThreadSees)
     // Never decoding reads the same structure and leaves every image absent.
     const auto never = observe([&] { return PSDWrapper(shared, options(PSDImageDecoding::never)); });
     expectSame(eagerOne, never, false);
-    for (std::size_t i = 0; i < never.contents.size(); ++i) {
-        EXPECT_TRUE(never.contents[i].empty() && never.masks[i].empty()) << "layer " << i;
+    for (const V& image : never.images) {
+        EXPECT_TRUE(image.empty());
     }
 
     // Images of a shared input asked for from several threads at once are decoded once, each thread
@@ -99,37 +97,24 @@ TEST_P(CorpusReadingModes, EveryModeSeesWhatEagerReadingOnOneThreadSees)
     for (auto& thread : threads) {
         thread.join();
     }
-    for (std::size_t i = 0; i < doc.layers.size(); ++i) {
-        EXPECT_EQ(bytesOf(seen[0][2 * i]), eagerOne.contents[i]);
-        EXPECT_EQ(bytesOf(seen[0][2 * i + 1]), eagerOne.masks[i]);
+    for (std::size_t i = 0; i < seen[0].size(); ++i) {
+        EXPECT_EQ(bytesOf(seen[0][i]), eagerOne.images[i]);
         for (std::size_t t = 1; t < seen.size(); ++t) {
-            EXPECT_EQ(seen[t][2 * i], seen[0][2 * i]) << "one buffer per image, whoever asked first";
-            EXPECT_EQ(seen[t][2 * i + 1], seen[0][2 * i + 1]);
+            EXPECT_EQ(seen[t][i], seen[0][i]) << "one buffer per image, whoever asked first";
         }
     }
-}
 
-TEST_P(CorpusReadingModes, DocumentsReadOnDemandAndWrittenOnThreadsWriteTheBytesOfEagerOnes)
-{
-    const V file = readCorpusFile(GetParam());
-    std::optional<PSDWrapper> eager;
-    if (thrownError([&] { eager.emplace(file); }) != nothingThrown()) {
-        return; // files eager reading refuses are covered above
-    }
-    PSDWrapper onDemand(PSDSharedBytes::copyOf(file), options(PSDImageDecoding::onDemand));
-    const auto composite = eager->compositeImage();
-    if (!composite) {
-        return;
-    }
+    // A document read on demand and written on four threads gives the bytes (or the error) of one
+    // read eagerly and written on one thread.
+    PSDWrapper eager(file);
+    const auto composite = eager.compositeImage();
+    PSDWrapper onDemand(shared, options(PSDImageDecoding::onDemand));
+    const auto write = [&](PSDWrapper& d, unsigned threadCount, V& bytes) {
+        return thrownError(
+            [&] { bytes = d.serializedRepresentationWithCompositeImage(composite.get(), {threadCount}); });
+    };
     V eagerBytes, onDemandBytes;
-    EXPECT_EQ(thrownError([&] {
-                  eagerBytes =
-                      eager->serializedRepresentationWithCompositeImage(composite.get(), PSDWriteOptions{1});
-              }),
-              thrownError([&] {
-                  onDemandBytes = onDemand.serializedRepresentationWithCompositeImage(composite.get(),
-                                                                                      PSDWriteOptions{4});
-              }));
+    EXPECT_EQ(write(eager, 1, eagerBytes), write(onDemand, 4, onDemandBytes));
     EXPECT_EQ(eagerBytes, onDemandBytes);
 }
 
@@ -140,21 +125,14 @@ INSTANTIATE_TEST_SUITE_P(Corpus, CorpusReadingModes, ::testing::ValuesIn(corpusF
 // vector per channel 0, 1, 2 of each layer.
 V fileWithLayers(const std::vector<std::vector<V>>& layers)
 {
-    RecordFields twoByTwo;
-    twoByTwo.bottom = twoByTwo.right = 2;
-    std::vector<RecordFields> records(layers.size(), twoByTwo);
+    std::vector<RecordFields> records(layers.size());
     for (std::size_t i = 0; i < layers.size(); ++i) {
+        records[i].bottom = records[i].right = 2;
         for (std::size_t c = 0; c < layers[i].size(); ++c) {
-            records[i].channels.emplace_back(static_cast<std::int16_t>(c), layers[i][c].size());
+            records[i].channels.emplace_back(static_cast<std::int16_t>(c), layers[i][c]);
         }
     }
-    return testing::fileWithLayers(records, [&](ByteBuilder& b) {
-        for (const auto& channels : layers) {
-            for (const auto& channel : channels) {
-                b.raw(channel);
-            }
-        }
-    });
+    return testing::fileWithLayers(records);
 }
 
 const V kRaw = {0, 0, 1, 2, 3, 4};
