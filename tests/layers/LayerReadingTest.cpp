@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "psdkit/document/PSDWrapper.hpp"
+#include "psdkit/platform/image/ImageError.hpp"
 #include "psdkit/platform/image/PixelTypes.hpp"
 #include "support/PsdFixture.hpp"
 #include "support/ThrownError.hpp"
@@ -237,6 +238,11 @@ TEST(LayerChannelDataTest, SortsChannelsAndBuildsContentAndMaskImages)
     EXPECT_EQ(px[1].r, 2);
     EXPECT_EQ(px[1].g, 4);
     EXPECT_EQ(px[1].b, 6);
+    V rgba(8);
+    ASSERT_TRUE(layer.copyContentImageRGBA(rgba));
+    EXPECT_EQ(rgba, (V{1, 3, 5, 7, 2, 4, 6, 8}));
+    EXPECT_EQ(thrownError([&] { (void)layer.copyContentImageRGBA(std::span(rgba).first(7)); }),
+              image::ImageError::rawSizeMismatch);
     ASSERT_TRUE(layer.maskImage());
     EXPECT_EQ(layer.maskImage()->size(), (image::IntegralSize{1, 2}));
     EXPECT_EQ(layer.maskImage()->bytes()[1], 10);

@@ -74,6 +74,22 @@ TEST_P(CorpusReadingModes, EveryModeSeesWhatEagerReadingOnOneThreadSees)
     expectSame(eagerOne, observe([&] { return PSDWrapper(file, options(PSDImageDecoding::onDemand)); }));
     expectSame(eagerOne, observe([&] { return PSDWrapper(shared, options(PSDImageDecoding::onDemand)); }));
 
+    // Pixels copied out in channel order are the same decoded from a pending layer's channels as
+    // copied from a decoded image, and the pending layer stays pending.
+    if (!eagerOne.error) {
+        const auto rgba = [](const PSDLayerWrapper& layer, unsigned threads) {
+            const auto size = layer.contentImageSize().value_or(image::IntegralSize{});
+            V out(static_cast<std::size_t>(size.width * size.height * layer.bitDepth / 2));
+            return layer.copyContentImageRGBA(out, threads) ? out : V{1};
+        };
+        const PSDWrapper eager(file), pending(shared, options(PSDImageDecoding::onDemand));
+        for (std::size_t i = 0; i < eager.layers.size(); ++i) {
+            EXPECT_EQ(rgba(*pending.layers[i], 3), rgba(*eager.layers[i], 1)) << "layer " << i;
+            EXPECT_EQ(pending.layers[i]->hasPendingImages(),
+                      eager.layers[i]->contentImage() != nullptr || eager.layers[i]->maskImage() != nullptr);
+        }
+    }
+
     // Never decoding reads the same structure and leaves every image absent; it fails only where
     // reading the structure fails.
     const auto never = observe([&] { return PSDWrapper(shared, options(PSDImageDecoding::never)); });

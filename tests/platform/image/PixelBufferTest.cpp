@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 
 #include "platform/image/ImageTestSupport.hpp"
+#include "psdkit/platform/image/ChannelDecoding.hpp"
+#include "psdkit/platform/image/InterleavedRGBA.hpp"
 #include "psdkit/platform/image/Zip.hpp"
 #include "support/ByteBuilder.hpp"
 #include "support/ThrownError.hpp"
@@ -324,6 +326,9 @@ TEST(PixelBufferTest, WorkerThreadGivesTheSameChannelsPixelsAndErrors)
         const auto list = pointers(channels);
         const PixelBuffer<PixelARGB8> back(size, list, false, {}, true);
         EXPECT_TRUE(std::ranges::equal(back.bytes(), buffer.bytes()));
+        V rgba(buffer.bytes().size()); // the same pixels in channel order, rows on three threads
+        detail::decodeChannelsInGivenOrder(size, list, PixelFormat::argb8, rgba.data(), 3);
+        EXPECT_EQ(rgba, interleavedRGBA(buffer));
     }
 
     // A broken PackBits row in the first band and a broken zlib stream: whoever decodes what, the
