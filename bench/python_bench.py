@@ -36,7 +36,7 @@ def task(tool, kind, path):
     if tool == "psdkit":
         if kind in ("pixels", "eager", "take"):
             doc = psdkit.open(path, decoding="on_demand" if kind == "pixels" else "eager")
-            arrays = [layer.pixels if kind == "pixels" else layer.take_pixels()
+            arrays = [layer.take_pixels() if kind == "take" else layer.pixels
                       for layer in doc.layers if layer.kind == "regular"]
             masks = [layer.mask for layer in doc.layers]
             decoded = sum(a.nbytes for a in arrays if a is not None) + sum(m.nbytes for m in masks if m is not None)
