@@ -252,8 +252,8 @@ namespace {
 
 // Decodes into `pixels`, logical channel c going to memory slot `slots[c]` of every pixel. ZIP
 // planes are inflated whole first (channels spread over the threads), then all channels are read
-// row by row and interleaved, the rows split into one band per thread. A grey buffer's single
-// plane is inflated straight into the pixels and finished there.
+// row by row and interleaved, the rows split into bands shared out among the threads. A grey
+// buffer's single plane is inflated straight into the pixels and finished there.
 void decodeInto(IntegralSize size, std::span<const AnyChannelData* const> channels, PixelFormat format,
                 const std::size_t (&slots)[4], bool expand16BitColorRange, std::uint8_t* pixels,
                 unsigned threads)
@@ -330,7 +330,10 @@ void decodeInto(IntegralSize size, std::span<const AnyChannelData* const> channe
             expand16BitRange(pixels + firstRow * pixelRowBytes, (endRow - firstRow) * shape.width * count);
         }
     };
-    const std::size_t bands = std::min<std::size_t>(threads, shape.height);
+    // A few bands per thread, taken in order as threads become free, so that a thread the system
+    // holds back does not leave the others waiting at the end.
+    const std::size_t bands =
+        threads == 1 ? 1 : std::min<std::size_t>(std::size_t{threads} * 4, shape.height);
     parallelForEach(bands, threads, [&](std::size_t band) {
         decodeRows(shape.height * band / bands, shape.height * (band + 1) / bands);
     });
