@@ -208,6 +208,8 @@ TEST(OnDemandReading, AChannelThatCannotBeDecodedFailsOnAccessWithTheEagerError)
         PSDWrapper doc(PSDSharedBytes::copyOf(file), options(PSDImageDecoding::onDemand));
         EXPECT_TRUE(doc.layers[0]->contentImage()) << c.what;
         EXPECT_EQ(thrownError([&] { (void)doc.layers[1]->contentImage(); }), eager) << c.what;
+        V rgba(2 * 2 * 4);
+        EXPECT_EQ(thrownError([&] { (void)doc.layers[1]->copyContentImageRGBA(rgba); }), eager) << c.what;
         EXPECT_TRUE(doc.layers[1]->hasPendingImages()) << c.what;
         EXPECT_EQ(thrownError([&] { (void)doc.layers[1]->contentImage(); }), eager) << c.what << " (again)";
         PSDWrapper never(file, options(PSDImageDecoding::never));
