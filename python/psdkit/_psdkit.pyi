@@ -23,8 +23,9 @@ Properties = Dict[str, Any]
 def open(source: Union[str, os.PathLike, BytesLike], *, keep_unknown_blocks: bool = False,
          decoding: str = "eager", threads: int = 0) -> Document:
     """Reads a PSD or PSB document from a path (mapped: do not shorten the file meanwhile) or from
-    the file's bytes. decoding: 'eager', 'on_demand' or 'never'. Raises PSDError (with .case) or
-    OSError. Releases the GIL."""
+    the file's bytes. decoding: 'eager', 'on_demand' (layers decoded when asked for: the fast way
+    to read every layer's pixels) or 'never'. Raises PSDError (with .case) or OSError. Releases
+    the GIL."""
 
 def read_descriptor(data: BytesLike) -> Descriptor:
     """Reads a top-level descriptor (version word first). Raises PSDError."""
@@ -78,9 +79,12 @@ class Layer:
     real_mask_default_color: float
     real_mask_bbox: Bounds
     pixels: Optional[Pixels]
-    """(height, width, 4) RGBA; 16/32-bit arrays share the layer's buffer, 8-bit ones are copies."""
+    """(height, width, 4) RGBA; 16/32-bit arrays share the layer's buffer, 8-bit ones are new
+    arrays. The fast path to numpy: open(..., decoding='on_demand'), then pixels (an 8-bit layer is
+    decoded straight into its array on every core; the layer keeps no copy)."""
     def take_pixels(self) -> Optional[Pixels]:
-        """Moves the pixels out of the layer without a copy; the layer is left without pixels."""
+        """Moves the pixels out of the layer without copying a decoded image; the layer is left
+        without pixels."""
     mask: Optional[Pixels]
     """(height, width)."""
     @property

@@ -7,6 +7,7 @@
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 
+#include "psdkit/layers/PSDLayerWrapper.hpp"
 #include "psdkit/platform/PropertyValue.hpp"
 #include "psdkit/platform/image/PixelBuffer.hpp"
 
@@ -43,6 +44,12 @@ py::object arrayFromImage(const std::shared_ptr<image::PixelBufferType>& buffer)
 /// other reference to the buffer (the layer's included), since its bytes are no longer ARGB.
 /// An 8-bit buffer that someone else still shares is copied instead.
 py::object arrayTakingImage(std::shared_ptr<image::PixelBufferType> buffer);
+
+/// The content of an 8-bit layer as a new (h, w, 4) RGBA uint8 array, written by the library in
+/// that order on every core with the GIL released: an image still pending (decoding 'on_demand')
+/// is decoded straight into the array and the layer keeps nothing; a decoded one is copied. None
+/// when the layer has no content image. Throws what decoding the layer throws.
+py::object rgbaArrayFromLayer(const PSDLayerWrapper& layer);
 
 /// A new pixel buffer of bit depth `depth` (8, 16, 32) holding the pixels of `array`: colour
 /// (h, w, 4) RGBA or (h, w, 3) RGB (made opaque) when `grey` is false, (h, w) when it is true.

@@ -499,7 +499,7 @@ source: a path (str or os.PathLike; the file is mapped and read as needed, so it
 shortened while the document is in use), or the file's bytes (a bytes object is shared with the
 document; bytearray and memoryview are read in place and what the document keeps is copied). keep_unknown_blocks: keep the tagged blocks psdkit does not interpret and save
 them back. decoding: when layer pixels are decoded: 'eager' (while reading), 'on_demand' (on first
-access) or 'never' (structure only, for listing). threads: decoding threads, 0 for one per core.
+access; the fast way to read every layer's pixels into numpy) or 'never' (structure only, for listing). threads: decoding threads, 0 for one per core.
 Raises PSDError (with .case) for malformed or unsupported files, OSError when the file cannot be
 read. The GIL is released while reading.)");
 }

@@ -145,7 +145,10 @@ void bindMaskFields(LayerClass& cls)
 void bindImages(LayerClass& cls)
 {
     cls.def_property(
-        "pixels", [](const Layer& l) { return arrayFromImage(l.contentImage()); },
+        "pixels",
+        [](const Layer& l) {
+            return l.bitDepth == 8 ? rgbaArrayFromLayer(l) : arrayFromImage(l.contentImage());
+        },
         [](Layer& l, const py::object& array) {
             if (array.is_none()) {
                 l.setContentImage(nullptr);
@@ -161,8 +164,10 @@ void bindImages(LayerClass& cls)
         },
         "The layer's pixels, shape (height, width, 4) RGBA, dtype uint8/uint16/float32 by depth; None when "
         "the layer has none. Reading 16- and 32-bit pixels shares the layer's buffer (writing into the "
-        "array changes the layer); 8-bit pixels are stored ARGB and come as a new RGBA array. Setting "
-        "takes (h, w, 4) or (h, w, 3) of the depth's dtype, copies it and resizes bbox from its top-left.");
+        "array changes the layer). 8-bit pixels come as a new RGBA array on every read; in a document "
+        "opened with decoding='on_demand' they are decoded straight into it on every core and the layer "
+        "keeps no copy (the fastest way to get every layer into numpy). Setting takes (h, w, 4) or "
+        "(h, w, 3) of the depth's dtype, copies it and resizes bbox from its top-left.");
     cls.def_property(
         "mask", [](const Layer& l) { return arrayFromImage(l.maskImage()); },
         [](Layer& l, const py::object& array) {
@@ -183,13 +188,18 @@ void bindImages(LayerClass& cls)
     cls.def(
         "take_pixels",
         [](Layer& l) {
+            if (l.bitDepth == 8 && l.hasPendingImages()) {
+                auto array = rgbaArrayFromLayer(l);
+                l.setContentImage(nullptr);
+                return array;
+            }
             auto image = l.contentImage();
             l.setContentImage(nullptr);
             return arrayTakingImage(std::move(image));
         },
-        "Moves the pixels out of the layer: the same array as `pixels`, but never a copy (8-bit pixels "
-        "are reordered to RGBA in place), and the layer is left without pixels (`pixels` is None; "
-        "bbox is kept). For reading every layer into numpy with the least memory; saving the "
+        "Moves the pixels out of the layer: the same array as `pixels`, but never a copy of a decoded "
+        "image (8-bit pixels are reordered to RGBA in place; pending ones are decoded straight into the "
+        "array), and the layer is left without pixels (`pixels` is None; bbox is kept). Saving the "
         "document afterwards writes the layer empty.");
     cls.def_property_readonly(
         "depth", [](const Layer& l) { return l.bitDepth; }, "Bits per sample: 8, 16 or 32.");

@@ -162,6 +162,23 @@ py::object arrayTakingImage(std::shared_ptr<image::PixelBufferType> buffer)
     return sharedArray<std::uint8_t>(buffer, 4);
 }
 
+py::object rgbaArrayFromLayer(const PSDLayerWrapper& layer)
+{
+    const auto size = layer.contentImageSize();
+    if (!size) {
+        return py::none();
+    }
+    py::array_t<std::uint8_t> array(
+        {static_cast<py::ssize_t>(size->height), static_cast<py::ssize_t>(size->width), py::ssize_t{4}});
+    const std::span<std::uint8_t> destination(array.mutable_data(), static_cast<std::size_t>(array.nbytes()));
+    bool copied = false;
+    {
+        py::gil_scoped_release release;
+        copied = layer.copyContentImageRGBA(destination);
+    }
+    return copied ? py::object(std::move(array)) : py::object(py::none());
+}
+
 std::shared_ptr<image::PixelBufferType> imageFromArray(const py::handle& array, std::int64_t depth, bool grey)
 {
     switch (depth) {

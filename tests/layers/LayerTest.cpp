@@ -10,6 +10,8 @@
 #include "psdkit/document/PSDWrapper.hpp"
 #include "psdkit/layers/PSDLayerContent.hpp"
 #include "psdkit/layers/PSDLayerTree.hpp"
+#include "psdkit/platform/image/ImageError.hpp"
+#include "psdkit/platform/image/PixelTypes.hpp"
 #include "support/PsdFixture.hpp"
 #include "support/ThrownError.hpp"
 
@@ -193,6 +195,23 @@ TEST(LayerContentKind, FollowsTypeThenBlocks)
         EXPECT_EQ(layerContentKind(*layerOf(c.type, c.keys)), c.expected)
             << c.type.description() << " " << (c.keys.empty() ? "" : c.keys[0]);
     }
+}
+
+// A held image copied out in RGBA order; a pending one is compared with it over the corpus.
+TEST(LayerPixels, CopiedOutInRGBAOrderIntoMemoryOfTheirSize)
+{
+    PSDLayerWrapper layer;
+    EXPECT_FALSE(layer.copyContentImageRGBA({})) << "no content image";
+    auto image = std::make_shared<image::PixelBuffer<image::PixelARGB8>>(image::IntegralSize{2, 1});
+    image->mutableBytes()[0] = 7; // memory order a, r, g, b
+    image->mutableBytes()[5] = 2;
+    layer.contentsRect = PSDMacRect(0, 0, 1, 2);
+    layer.setContentImage(image);
+    V rgba(8);
+    ASSERT_TRUE(layer.copyContentImageRGBA(rgba));
+    EXPECT_EQ(rgba, (V{0, 0, 0, 7, 2, 0, 0, 0}));
+    EXPECT_EQ(thrownError([&] { (void)layer.copyContentImageRGBA(std::span(rgba).first(7)); }),
+              image::ImageError::rawSizeMismatch);
 }
 
 TEST(LayerText, ReadsTheStringOfTheTextDescriptorAndNothingOfADamagedOne)

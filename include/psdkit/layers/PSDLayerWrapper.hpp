@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -145,6 +146,28 @@ class PSDKIT_EXPORT PSDLayerWrapper {
     /// Replaces the content image (the layer shares the buffer with the caller); a pending
     /// on-demand decoding is dropped.
     void setContentImage(std::shared_ptr<image::PixelBufferType> image);
+    /// Writes the content image into memory the caller owns, with every pixel's samples in the
+    /// order red, green, blue, transparency whatever the buffer's memory order: samples of the
+    /// image's type (uint8, uint16 or float by `bitDepth` for an image read from a file),
+    /// native-endian, row after row without padding, so `destination` holds exactly
+    /// width × height × 4 samples of the size `contentImageSize()` gives.
+    ///
+    /// A layer read with `PSDImageDecoding::onDemand` whose image has not been asked for yet is
+    /// decoded from its channels straight into `destination` (no buffer of the layer's own on the
+    /// way) and stays pending: nothing is kept, and `contentImage()` decodes anew when it is
+    /// called. A layer that holds its image has it copied. The rows of a large image are spread
+    /// over up to `threadCount` threads, 0 meaning one per hardware thread; the result is the same
+    /// with any count.
+    ///
+    /// Returns false and writes nothing when the layer has no content image (none, or left
+    /// undecoded by `PSDImageDecoding::never`). Throws the image core's ImageException before
+    /// writing anything: rawSizeMismatch when `destination` has another size,
+    /// channelCountMismatch when the host gave the layer a grey image; and what
+    /// the first `contentImage()` call of a pending layer throws when its channels do not decode
+    /// (`destination` may then be partly written; the layer stays pending). Safe beside calls from
+    /// other threads, as `contentImage()` is.
+    [[nodiscard]] bool copyContentImageRGBA(std::span<std::uint8_t> destination,
+                                            unsigned threadCount = 0) const;
     /// The user mask, one channel, `maskRect` sized; null when the layer has none. Decoded on first
     /// call for layers read on demand, like `contentImage()`; that call may throw
     /// PSDException(readInvalidImageData) when the record announces a mask but has no channel -2,

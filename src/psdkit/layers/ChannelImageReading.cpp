@@ -1,10 +1,17 @@
 // Reading one layer's channel image data and turning its channels into the content and mask images.
 #include <algorithm>
+#include <array>
+#include <bit>
+#include <cstring>
+#include <optional>
 
 #include "psdkit/core/PSDScanner.hpp"
 #include "psdkit/layers/LayerImages.hpp"
 #include "psdkit/layers/PSDCompressionType.hpp"
 #include "psdkit/layers/PSDLayerWrapper.hpp"
+#include "psdkit/platform/image/ImageError.hpp"
+#include "psdkit/platform/image/WorkerThread.hpp"
+#include "psdkit/platform/support/ParallelWork.hpp"
 
 namespace psdkit {
 namespace {
@@ -20,6 +27,64 @@ std::int64_t integerProperty(const image::AnyChannelData& channel, const char* k
         throw PSDException(PSDError::readParameterError);
     }
     return *value;
+}
+
+// The content image's channels, red, green, blue, transparency; a layer without a transparency
+// channel gets a fully opaque one, made in `opaque`.
+std::array<const image::AnyChannelData*, 4> contentChannels(const PSDLayerWrapper& layer,
+                                                            std::optional<image::AnyChannelData>& opaque)
+{
+    std::vector<const image::AnyChannelData*> colour;
+    const image::AnyChannelData* transparency = nullptr;
+    for (const auto& channel : layer.channelInfo) {
+        const std::int64_t id = integerProperty(channel, PSDLayerWrapper::channelIDKey);
+        if (id >= 0) {
+            colour.push_back(&channel);
+        } else if (id == -1 && transparency == nullptr) {
+            transparency = &channel;
+        }
+    }
+    if (colour.size() != 3) {
+        throw PSDException(PSDError::readInvalidImageData);
+    }
+    if (transparency == nullptr) {
+        opaque = detail::opaqueChannel(layer.bitDepth, layer.contentsRect.size(), *colour.front());
+        transparency = &*opaque;
+    }
+    return {colour[0], colour[1], colour[2], transparency};
+}
+
+// Copies a colour buffer into `destination` as red, green, blue, transparency samples, the rows of
+// a large buffer spread over `threads` threads.
+void copyAsRGBA(const image::PixelBufferType& image, std::span<std::uint8_t> destination, unsigned threads)
+{
+    const auto format = image.format();
+    if (image::channelCount(format) != 4) {
+        throw image::ImageException(image::ImageError::channelCountMismatch);
+    }
+    const auto source = image.bytes();
+    if (source.size() != destination.size()) {
+        throw image::ImageException(image::ImageError::rawSizeMismatch);
+    }
+    const auto rows = static_cast<std::size_t>(image.size().height);
+    const std::size_t rowBytes = rows == 0 ? 0 : source.size() / rows;
+    const std::size_t bands =
+        source.size() >= detail::minimumPlaneBytesForWorker ? std::min<std::size_t>(threads, rows) : 1;
+    detail::parallelForEach(bands, threads, [&](std::size_t band) {
+        const std::size_t begin = rows * band / bands * rowBytes;
+        const std::size_t end = rows * (band + 1) / bands * rowBytes;
+        if (format != image::PixelFormat::argb8) {
+            std::memcpy(destination.data() + begin, source.data() + begin, end - begin);
+            return;
+        }
+        // a, r, g, b in memory: every pixel's 32-bit word rotated by one byte.
+        for (std::size_t i = begin; i < end; i += 4) {
+            std::uint32_t word;
+            std::memcpy(&word, source.data() + i, 4);
+            word = std::endian::native == std::endian::little ? std::rotr(word, 8) : std::rotl(word, 8);
+            std::memcpy(destination.data() + i, &word, 4);
+        }
+    });
 }
 
 } // namespace
@@ -166,29 +231,25 @@ std::optional<image::IntegralSize> PSDLayerWrapper::maskImageSize() const
 
 std::shared_ptr<image::PixelBufferType> PSDLayerWrapper::decodeContentImage() const
 {
-    std::vector<const image::AnyChannelData*> channels;
-    const image::AnyChannelData* transparency = nullptr;
-    for (const auto& channel : channelInfo) {
-        const std::int64_t id = integerProperty(channel, channelIDKey);
-        if (id >= 0) {
-            channels.push_back(&channel);
-        } else if (id == -1 && transparency == nullptr) {
-            transparency = &channel;
-        }
-    }
     std::optional<image::AnyChannelData> opaque;
-    if (transparency == nullptr) {
-        if (channels.size() != 3) {
-            throw PSDException(PSDError::readInvalidImageData);
-        }
-        opaque = detail::opaqueChannel(bitDepth, contentsRect.size(), *channels.front());
-        transparency = &*opaque;
+    return detail::colorImage(bitDepth, contentsRect.size(), contentChannels(*this, opaque));
+}
+
+bool PSDLayerWrapper::copyContentImageRGBA(std::span<std::uint8_t> destination, unsigned threadCount) const
+{
+    const std::lock_guard lock(*imageMutex_);
+    const unsigned threads = detail::effectiveThreadCount(threadCount);
+    if (contentPending_) {
+        std::optional<image::AnyChannelData> opaque;
+        detail::decodeColorInto(bitDepth, contentsRect.size(), contentChannels(*this, opaque), destination,
+                                threads);
+        return true;
     }
-    channels.push_back(transparency);
-    if (channels.size() != 4) {
-        throw PSDException(PSDError::readInvalidImageData);
+    if (!contentImage_) {
+        return false;
     }
-    return detail::colorImage(bitDepth, contentsRect.size(), channels);
+    copyAsRGBA(*contentImage_, destination, threads);
+    return true;
 }
 
 std::shared_ptr<image::PixelBufferType> PSDLayerWrapper::decodeMaskImage() const

@@ -5,6 +5,7 @@
 
 #include "psdkit/core/CheckedArithmetic.hpp"
 #include "psdkit/core/PSDError.hpp"
+#include "psdkit/platform/image/ChannelDecoding.hpp"
 #include "psdkit/platform/image/ImageError.hpp"
 #include "psdkit/platform/image/PixelTypes.hpp"
 
@@ -93,6 +94,29 @@ std::shared_ptr<image::PixelBufferType> colorImage(std::int64_t bitDepth, image:
     default:
         unsupportedDepth();
     }
+}
+
+void decodeColorInto(std::int64_t bitDepth, image::IntegralSize size,
+                     std::span<const image::AnyChannelData* const> channels,
+                     std::span<std::uint8_t> destination, unsigned threads)
+{
+    image::PixelFormat format = image::PixelFormat::argb8;
+    switch (bitDepth) {
+    case 8:
+        break;
+    case 16:
+        format = image::PixelFormat::rgba16;
+        break;
+    case 32:
+        format = image::PixelFormat::rgba32;
+        break;
+    default:
+        unsupportedDepth();
+    }
+    if (detail::validateChannels(size, channels, format) != destination.size()) {
+        throw image::ImageException(image::ImageError::rawSizeMismatch);
+    }
+    detail::decodeChannelsInGivenOrder(size, channels, format, destination.data(), threads);
 }
 
 std::shared_ptr<image::PixelBufferType> grayImage(std::int64_t bitDepth, image::IntegralSize size,

@@ -26,6 +26,15 @@ namespace psdkit::detail {
 colorImage(std::int64_t bitDepth, image::IntegralSize size,
            std::span<const image::AnyChannelData* const> channels);
 
+/// Decodes four channels as `colorImage` does, but straight into `destination`: every pixel's
+/// samples in the channels' order (red, green, blue, transparency), native-endian, the rows of a
+/// large image spread over up to `threads` threads. Throws what `colorImage` throws, and the image
+/// core's rawSizeMismatch, before writing anything, when `destination` does not hold exactly the
+/// image's bytes; a decoding failure may leave `destination` partly written.
+void decodeColorInto(std::int64_t bitDepth, image::IntegralSize size,
+                     std::span<const image::AnyChannelData* const> channels,
+                     std::span<std::uint8_t> destination, unsigned threads);
+
 /// A Gray8, Gray16 or Gray32 buffer decoded from one channel; errors as `colorImage`.
 [[nodiscard]] std::shared_ptr<image::PixelBufferType>
 grayImage(std::int64_t bitDepth, image::IntegralSize size,

@@ -71,6 +71,19 @@ TEST_P(CorpusReadingModes, EveryModeSeesAndWritesWhatEagerReadingOnOneThreadDoes
     if (eagerOne.error) {
         return;
     }
+    // Pixels copied out in channel order are the same decoded from a pending layer's channels as
+    // copied from a decoded image, and the pending layer stays pending.
+    const auto rgba = [](const PSDLayerWrapper& layer, unsigned threads) {
+        const auto size = layer.contentImageSize().value_or(image::IntegralSize{});
+        V out(static_cast<std::size_t>(size.width * size.height * layer.bitDepth / 2));
+        return layer.copyContentImageRGBA(out, threads) ? out : V{1};
+    };
+    const PSDWrapper decoded(file), pending(shared, options(PSDImageDecoding::onDemand));
+    for (std::size_t i = 0; i < decoded.layers.size(); ++i) {
+        EXPECT_EQ(rgba(*pending.layers[i], 3), rgba(*decoded.layers[i], 1)) << "layer " << i;
+        EXPECT_EQ(pending.layers[i]->hasPendingImages(),
+                  decoded.layers[i]->contentImage() != nullptr || decoded.layers[i]->maskImage() != nullptr);
+    }
     // Never decoding reads the same structure and leaves every image absent.
     const auto never = observe([&] { return PSDWrapper(shared, options(PSDImageDecoding::never)); });
     expectSame(eagerOne, never, false);

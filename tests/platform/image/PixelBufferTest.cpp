@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "psdkit/platform/image/ChannelDecoding.hpp"
 #include "psdkit/platform/image/ImageError.hpp"
 #include "psdkit/platform/image/InterleavedRGBA.hpp"
 #include "psdkit/platform/image/Zip.hpp"
@@ -189,6 +190,11 @@ TEST(PixelBufferTest, WorkerThreadGivesTheSameErrors)
     const IntegralSize size{1024, 1030};
     PixelBuffer<PixelARGB8> buffer(size);
     fillMixed(buffer.mutableBytes(), 99);
+    // The same pixels decoded in channel order, rows on three threads.
+    const auto plain = buffer.makeChannelData(false, Compression::rle, PredictionType::none, false);
+    V rgba(buffer.bytes().size());
+    detail::decodeChannelsInGivenOrder(size, pointers(plain), PixelFormat::argb8, rgba.data(), 3);
+    EXPECT_EQ(rgba, interleavedRGBA(buffer));
     // A broken PackBits row in the first band and a broken zlib stream: whoever decodes what, the
     // stream is met first, as in a decoding in order.
     auto rle = buffer.makeChannelData(false, Compression::rle, PredictionType::none, false);

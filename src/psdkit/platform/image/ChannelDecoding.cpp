@@ -20,6 +20,7 @@
 #include "psdkit/platform/image/PlaneShape.hpp"
 #include "psdkit/platform/image/WorkerThread.hpp"
 #include "psdkit/platform/image/Zip.hpp"
+#include "psdkit/platform/support/ParallelWork.hpp"
 
 namespace psdkit::detail {
 
@@ -247,20 +248,29 @@ std::size_t validateChannels(IntegralSize size, std::span<const AnyChannelData* 
     return pixelBytes;
 }
 
-void decodeChannels(IntegralSize size, std::span<const AnyChannelData* const> channels, PixelFormat format,
-                    bool expand16BitColorRange, std::uint8_t* pixels, bool mayUseWorkerThread)
+namespace {
+
+// Decodes into `pixels`, logical channel c going to memory slot `slots[c]` of every pixel. ZIP
+// planes are inflated whole first (channels spread over the threads), then all channels are read
+// row by row and interleaved, the rows split into bands shared out among the threads. A grey
+// buffer's single plane is inflated straight into the pixels and finished there.
+void decodeInto(IntegralSize size, std::span<const AnyChannelData* const> channels, PixelFormat format,
+                const std::size_t (&slots)[4], bool expand16BitColorRange, std::uint8_t* pixels,
+                unsigned threads)
 {
     const std::size_t sampleBytes = bytesPerSample(sampleType(format));
     const PlaneShape shape = PlaneShape::make(size, sampleBytes);
     const std::size_t count = channels.size();
-    const bool useWorker = mayUseWorkerThread && shape.planeBytes >= minimumPlaneBytesForWorker;
+    if (shape.planeBytes < minimumPlaneBytesForWorker) {
+        threads = 1;
+    }
 
-    // ZIP planes are inflated whole first (channels spread over the threads), then all channels are
-    // read row by row and interleaved, the rows split into two bands when a worker may help.
-    // A grey buffer's single plane is inflated straight into the pixels and finished there.
     std::vector<LargeAllocation> ownedPlanes(count);
     std::vector<std::uint8_t*> planes(count, nullptr);
-    forEachIndex(count, useWorker, [&](std::size_t c) {
+    const bool anyZip = std::ranges::any_of(channels, [](const AnyChannelData* c) {
+        return c->compressionType == ChannelDataCompressionType::zip;
+    });
+    parallelForEach(anyZip ? count : 0, threads, [&](std::size_t c) {
         if (channels[c]->compressionType == ChannelDataCompressionType::zip) {
             if (count == 1) {
                 planes[c] = pixels;
@@ -302,7 +312,7 @@ void decodeChannels(IntegralSize size, std::span<const AnyChannelData* const> ch
             }
             const std::uint8_t* rows[4];
             for (std::size_t c = 0; c < 4; ++c) {
-                rows[memorySlot(format, c)] = readers[c].row(y);
+                rows[slots[c]] = readers[c].row(y);
             }
             switch (sampleBytes) {
             case 1:
@@ -320,14 +330,32 @@ void decodeChannels(IntegralSize size, std::span<const AnyChannelData* const> ch
             expand16BitRange(pixels + firstRow * pixelRowBytes, (endRow - firstRow) * shape.width * count);
         }
     };
-    const std::size_t half = shape.height / 2;
-    forEachIndex(2, useWorker, [&](std::size_t band) {
-        if (band == 0) {
-            decodeRows(0, half);
-        } else {
-            decodeRows(half, shape.height);
-        }
+    // A few bands per thread, taken in order as threads become free, so that a thread the system
+    // holds back does not leave the others waiting at the end.
+    const std::size_t bands =
+        threads == 1 ? 1 : std::min<std::size_t>(std::size_t{threads} * 4, shape.height);
+    parallelForEach(bands, threads, [&](std::size_t band) {
+        decodeRows(shape.height * band / bands, shape.height * (band + 1) / bands);
     });
+}
+
+} // namespace
+
+void decodeChannels(IntegralSize size, std::span<const AnyChannelData* const> channels, PixelFormat format,
+                    bool expand16BitColorRange, std::uint8_t* pixels, bool mayUseWorkerThread)
+{
+    std::size_t slots[4] = {};
+    for (std::size_t c = 0; c < std::min<std::size_t>(channels.size(), 4); ++c) {
+        slots[c] = memorySlot(format, c);
+    }
+    decodeInto(size, channels, format, slots, expand16BitColorRange, pixels, mayUseWorkerThread ? 2 : 1);
+}
+
+void decodeChannelsInGivenOrder(IntegralSize size, std::span<const AnyChannelData* const> channels,
+                                PixelFormat format, std::uint8_t* pixels, unsigned threads)
+{
+    static constexpr std::size_t givenOrder[4] = {0, 1, 2, 3};
+    decodeInto(size, channels, format, givenOrder, false, pixels, std::max(threads, 1U));
 }
 
 } // namespace psdkit::detail

@@ -27,4 +27,11 @@ void decodeChannels(image::IntegralSize size, std::span<const image::AnyChannelD
                     image::PixelFormat format, bool expand16BitColorRange, std::uint8_t* pixels,
                     bool mayUseWorkerThread);
 
+/// Decodes like `decodeChannels`, except that the channels are placed in every pixel in the order
+/// they are given (red, green, blue, transparency for colour), whatever `format`'s memory order,
+/// and that the rows of a large plane are spread over up to `threads` threads (0 counts as 1).
+void decodeChannelsInGivenOrder(image::IntegralSize size,
+                                std::span<const image::AnyChannelData* const> channels,
+                                image::PixelFormat format, std::uint8_t* pixels, unsigned threads);
+
 } // namespace psdkit::detail
