@@ -100,23 +100,14 @@ void decodeColorInto(std::int64_t bitDepth, image::IntegralSize size,
                      std::span<const image::AnyChannelData* const> channels,
                      std::span<std::uint8_t> destination, unsigned threads)
 {
-    image::PixelFormat format = image::PixelFormat::argb8;
-    switch (bitDepth) {
-    case 8:
-        break;
-    case 16:
-        format = image::PixelFormat::rgba16;
-        break;
-    case 32:
-        format = image::PixelFormat::rgba32;
-        break;
-    default:
+    const auto format = image::colorPixelFormatForDepth(bitDepth);
+    if (!format) {
         unsupportedDepth();
     }
-    if (detail::validateChannels(size, channels, format) != destination.size()) {
+    if (detail::validateChannels(size, channels, *format) != destination.size()) {
         throw image::ImageException(image::ImageError::rawSizeMismatch);
     }
-    detail::decodeChannelsInGivenOrder(size, channels, format, destination.data(), threads);
+    detail::decodeChannelsInGivenOrder(size, channels, *format, destination.data(), threads);
 }
 
 std::shared_ptr<image::PixelBufferType> grayImage(std::int64_t bitDepth, image::IntegralSize size,
