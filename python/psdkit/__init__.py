@@ -13,6 +13,8 @@ from __future__ import annotations
 
 from typing import Iterator, List, Optional, Tuple
 
+import numpy  # noqa: F401  (pixels are numpy arrays: numpy loads with the package, not at the first pixel call)
+
 from . import _tree
 from ._psdkit import Document, Layer, __version__, open, read_descriptor, set_host, write_descriptor
 from .descriptors import Code, Descriptor, Enumerated, UnitFloat

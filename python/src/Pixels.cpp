@@ -1,7 +1,14 @@
 // Pixel buffers <-> numpy arrays.
 #include <bit>
 #include <cstring>
+#include <new>
 #include <string>
+#include <system_error>
+#include <thread>
+
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
 
 #include "Bindings.hpp"
 
@@ -36,6 +43,85 @@ py::array sharedArray(const std::shared_ptr<image::PixelBufferType>& buffer, std
     return py::array(py::dtype::of<Sample>(), shape, strides, data, base);
 }
 
+#if defined(__linux__) && defined(MADV_POPULATE_WRITE)
+// Faults `bytes` of fresh mapped memory in ahead of the writes, in parts of at least 4 MiB on up
+// to one thread per core: one call per part costs less than a fault per page, and the parts
+// are zeroed by the kernel side by side. Without kernel support (before Linux 5.14) the call is
+// refused and the pages fault in as they are written.
+void prefault(void* memory, std::size_t bytes)
+{
+    constexpr std::size_t page = 4096;
+    constexpr std::size_t minimumPart = std::size_t{4} << 20;
+    const std::size_t cores = std::max(1u, std::thread::hardware_concurrency());
+    const std::size_t parts =
+        std::clamp<std::size_t>(bytes / minimumPart, 1, std::min<std::size_t>(cores, 16));
+    const std::size_t partBytes = (bytes / parts + page - 1) / page * page;
+    auto* base = static_cast<char*>(memory);
+    std::vector<std::thread> helpers;
+    std::size_t offset = partBytes;
+    for (; offset < bytes; offset += partBytes) {
+        const std::size_t length = std::min(partBytes, bytes - offset);
+        try {
+            helpers.emplace_back([=] { madvise(base + offset, length, MADV_POPULATE_WRITE); });
+        } catch (const std::system_error&) {
+            break; // no thread to spare: this thread faults in the rest
+        }
+    }
+    madvise(base, std::min(partBytes, bytes), MADV_POPULATE_WRITE);
+    if (offset < bytes) {
+        madvise(base + offset, bytes - offset, MADV_POPULATE_WRITE);
+    }
+    for (auto& helper : helpers) {
+        helper.join();
+    }
+}
+#endif
+
+// A new (height, width, 4) uint8 array for pixels the caller writes in full. Arrays of 4 MiB and
+// more get memory mapped for them with ordinary pages: numpy asks the kernel for huge pages at
+// that size, and on fresh memory a huge-page fault sometimes stalls for tens of milliseconds
+// (every layer of a large document pays it, and the time then varies tenfold between runs),
+// while ordinary pages cost the same every time. The pages are faulted in before the array is
+// returned (see prefault). The array's base unmaps the memory.
+py::array_t<std::uint8_t> newRGBAArray(std::int64_t height, std::int64_t width)
+{
+    const std::vector<py::ssize_t> shape{static_cast<py::ssize_t>(height), static_cast<py::ssize_t>(width),
+                                         py::ssize_t{4}};
+#if defined(__linux__) && defined(MADV_NOHUGEPAGE)
+    constexpr std::size_t hugePageThreshold = std::size_t{4} << 20;
+    std::size_t pixels = 0;
+    std::size_t bytes = 0;
+    if (height > 0 && width > 0 &&
+        !__builtin_mul_overflow(static_cast<std::size_t>(height), static_cast<std::size_t>(width), &pixels) &&
+        !__builtin_mul_overflow(pixels, std::size_t{4}, &bytes) && bytes >= hugePageThreshold) {
+        void* memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (memory == MAP_FAILED) {
+            throw std::bad_alloc();
+        }
+        py::capsule base;
+        try {
+            base = py::capsule(new std::pair<void*, std::size_t>(memory, bytes), [](void* p) {
+                auto* owned = static_cast<std::pair<void*, std::size_t>*>(p);
+                munmap(owned->first, owned->second);
+                delete owned;
+            });
+        } catch (...) {
+            munmap(memory, bytes);
+            throw;
+        }
+        madvise(memory, bytes, MADV_NOHUGEPAGE); // advice only: a refusal leaves a working mapping
+#if defined(MADV_POPULATE_WRITE)
+        {
+            py::gil_scoped_release release;
+            prefault(memory, bytes);
+        }
+#endif
+        return py::array_t<std::uint8_t>(shape, static_cast<std::uint8_t*>(memory), base);
+    }
+#endif
+    return py::array_t<std::uint8_t>(shape);
+}
+
 // Memory a r g b -> r g b a for `size` bytes at `bytes` (4-byte aligned): every pixel's 32-bit
 // word rotated by one byte, in a loop the compiler vectorizes with plain SSE2 shifts.
 void rotateARGBToRGBA(std::uint8_t* bytes, std::size_t size)
@@ -52,8 +138,7 @@ void rotateARGBToRGBA(std::uint8_t* bytes, std::size_t size)
 py::array rgbaFromARGB8(const image::PixelBufferType& buffer)
 {
     const auto size = buffer.size();
-    py::array_t<std::uint8_t> array(
-        {static_cast<py::ssize_t>(size.height), static_cast<py::ssize_t>(size.width), py::ssize_t{4}});
+    auto array = newRGBAArray(size.height, size.width);
     const auto source = buffer.bytes();
     auto* target = array.mutable_data();
     {
@@ -168,8 +253,7 @@ py::object rgbaArrayFromLayer(const PSDLayerWrapper& layer)
     if (!size) {
         return py::none();
     }
-    py::array_t<std::uint8_t> array(
-        {static_cast<py::ssize_t>(size->height), static_cast<py::ssize_t>(size->width), py::ssize_t{4}});
+    auto array = newRGBAArray(size->height, size->width);
     const std::span<std::uint8_t> destination(array.mutable_data(), static_cast<std::size_t>(array.nbytes()));
     bool copied = false;
     {
