@@ -3,8 +3,6 @@
 #include <cstring>
 #include <new>
 #include <string>
-#include <system_error>
-#include <thread>
 
 #if defined(__linux__)
 #include <sys/mman.h>
@@ -43,46 +41,11 @@ py::array sharedArray(const std::shared_ptr<image::PixelBufferType>& buffer, std
     return py::array(py::dtype::of<Sample>(), shape, strides, data, base);
 }
 
-#if defined(__linux__) && defined(MADV_POPULATE_WRITE)
-// Faults `bytes` of fresh mapped memory in ahead of the writes, in parts of at least 4 MiB on up
-// to one thread per core: one call per part costs less than a fault per page, and the parts
-// are zeroed by the kernel side by side. Without kernel support (before Linux 5.14) the call is
-// refused and the pages fault in as they are written.
-void prefault(void* memory, std::size_t bytes)
-{
-    constexpr std::size_t page = 4096;
-    constexpr std::size_t minimumPart = std::size_t{4} << 20;
-    const std::size_t cores = std::max(1u, std::thread::hardware_concurrency());
-    const std::size_t parts =
-        std::clamp<std::size_t>(bytes / minimumPart, 1, std::min<std::size_t>(cores, 16));
-    const std::size_t partBytes = (bytes / parts + page - 1) / page * page;
-    auto* base = static_cast<char*>(memory);
-    std::vector<std::thread> helpers;
-    std::size_t offset = partBytes;
-    for (; offset < bytes; offset += partBytes) {
-        const std::size_t length = std::min(partBytes, bytes - offset);
-        try {
-            helpers.emplace_back([=] { madvise(base + offset, length, MADV_POPULATE_WRITE); });
-        } catch (const std::system_error&) {
-            break; // no thread to spare: this thread faults in the rest
-        }
-    }
-    madvise(base, std::min(partBytes, bytes), MADV_POPULATE_WRITE);
-    if (offset < bytes) {
-        madvise(base + offset, bytes - offset, MADV_POPULATE_WRITE);
-    }
-    for (auto& helper : helpers) {
-        helper.join();
-    }
-}
-#endif
-
 // A new (height, width, 4) uint8 array for pixels the caller writes in full. Arrays of 4 MiB and
 // more get memory mapped for them with ordinary pages: numpy asks the kernel for huge pages at
 // that size, and on fresh memory a huge-page fault sometimes stalls for tens of milliseconds
 // (every layer of a large document pays it, and the time then varies tenfold between runs),
-// while ordinary pages cost the same every time. The pages are faulted in before the array is
-// returned (see prefault). The array's base unmaps the memory.
+// while ordinary pages cost the same every time. The array's base unmaps the memory.
 py::array_t<std::uint8_t> newRGBAArray(std::int64_t height, std::int64_t width)
 {
     const std::vector<py::ssize_t> shape{static_cast<py::ssize_t>(height), static_cast<py::ssize_t>(width),
@@ -110,12 +73,6 @@ py::array_t<std::uint8_t> newRGBAArray(std::int64_t height, std::int64_t width)
             throw;
         }
         madvise(memory, bytes, MADV_NOHUGEPAGE); // advice only: a refusal leaves a working mapping
-#if defined(MADV_POPULATE_WRITE)
-        {
-            py::gil_scoped_release release;
-            prefault(memory, bytes);
-        }
-#endif
         return py::array_t<std::uint8_t>(shape, static_cast<std::uint8_t*>(memory), base);
     }
 #endif

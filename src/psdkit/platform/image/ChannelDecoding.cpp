@@ -278,6 +278,7 @@ void decodeInto(IntegralSize size, std::span<const AnyChannelData* const> channe
                 ownedPlanes[c] = allocateLarge(shape.planeBytes);
                 planes[c] = ownedPlanes[c].get();
             }
+            prefaultForWriting(planes[c], shape.planeBytes);
             zlibInflate(channels[c]->storedBytes(), {planes[c], shape.planeBytes});
         }
     });
@@ -287,6 +288,9 @@ void decodeInto(IntegralSize size, std::span<const AnyChannelData* const> channe
 
     const std::size_t pixelRowBytes = shape.rowBytes * count;
     const auto decodeRows = [&](std::size_t firstRow, std::size_t endRow) {
+        // The band's part of the pixels is usually fresh memory: fault it in at once, on this
+        // thread, beside the other threads doing the same for their bands.
+        prefaultForWriting(pixels + firstRow * pixelRowBytes, (endRow - firstRow) * pixelRowBytes);
         std::vector<ChannelRowReader> readers;
         std::vector<std::pair<PlaneRelease, std::uint8_t*>> releases; // owned planes of this band's rows
         readers.reserve(count);

@@ -18,4 +18,11 @@ using LargeAllocation = std::unique_ptr<std::uint8_t[], LargeAllocationFree>;
 /// Releases memory from `allocateLarge` (null is ignored); for owners that hold a plain pointer.
 void releaseLarge(std::uint8_t* p) noexcept;
 
+/// Has the kernel fault in the whole pages of `bytes` bytes at `begin` for writing, in one call:
+/// cheaper than a fault per page as the bytes are first written, and done on the calling thread,
+/// so threads that each prefault the part they write zero fresh memory side by side. Pages
+/// already present cost a walk of their page tables. Advice only: without kernel support (Linux
+/// before 5.14, other systems) nothing happens, and the pages fault in as they are written.
+void prefaultForWriting(std::uint8_t* begin, std::size_t bytes) noexcept;
+
 } // namespace psdkit::detail
