@@ -9,6 +9,7 @@
 #include <memory>
 #include <vector>
 
+#include "psdkit/core/PSDScanner.hpp"
 #include "psdkit/descriptors/ColorConversion.hpp"
 #include "psdkit/descriptors/PSDDescriptor.hpp"
 #include "psdkit/document/PSDWrapper.hpp"
@@ -312,15 +313,42 @@ std::vector<std::uint8_t> selectiveColorBlock(std::size_t range, std::size_t ink
 
 // A pattern fill layer written by ag-psd, an independent writer: the 4 × 3 pattern "tile" (pixel i
 // is 20i, 255 − 20i, and 255 blue when i is odd) with its phase at (1, 2), over a 16 × 12 canvas.
-TEST(RenderPatternFillTest, RepeatsTheNamedPatternFromItsPhase)
+// Then the same fill turned a quarter anticlockwise about its phase ("Angl" 90°): the pixel whose
+// centre lies (dx, dy) from the phase point shows pattern column ⌊−dy⌋, row ⌊dx⌋. Last, the
+// pattern found in an earlier, kept pattern block when the last one no longer has it.
+TEST(RenderPatternFillTest, RepeatsTheNamedPatternFromItsPhaseAndAngle)
 {
     std::ifstream in(std::string(PSDKIT_SOURCE_DIR) + "/tests/render/data/agpsd-pattern-fill.psd",
                      std::ios::binary);
     const std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(in), {}};
-    const auto image = renderDocument(PSDWrapper(std::span<const std::uint8_t>(bytes))).image;
-    for (const auto& [x, y] : {std::pair{0, 0}, {1, 2}, {6, 4}, {15, 11}}) {
-        const int i = (y + 1) % 3 * 4 + (x + 3) % 4; // pattern row (y − 2) mod 3, column (x − 1) mod 4
-        EXPECT_EQ(pixel8(*image, x, y), (Rgba8{20 * i, 255 - 20 * i, i % 2 * 255})) << x << ", " << y;
+    const auto mod = [](int v, int n) { return (v % n + n) % n; };
+    for (const bool turned : {false, true}) {
+        PSDReadOptions options;
+        options.keepUnknownBlocks = !turned;
+        PSDWrapper document{std::span<const std::uint8_t>(bytes), options};
+        if (!turned) {
+            ASSERT_TRUE(document.patternData);
+            document.patternData->clear();
+        } else {
+            auto fill = std::find_if(document.layers.begin(), document.layers.end(), [](const auto& layer) {
+                return layer->taggedData.contains(PSDFourCharCode("PtFl"));
+            });
+            ASSERT_NE(fill, document.layers.end());
+            auto& block = (*fill)->taggedData.find(PSDFourCharCode("PtFl"))->second;
+            PSDScanner scanner(block);
+            PSDDescriptor settings;
+            settings.read(scanner, false);
+            settings.set(PSDFourCharCode("Angl"), PSDUnitFloat{PSDUnitFloat::Unit::angle, 90});
+            block = settings.data();
+        }
+        const auto image = renderDocument(document).image;
+        for (const auto& [x, y] : {std::pair{0, 0}, {1, 2}, {6, 4}, {15, 11}, {3, 9}}) {
+            const int column = turned ? mod(1 - y, 4) : mod(x - 1, 4);
+            const int row = turned ? mod(x - 1, 3) : mod(y - 2, 3);
+            const int i = row * 4 + column;
+            EXPECT_EQ(pixel8(*image, x, y), (Rgba8{20 * i, 255 - 20 * i, i % 2 * 255}))
+                << (turned ? "turned " : "") << x << ", " << y;
+        }
     }
 }
 

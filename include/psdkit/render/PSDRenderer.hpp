@@ -6,13 +6,13 @@
 // (default colour, disabled flag, position, density, feather; the real user mask where the record
 // has both), vector masks (from the blocks `PSDReadOptions::keepUnknownBlocks` keeps; without them
 // shape and fill layers draw their stored pixels), blending ranges ("blend if", on 8-bit samples),
-// solid colour, gradient and pattern fill layers (a pattern from `PSDWrapper::patternData`, which
-// holds the file's last pattern block only) and the adjustment layers (levels, curves,
-// brightness/contrast, hue/saturation, invert, threshold, posterize, exposure, vibrance, colour
-// balance, black & white, channel mixer, photo filter, gradient map, selective colour). What is
-// not drawn: layer effects (the layers that carry them are listed in the result), text that has no
-// stored pixels, smart-object contents beyond their stored pixels, pattern fills whose pattern is
-// not in that block (their stored pixels are drawn where there are some), and the adjustment kinds
+// solid colour, gradient and pattern fill layers (a pattern from `PSDWrapper::patternData`, the
+// file's last pattern block, or from the earlier ones the keep-everything reading keeps) and the adjustment
+// layers (levels, curves, brightness/contrast, hue/saturation, invert, threshold, posterize, exposure,
+// vibrance, colour balance, black & white, channel mixer, photo filter, gradient map, selective colour). What
+// is not drawn: layer effects (the layers that carry them are listed in the result), text that has no stored
+// pixels, smart-object contents beyond their stored pixels, pattern fills whose pattern is in none of those
+// blocks (their stored pixels are drawn where there are some), and the adjustment kinds
 // `PSDRenderResult::layersNotDrawn` reports (colour lookup).
 //
 // Samples are blended as floats. 8- and 16-bit documents blend gamma-encoded values in 0…1; 32-bit

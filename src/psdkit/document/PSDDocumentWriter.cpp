@@ -9,6 +9,7 @@
 
 #include "psdkit/core/ChunkedOutputSink.hpp"
 #include "psdkit/layers/DepthFormats.hpp"
+#include "psdkit/layers/TaggedBlockKeys.hpp"
 #include "psdkit/layers/TaggedBlockWriting.hpp"
 #include "psdkit/platform/LibraryResources.hpp"
 #include "psdkit/platform/PropertyList.hpp"
@@ -58,11 +59,6 @@ bool isFullyOpaque(const image::PixelBufferType& image)
     default:
         return false;
     }
-}
-
-bool isPatternKey(const PSDFourCharCode& key)
-{
-    return key == PSDFourCharCode("Patt") || key == PSDFourCharCode("Pat2") || key == PSDFourCharCode("Pat3");
 }
 
 } // namespace

@@ -32,4 +32,9 @@ bool isGeneratedLayerBlockKey(const PSDFourCharCode& key)
     return std::find(kKeys.begin(), kKeys.end(), key) != kKeys.end();
 }
 
+bool isPatternKey(const PSDFourCharCode& key)
+{
+    return key == PSDFourCharCode("Patt") || key == PSDFourCharCode("Pat2") || key == PSDFourCharCode("Pat3");
+}
+
 } // namespace psdkit::detail

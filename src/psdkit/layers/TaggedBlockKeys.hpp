@@ -16,4 +16,7 @@ namespace psdkit::detail {
 /// "iOpa", "lclr", "lspf"); a kept block under one of them is never written.
 [[nodiscard]] bool isGeneratedLayerBlockKey(const PSDFourCharCode& key);
 
+/// The document-level pattern block keys ("Patt", "Pat2", "Pat3").
+[[nodiscard]] bool isPatternKey(const PSDFourCharCode& key);
+
 } // namespace psdkit::detail

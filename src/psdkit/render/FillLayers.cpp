@@ -10,6 +10,7 @@
 #include "psdkit/descriptors/GradientConversion.hpp"
 #include "psdkit/descriptors/PSDDescriptor.hpp"
 #include "psdkit/document/PSDWrapper.hpp"
+#include "psdkit/layers/TaggedBlockKeys.hpp"
 #include "psdkit/platform/PlatformError.hpp"
 #include "psdkit/platform/image/ImageError.hpp"
 #include "psdkit/render/PatternFill.hpp"
@@ -269,7 +270,17 @@ std::shared_ptr<const Fill> makeFill(const PSDLayerWrapper& layer, PSDAdjustment
             return color ? std::make_shared<SolidFill>(rgbaPixelFromPSDDescriptor(*color)) : nullptr;
         }
         if (type == PSDAdjustmentLayerType::patternFill) {
-            return document.patternData ? makePatternFill(*settings, *document.patternData) : nullptr;
+            // The last pattern block, then the earlier ones the keep-everything reading kept.
+            std::vector<std::span<const std::uint8_t>> sources;
+            if (document.patternData) {
+                sources.emplace_back(*document.patternData);
+            }
+            for (const PSDRawBlock& block : document.uninterpretedBlocks) {
+                if (isPatternKey(block.key)) {
+                    sources.push_back(block.data.span());
+                }
+            }
+            return makePatternFill(*settings, sources);
         }
         return gradientFill(*settings, document, shapeBounds);
     } catch (const PSDException&) {

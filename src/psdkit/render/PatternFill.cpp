@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 #include <optional>
 
 #include "psdkit/core/PSDError.hpp"
@@ -136,22 +137,39 @@ std::shared_ptr<PatternImage> readPatternRecord(PSDScanner& scanner, std::string
 
 class PatternFill final : public Fill {
   public:
-    PatternFill(std::shared_ptr<const PatternImage> pattern, double originX, double originY, double scale)
+    PatternFill(std::shared_ptr<const PatternImage> pattern, double originX, double originY, double scale,
+                double angleDegrees)
         : pattern_(std::move(pattern)), originX_(originX), originY_(originY), scale_(scale)
     {
+        // Exact quarter turns stay exact, so that an unrotated or right-angled pattern lands on
+        // whole pixels.
+        const double quarterTurns = angleDegrees / 90.0;
+        if (quarterTurns == std::floor(quarterTurns)) {
+            const auto turn = static_cast<int>(std::fmod(std::fmod(quarterTurns, 4.0) + 4.0, 4.0));
+            cos_ = turn == 0 ? 1 : turn == 2 ? -1 : 0;
+            sin_ = turn == 1 ? 1 : turn == 3 ? -1 : 0;
+        } else {
+            const double radians = angleDegrees * std::numbers::pi / 180.0;
+            cos_ = std::cos(radians);
+            sin_ = std::sin(radians);
+        }
     }
     void colorAt(std::int64_t x, std::int64_t y, float* rgba) const noexcept override
     {
-        // The pattern pixel under (v + ½ − origin) / scale, repeated; limited in floating point before
-        // the conversion, since far from the origin the remainder loses its precision.
-        const auto wrapped = [this](std::int64_t v, double origin, std::int64_t side) {
-            const double at = std::floor((static_cast<double>(v) + 0.5 - origin) / scale_);
+        // The pattern turned anticlockwise by the angle about its phase point and scaled: the
+        // canvas offset (dx, dy) from that point shows pattern pixel
+        // ((dx cos − dy sin) / scale, (dx sin + dy cos) / scale), repeated. Limited in floating
+        // point before the conversion, since far from the origin the remainder loses its precision.
+        const double dx = static_cast<double>(x) + 0.5 - originX_;
+        const double dy = static_cast<double>(y) + 0.5 - originY_;
+        const auto wrapped = [](double at, std::int64_t side) {
             const auto extent = static_cast<double>(side);
-            const double inside = at - std::floor(at / extent) * extent;
+            const double cell = std::floor(at);
+            const double inside = cell - std::floor(cell / extent) * extent;
             return static_cast<std::int64_t>(std::clamp(inside, 0.0, extent - 1));
         };
-        const std::int64_t px = wrapped(x, originX_, pattern_->width);
-        const std::int64_t py = wrapped(y, originY_, pattern_->height);
+        const std::int64_t px = wrapped((dx * cos_ - dy * sin_) / scale_, pattern_->width);
+        const std::int64_t py = wrapped((dx * sin_ + dy * cos_) / scale_, pattern_->height);
         const float* p = pattern_->rgba.data() + (py * pattern_->width + px) * 4;
         std::copy(p, p + 4, rgba);
     }
@@ -159,6 +177,7 @@ class PatternFill final : public Fill {
   private:
     std::shared_ptr<const PatternImage> pattern_;
     double originX_, originY_, scale_;
+    double cos_ = 1, sin_ = 0;
 };
 
 double numberValue(const PSDDescriptor* d, const char* key, double fallback)
@@ -199,7 +218,7 @@ std::shared_ptr<const PatternImage> findPattern(std::span<const std::uint8_t> pa
 }
 
 std::shared_ptr<const Fill> makePatternFill(const PSDDescriptor& settings,
-                                            std::span<const std::uint8_t> patternData)
+                                            std::span<const std::span<const std::uint8_t>> patternSources)
 {
     const PSDDescriptor* named = settings.descriptorValue(PSDFourCharCode("Ptrn"));
     const auto* id = named ? named->valueAs<std::string>(PSDFourCharCode("Idnt")) : nullptr;
@@ -211,14 +230,20 @@ std::shared_ptr<const Fill> makePatternFill(const PSDDescriptor& settings,
     while (!wanted.empty() && wanted.back() == '\0') {
         wanted.remove_suffix(1);
     }
-    auto pattern = findPattern(patternData, wanted);
+    std::shared_ptr<const PatternImage> pattern;
+    for (const auto source : patternSources) {
+        if ((pattern = findPattern(source, wanted))) {
+            break;
+        }
+    }
     if (!pattern) {
         return nullptr;
     }
     const PSDDescriptor* phase = settings.descriptorValue(UnifiedStringValue::string("phase"));
     const double scale = std::clamp(numberValue(&settings, "Scl ", 100) / 100.0, 0.01, 100.0);
+    const double angle = std::clamp(numberValue(&settings, "Angl", 0), -36000.0, 36000.0);
     return std::make_shared<PatternFill>(std::move(pattern), numberValue(phase, "Hrzn", 0),
-                                         numberValue(phase, "Vrtc", 0), scale);
+                                         numberValue(phase, "Vrtc", 0), scale, angle);
 }
 
 } // namespace psdkit::detail

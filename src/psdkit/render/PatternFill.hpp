@@ -29,9 +29,10 @@ struct PatternImage {
                                                               std::string_view id);
 
 /// The fill of a pattern fill layer's settings ("Ptrn" names the pattern; "phase" places its
-/// origin, "Scl " scales it in percent) with the patterns of `patternData`, or null when the
-/// pattern is not there. Never throws except for allocation.
-[[nodiscard]] std::shared_ptr<const Fill> makePatternFill(const PSDDescriptor& settings,
-                                                          std::span<const std::uint8_t> patternData);
+/// origin, "Scl " scales it in percent, "Angl" turns it anticlockwise about that origin in
+/// degrees) with the first pattern of that identifier in `patternSources` (pattern block bodies,
+/// searched in order), or null when none has it. Never throws except for allocation.
+[[nodiscard]] std::shared_ptr<const Fill>
+makePatternFill(const PSDDescriptor& settings, std::span<const std::span<const std::uint8_t>> patternSources);
 
 } // namespace psdkit::detail
