@@ -28,8 +28,10 @@ struct PSDKIT_EXPORT PSDReadOptions {
     bool keepUnknownBlocks = false;
     /// When layer images are decoded.
     PSDImageDecoding imageDecoding = PSDImageDecoding::eager;
-    /// Threads used to decode layers' channels; 0 means one per hardware thread. Writing has its
-    /// own count, `PSDWriteOptions::threadCount`.
+    /// Threads used to decode layers' channels, while reading and later, when a layer read on
+    /// demand is decoded (`PSDLayerWrapper::contentImage()`, `copyContentImageRGBA`); 0 means one
+    /// per hardware thread, and 1 keeps every decoding on the calling thread. Writing has its own
+    /// count, `PSDWriteOptions::threadCount`.
     unsigned threadCount = 0;
 };
 

@@ -156,8 +156,9 @@ class PSDKIT_EXPORT PSDLayerWrapper {
     /// decoded from its channels straight into `destination` (no buffer of the layer's own on the
     /// way) and stays pending: nothing is kept, and `contentImage()` decodes anew when it is
     /// called. A layer that holds its image has it copied. The rows of a large image are spread
-    /// over up to `threadCount` threads, 0 meaning one per hardware thread; the result is the same
-    /// with any count.
+    /// over up to `threadCount` threads; 0 means the count the layer was read with
+    /// (`PSDReadOptions::threadCount`), itself 0 for one per hardware thread. The result is the
+    /// same with any count.
     ///
     /// Returns false and writes nothing when the layer has no content image (none, or left
     /// undecoded by `PSDImageDecoding::never`). Throws the image core's ImageException before
@@ -224,8 +225,12 @@ class PSDKIT_EXPORT PSDLayerWrapper {
     /// counts and length against the bytes, and then, by `decoding`: builds the images at once
     /// (`eager`, as above), leaves them to be built on first access (`onDemand`), or leaves them
     /// absent (`never`). Channel bytes are taken with `PSDScanner::scanSharedData` when the scanner
-    /// shares its input, so they then refer to it instead of being copied.
-    void readChannelImageData(PSDScanner& scanner, bool bigFile, PSDImageDecoding decoding);
+    /// shares its input, so they then refer to it instead of being copied. `threadCount` (0: one
+    /// per hardware thread) bounds the threads that decode this layer's images later: 1 keeps
+    /// every decoding of the layer on the calling thread, and it is the default count of
+    /// `copyContentImageRGBA`.
+    void readChannelImageData(PSDScanner& scanner, bool bigFile, PSDImageDecoding decoding,
+                              unsigned threadCount = 0);
     /// Fills `channelDataPreparedForExport` from the images; with `mayUseWorkerThread` the planes
     /// of a large image are encoded on two threads (the same bytes). Throws the image core's error.
     void prepareChannelDataForExport(bool mayUseWorkerThread = true);
@@ -257,6 +262,8 @@ class PSDKIT_EXPORT PSDLayerWrapper {
     mutable std::shared_ptr<image::PixelBufferType> maskImage_;
     mutable bool contentPending_ = false;
     mutable bool maskPending_ = false;
+    // The thread count the layer was read with, for its later decoding (0: one per hardware thread).
+    unsigned decodeThreadCount_ = 0;
     // Read with `PSDImageDecoding::never` where an image would have been built.
     bool contentUndecoded_ = false;
     bool maskUndecoded_ = false;

@@ -311,7 +311,7 @@ void PSDDocumentReader::readLayerInformation()
     std::exception_ptr channelFailure;
     try {
         for (auto& layer : layers) {
-            layer->readChannelImageData(scanner_, document_.bigFile, decoding);
+            layer->readChannelImageData(scanner_, document_.bigFile, decoding, options_.threadCount);
             ++channelsRead;
         }
     } catch (...) {

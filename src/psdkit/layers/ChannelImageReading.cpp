@@ -94,7 +94,8 @@ void PSDLayerWrapper::readChannelImageData(PSDScanner& scanner, bool bigFile)
     readChannelImageData(scanner, bigFile, PSDImageDecoding::eager);
 }
 
-void PSDLayerWrapper::readChannelImageData(PSDScanner& scanner, bool bigFile, PSDImageDecoding decoding)
+void PSDLayerWrapper::readChannelImageData(PSDScanner& scanner, bool bigFile, PSDImageDecoding decoding,
+                                           unsigned threadCount)
 {
     const std::int64_t countSize = bigFile ? 4 : 2;
     const bool shareBytes = scanner.sharesInput();
@@ -152,6 +153,7 @@ void PSDLayerWrapper::readChannelImageData(PSDScanner& scanner, bool bigFile, PS
     {
         const std::lock_guard lock(*imageMutex_);
         const bool decode = decoding != PSDImageDecoding::never;
+        decodeThreadCount_ = threadCount;
         contentPending_ = hasContent && decode;
         maskPending_ = hasMask && decode;
         contentUndecoded_ = hasContent && !decode;
@@ -232,13 +234,15 @@ std::optional<image::IntegralSize> PSDLayerWrapper::maskImageSize() const
 std::shared_ptr<image::PixelBufferType> PSDLayerWrapper::decodeContentImage() const
 {
     std::optional<image::AnyChannelData> opaque;
-    return detail::colorImage(bitDepth, contentsRect.size(), contentChannels(*this, opaque));
+    return detail::colorImage(bitDepth, contentsRect.size(), contentChannels(*this, opaque),
+                              decodeThreadCount_ != 1);
 }
 
 bool PSDLayerWrapper::copyContentImageRGBA(std::span<std::uint8_t> destination, unsigned threadCount) const
 {
     const std::lock_guard lock(*imageMutex_);
-    const unsigned threads = detail::effectiveThreadCount(threadCount);
+    const unsigned threads =
+        detail::effectiveThreadCount(threadCount != 0 ? threadCount : decodeThreadCount_);
     if (contentPending_) {
         std::optional<image::AnyChannelData> opaque;
         detail::decodeColorInto(bitDepth, contentsRect.size(), contentChannels(*this, opaque), destination,
@@ -260,7 +264,7 @@ std::shared_ptr<image::PixelBufferType> PSDLayerWrapper::decodeMaskImage() const
         throw PSDException(PSDError::readInvalidImageData);
     }
     const image::AnyChannelData* channel = &*it;
-    return detail::grayImage(bitDepth, maskRect.size(), {&channel, 1});
+    return detail::grayImage(bitDepth, maskRect.size(), {&channel, 1}, decodeThreadCount_ != 1);
 }
 
 } // namespace psdkit

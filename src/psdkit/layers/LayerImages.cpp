@@ -16,13 +16,14 @@ namespace {
     throw PSDException(PSDError::readParameterError);
 }
 
-// Large images are decoded with the image core's worker thread beside the caller's; the pixels and
-// the error are those of decoding on one thread.
+// Large images are decoded with the image core's worker thread beside the caller's when allowed;
+// the pixels and the error are those of decoding on one thread.
 template <typename P>
 std::shared_ptr<image::PixelBufferType> decoded(image::IntegralSize size,
-                                                std::span<const image::AnyChannelData* const> channels)
+                                                std::span<const image::AnyChannelData* const> channels,
+                                                bool mayUseWorkerThread)
 {
-    return std::make_shared<image::PixelBuffer<P>>(size, channels, false, std::string(), true);
+    return std::make_shared<image::PixelBuffer<P>>(size, channels, false, std::string(), mayUseWorkerThread);
 }
 } // namespace
 
@@ -82,15 +83,16 @@ image::AnyChannelData opaqueChannel(std::int64_t bitDepth, image::IntegralSize s
 }
 
 std::shared_ptr<image::PixelBufferType> colorImage(std::int64_t bitDepth, image::IntegralSize size,
-                                                   std::span<const image::AnyChannelData* const> channels)
+                                                   std::span<const image::AnyChannelData* const> channels,
+                                                   bool mayUseWorkerThread)
 {
     switch (bitDepth) {
     case 8:
-        return decoded<image::PixelARGB8>(size, channels);
+        return decoded<image::PixelARGB8>(size, channels, mayUseWorkerThread);
     case 16:
-        return decoded<image::PixelRGBA16>(size, channels);
+        return decoded<image::PixelRGBA16>(size, channels, mayUseWorkerThread);
     case 32:
-        return decoded<image::PixelRGBA32>(size, channels);
+        return decoded<image::PixelRGBA32>(size, channels, mayUseWorkerThread);
     default:
         unsupportedDepth();
     }
@@ -111,15 +113,16 @@ void decodeColorInto(std::int64_t bitDepth, image::IntegralSize size,
 }
 
 std::shared_ptr<image::PixelBufferType> grayImage(std::int64_t bitDepth, image::IntegralSize size,
-                                                  std::span<const image::AnyChannelData* const> channels)
+                                                  std::span<const image::AnyChannelData* const> channels,
+                                                  bool mayUseWorkerThread)
 {
     switch (bitDepth) {
     case 8:
-        return decoded<image::PixelGray8>(size, channels);
+        return decoded<image::PixelGray8>(size, channels, mayUseWorkerThread);
     case 16:
-        return decoded<image::PixelGray16>(size, channels);
+        return decoded<image::PixelGray16>(size, channels, mayUseWorkerThread);
     case 32:
-        return decoded<image::PixelGray32>(size, channels);
+        return decoded<image::PixelGray32>(size, channels, mayUseWorkerThread);
     default:
         unsupportedDepth();
     }

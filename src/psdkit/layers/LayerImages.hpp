@@ -20,11 +20,12 @@ namespace psdkit::detail {
 [[nodiscard]] image::AnyChannelData opaqueChannel(std::int64_t bitDepth, image::IntegralSize size,
                                                   const image::AnyChannelData& sibling);
 
-/// An ARGB8, RGBA16 or RGBA32 buffer (by depth) decoded from four channels. Throws the image
+/// An ARGB8, RGBA16 or RGBA32 buffer (by depth) decoded from four channels, a large one on the
+/// image core's worker thread beside the caller's when `mayUseWorkerThread`. Throws the image
 /// core's error, or PSDException(readParameterError) for a depth other than 8, 16, 32.
 [[nodiscard]] std::shared_ptr<image::PixelBufferType>
 colorImage(std::int64_t bitDepth, image::IntegralSize size,
-           std::span<const image::AnyChannelData* const> channels);
+           std::span<const image::AnyChannelData* const> channels, bool mayUseWorkerThread = true);
 
 /// Decodes four channels as `colorImage` does, but straight into `destination`: every pixel's
 /// samples in the channels' order (red, green, blue, transparency), native-endian, the rows of a
@@ -38,6 +39,6 @@ void decodeColorInto(std::int64_t bitDepth, image::IntegralSize size,
 /// A Gray8, Gray16 or Gray32 buffer decoded from one channel; errors as `colorImage`.
 [[nodiscard]] std::shared_ptr<image::PixelBufferType>
 grayImage(std::int64_t bitDepth, image::IntegralSize size,
-          std::span<const image::AnyChannelData* const> channels);
+          std::span<const image::AnyChannelData* const> channels, bool mayUseWorkerThread = true);
 
 } // namespace psdkit::detail
