@@ -1,6 +1,7 @@
 // Pixel buffers <-> numpy arrays.
 #include <bit>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <string>
 
@@ -63,11 +64,13 @@ py::array_t<std::uint8_t> newRGBAArray(std::int64_t height, std::int64_t width)
         }
         py::capsule base;
         try {
-            base = py::capsule(new std::pair<void*, std::size_t>(memory, bytes), [](void* p) {
+            auto mapping = std::make_unique<std::pair<void*, std::size_t>>(memory, bytes);
+            base = py::capsule(mapping.get(), [](void* p) {
                 auto* owned = static_cast<std::pair<void*, std::size_t>*>(p);
                 munmap(owned->first, owned->second);
                 delete owned;
             });
+            (void)mapping.release(); // the capsule owns it now
         } catch (...) {
             munmap(memory, bytes);
             throw;
